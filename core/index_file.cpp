@@ -1,0 +1,56 @@
+// index_file.cpp: reading back and appending to the index file.
+#include "index_file.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "error_log.h"
+#include "files.h"
+#include "point_table.h"
+
+namespace mirt {
+
+const char* index_file_path = platform::default_index_path;
+FILE* index_stream = nullptr;
+bool index_closed_by_write = false;
+
+void load_index_file(int mode) {
+    allocate_point_table();
+    if (mode != index_mode_numbering || point_hit_table == nullptr) return;
+    if (FILE* listed = fopen(index_file_path, "r")) {
+        // A line longer than the buffer is read on as the next line, as fgets does.
+        char line[1023];
+        while (fgets(line, sizeof line, listed) != nullptr) {
+            // A line without a comma names no point and is passed over.
+            const char* comma = strchr(line, ',');
+            if (comma == nullptr) continue;
+            size_t length = static_cast<size_t>(comma - line);
+            char* name = static_cast<char*>(malloc(length + 1));
+            if (name == nullptr) continue;
+            memcpy(name, line, length);
+            name[length] = '\0';
+            // The copy is kept for the life of the process when the table
+            // holds it; a repeated point keeps its first number and copy.
+            if (!enter_listed_point(name, atoi(comma + 1))) free(name);
+        }
+        fclose(listed);
+    }
+    index_stream = fopen(index_file_path, "a+");
+    if (index_stream == nullptr) {
+        print_error("Can't open the index file in append mode.\n");
+        MIRT_LOG_ERROR(765, "Can't open the index file in append mode.");
+    }
+}
+
+bool append_index_line(const char* name, int line) {
+    if (index_stream == nullptr && index_closed_by_write) {
+        index_closed_by_write = false;
+        index_stream = fopen(index_file_path, "a+");
+    }
+    if (index_stream == nullptr) return false;
+    // Flushed at once so that a process started next numbers its points
+    // with this one already listed.
+    return fprintf(index_stream, "%s,%d\n", name, line) >= 0 && fflush(index_stream) == 0;
+}
+
+}  // namespace mirt

@@ -1,0 +1,29 @@
+// index_file.h: the index file, which gives named points stable numbers across processes and runs.
+#ifndef MIRT_CORE_INDEX_FILE_H
+#define MIRT_CORE_INDEX_FILE_H
+
+#include <cstdio>
+
+namespace mirt {
+
+// Path of the index file; a writable global so that it can be pointed elsewhere.
+extern const char* index_file_path;
+extern FILE* index_stream;
+// Set when a coverage write closed the index stream; the next new named
+// point opens it again for appending.
+extern bool index_closed_by_write;
+
+inline constexpr int index_mode_numbering = 1;
+
+// Allocates the point-hit table zeroed. In numbering mode also enters every
+// point listed in the index file, numbering them 1, 2, 3 ... in file order,
+// and opens the file for appending.
+void load_index_file(int mode);
+
+// Appends "name,line" for a newly numbered point. False when the line could
+// not be written (the stream was never opened, or the write failed).
+bool append_index_line(const char* name, int line);
+
+}  // namespace mirt
+
+#endif

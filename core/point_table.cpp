@@ -1,0 +1,196 @@
+// point_table.cpp: the numbered counters, the point-hit table and the simple probes.
+#include "point_table.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "error_log.h"
+#include "index_file.h"
+#include "lifecycle.h"
+#include "mirt64.h"
+#include "trace.h"
+#include "text.h"
+
+namespace mirt {
+
+PointHitEntry* point_hit_table = nullptr;
+int32_t point_counter = 1;
+int32_t point_entry_count = 0;
+uint64_t* simple_counters = nullptr;
+char test_name[test_text_size];
+char test_label[test_text_size];
+
+std::vector<PointHitEntry*>& merged_points() {
+    // Never destroyed: detach and clearing empty it, and on POSIX other
+    // threads may still run after the static destructors.
+    static auto* points = new std::vector<PointHitEntry*>;
+    return *points;
+}
+
+uint32_t name_fold(const char* name) {
+    uint32_t h = 0;
+    for (const char* p = name; *p != '\0'; ++p) h = (h * 2) ^ static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(*p)));
+    return h;
+}
+
+void allocate_point_table() {
+    point_hit_table = static_cast<PointHitEntry*>(calloc(point_table_slots, sizeof(PointHitEntry)));
+}
+
+namespace {
+
+bool same_name(const PointHitEntry& slot, const char* name) {
+    return slot.key != 0 && strcmp(reinterpret_cast<const char*>(slot.key), name) == 0;
+}
+
+// Where a named point (name, line) is, or would be claimed. found tells
+// which. Once the cap is reached, a new point finds no slot: the walk ends
+// after one turn of the table and returns nullptr instead of running on.
+PointHitEntry* find_named_slot(const char* name, int32_t line, bool* found) {
+    uint32_t slot = home_slot(name_fold(name), line);
+    for (uint32_t step = 0; step < point_table_slots; ++step, slot = (slot + 1) & point_slot_mask) {
+        PointHitEntry& entry = point_hit_table[slot];
+        if (entry.line == line && same_name(entry, name)) {
+            *found = true;
+            return &entry;
+        }
+        if (entry.line == 0 && point_entry_count < point_table_cap) {
+            *found = false;
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+// The library's name for a null point name: named points never hold a null key.
+char empty_name[1] = "";
+
+}  // namespace
+
+bool enter_listed_point(const char* name, int32_t line) {
+    bool found = false;
+    PointHitEntry* entry = find_named_slot(name, line, &found);
+    if (entry == nullptr) return false;
+    if (found) {
+        entry->count += 1;
+        return false;
+    }
+    entry->line = line;
+    entry->key = reinterpret_cast<uintptr_t>(name);
+    entry->count = 1;
+    entry->index = static_cast<uint32_t>(point_counter++);
+    point_entry_count += 1;
+    return true;
+}
+
+void free_point_table() {
+    free(point_hit_table);
+    point_hit_table = nullptr;
+}
+
+void free_merged_points() {
+    auto& points = merged_points();
+    for (PointHitEntry* entry : points) {
+        free(reinterpret_cast<char*>(entry->key));
+        free(entry);
+    }
+    points.clear();
+}
+
+}  // namespace mirt
+
+using namespace mirt;
+
+// Numbered counter. An id outside 0..999,999 counts nothing: the array has
+// no room for it, and writing past it would corrupt the program.
+int mirt_fn(int id) {
+    if (simple_counters == nullptr) simple_counters = static_cast<uint64_t*>(calloc(simple_counter_count, sizeof(uint64_t)));
+    if (simple_counters != nullptr && id >= 0 && id < simple_counter_count) simple_counters[id] += 1;
+    return 0;
+}
+
+// Pointer-keyed point: the key's text is never read here. A new key returns
+// point_counter - 1 without advancing it; a known key returns its slot's
+// number, which is 0 for pointer-keyed entries.
+extern "C" int c_mirt_fn(char* key, int line) {
+    if (point_hit_table == nullptr) load_index_file(0);
+    if (point_hit_table == nullptr) return 0;
+    const uint64_t k = reinterpret_cast<uintptr_t>(key);
+    uint32_t slot = home_slot(k, line);
+    for (uint32_t step = 0; step < point_table_slots; ++step, slot = (slot + 1) & point_slot_mask) {
+        PointHitEntry& entry = point_hit_table[slot];
+        if (entry.line == line && entry.key == k) {
+            entry.count += 1;
+            return static_cast<int>(entry.index);
+        }
+        if (entry.line == 0 && point_entry_count < point_table_cap) {
+            entry.line = line;
+            entry.key = k;
+            entry.count = 1;
+            point_entry_count += 1;
+            return point_counter - 1;
+        }
+    }
+    return 0;  // the cap is reached and the key is new: nothing is counted
+}
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wattribute-alias"
+int mirt_fn(char* key, int line) __attribute__((alias("c_mirt_fn")));
+#pragma GCC diagnostic pop
+
+// Named point: counts a hit and traces +n. The first probe of a process reads
+// the index file back, so that a point keeps its number across processes.
+mirt_obj::mirt_obj(char* name, int line) : index(0) {
+    if (point_hit_table == nullptr) load_index_file(1);
+    if (point_hit_table == nullptr) return;
+    const char* text = name != nullptr ? name : empty_name;
+    bool found = false;
+    PointHitEntry* entry = find_named_slot(text, line, &found);
+    if (entry == nullptr) return;
+    if (found) {
+        entry->count += 1;
+        trace_append(static_cast<int32_t>(entry->index));
+        index = static_cast<int>(entry->index);
+        return;
+    }
+    entry->line = line;
+    entry->key = reinterpret_cast<uintptr_t>(text);
+    entry->count = 1;
+    point_entry_count += 1;
+    entry->index = static_cast<uint32_t>(point_counter);
+    trace_append(point_counter);
+    if (append_index_line(text, line)) {
+        index = point_counter;
+        point_counter += 1;
+    } else {
+        // The number is not used up: the next new point receives it again.
+        print_error("Error: can't fprintf to %s\n", index_file_path);
+        MIRT_LOG_ERROR(828, "can't fprintf to index file");
+        index = 0;
+    }
+}
+
+mirt_obj::~mirt_obj() { trace_append(-index); }
+
+mirt_obj& mirt_obj::operator=(const mirt_obj& other) {
+    index = other.index;
+    return *this;
+}
+
+// The name is cut at 255 bytes and at its terminator; a negative length
+// gives the empty name. The label is cut at 255 bytes as well.
+extern "C" void c_mirt_set_test_name(char* name, int length, char* label) {
+    int n = length > test_text_size - 1 ? test_text_size - 1 : length;
+    if (n < 0) n = 0;
+    copy_bounded(test_name, name, static_cast<size_t>(n));
+    copy_bounded(test_label, label, test_text_size - 1);
+}
+
+extern "C" void c_mirt_allow_shutdown_writing(bool allowed) { shutdown_writing_allowed = allowed; }
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wattribute-alias"
+void mirt_set_test_name(char* name, int length, char* label) __attribute__((alias("c_mirt_set_test_name")));
+void mirt_allow_shutdown_writing(bool allowed) __attribute__((alias("c_mirt_allow_shutdown_writing")));
+#pragma GCC diagnostic pop

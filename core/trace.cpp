@@ -1,0 +1,50 @@
+// trace.cpp: the trace file.
+#include "trace.h"
+
+#include "error_log.h"
+
+namespace mirt {
+
+const char* trace_file_name = platform::trace_file_default_name;
+platform::FileHandle trace_handle = 0;
+bool trace_created = false;
+bool trace_closed_by_write = false;
+unsigned char trace_buffer[trace_buffer_records * 3 + 4];
+int trace_record_count = 0;
+
+void trace_append(int32_t value) {
+    if (!trace_created) {
+        trace_created = true;  // creation is tried once only
+        trace_handle = platform::create_write_file(trace_file_name);
+        if (trace_handle == platform::invalid_file) {
+            print_error("Error: can't create the %s file.\n", trace_file_name);
+            MIRT_LOG_ERROR(1488, "can't create file for tracing");
+        }
+    } else if (trace_closed_by_write) {
+        trace_closed_by_write = false;
+        trace_handle = platform::open_append_file(trace_file_name);
+        if (trace_handle == platform::invalid_file) {
+            print_error("Error: can't create the %s file.\n", trace_file_name);
+            MIRT_LOG_ERROR(1488, "can't create file for tracing");
+        }
+    }
+    // The record is the low three bytes of the value, little-endian; the
+    // fourth byte written here is overwritten by the next record.
+    unsigned char* p = trace_buffer + 3 * trace_record_count;
+    uint32_t bits = static_cast<uint32_t>(value);
+    p[0] = static_cast<unsigned char>(bits);
+    p[1] = static_cast<unsigned char>(bits >> 8);
+    p[2] = static_cast<unsigned char>(bits >> 16);
+    p[3] = static_cast<unsigned char>(bits >> 24);
+    if (++trace_record_count >= trace_buffer_records) trace_flush();
+}
+
+void trace_flush() {
+    if (!platform::write_file(trace_handle, trace_buffer, static_cast<size_t>(3 * trace_record_count))) {
+        print_error("Error: can't write to the %s file.\n", trace_file_name);
+        MIRT_LOG_ERROR(1508, "can't fprintf to trace file");
+    }
+    trace_record_count = 0;
+}
+
+}  // namespace mirt

@@ -1,0 +1,76 @@
+/* mirt64.h: the probes and control functions that instrumented programs call.
+ *
+ * C code sees the c_ forms; C++ code sees every form, among them the mirt_obj
+ * scope type. On Windows the library exports each C++ function under three
+ * names: the Microsoft compiler's decorated name, the GNU name, and the c_
+ * name where one exists, so programs built by either compiler link to it.
+ *
+ * Managed (.NET) code reaches the source-line probe through the class
+ * mirt.mirt_dotnet (mirt_fn_net) and its native-bodied mirt_fn2_indirect,
+ * which come with the managed assembly rather than with this header.
+ */
+#ifndef MIRT64_H
+#define MIRT64_H
+
+#if defined(_WIN32)
+#  if defined(MIRT64_BUILDING)
+#    define MIRT_API
+#  else
+#    define MIRT_API __declspec(dllimport)
+#  endif
+#else
+#  define MIRT_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#else
+#include <stdbool.h>
+#endif
+
+/* Pointer-keyed point: counts a hit of (key, line); key is a file-name string. */
+MIRT_API int c_mirt_fn(char* key, int line);
+/* Labels the record groups written from now on (name: at most 255 bytes). */
+MIRT_API void c_mirt_set_test_name(char* name, int length, char* label);
+/* Whether the library writes its exit output file when the process ends. */
+MIRT_API void c_mirt_allow_shutdown_writing(bool allowed);
+/* Registers a module's own line table and counter table (both stay the caller's). */
+MIRT_API int c_mirt_reg(char* name, int count, int* lines, long long* counters);
+/* Registers a module's line table; returns the counter table the module increments. */
+MIRT_API long long* c_mirt_reg2(char* name, int count, int* lines);
+/* Resets every count, in this process and, in the host, in every client. */
+MIRT_API void c_mirt_clear_coverage_data(void);
+/* Source-line probe: counts a hit of (file, line). Thread-safe. */
+MIRT_API int c_mirt_fn2(char* file, int line);
+/* Appends one record group with every count so far to the output file at path. */
+MIRT_API void c_mirt_write_coverage_data(const char* path);
+
+#ifdef __cplusplus
+} /* extern "C" */
+
+/* Numbered counter: counts a hit of point number id (0 to 999,999). */
+MIRT_API int mirt_fn(int id);
+MIRT_API int mirt_fn(char* key, int line);
+
+/* A named point as a scope: construction counts a hit of (name, line) and
+ * traces entry, destruction traces leaving. The name must outlive the
+ * library's tables (string literals do). */
+struct MIRT_API mirt_obj {
+    int index;
+    mirt_obj(char* name, int line);
+    ~mirt_obj();
+    mirt_obj& operator=(const mirt_obj& other);
+};
+
+MIRT_API void mirt_set_test_name(char* name, int length, char* label);
+MIRT_API void mirt_allow_shutdown_writing(bool allowed);
+MIRT_API int mirt_reg(char* name, int count, int* lines, long long* counters);
+MIRT_API long long* mirt_reg2(char* name, int count, int* lines);
+MIRT_API void mirt_clear_coverage_data();
+MIRT_API int mirt_fn2(char* file, int line);
+/* The same code as c_mirt_fn2, for callers compiled against a void prototype. */
+MIRT_API void mirt_fn22(char* file, int line);
+MIRT_API void mirt_write_coverage_data(const char* path);
+#endif /* __cplusplus */
+
+#endif /* MIRT64_H */

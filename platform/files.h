@@ -1,0 +1,43 @@
+// platform/files.h: files, folders and fixed paths of the runtime, per operating system.
+#ifndef MIRT_PLATFORM_FILES_H
+#define MIRT_PLATFORM_FILES_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace mirt::platform {
+
+// Fixed paths of the runtime on this system.
+extern const char* const default_index_path;       // index of named points
+extern const char* const default_error_log_path;   // error log
+extern const char* const default_exit_output_path; // output written at process end
+extern const char* const trace_file_default_name;  // trace, relative to the current folder
+
+// The separator at which the directory maker splits a path.
+extern const char directory_separator;
+
+// A raw file handle: 0 means "none", invalid_file a failed creation.
+using FileHandle = intptr_t;
+extern const FileHandle invalid_file;
+
+// Creates (or truncates) a file for writing only, no sharing.
+FileHandle create_write_file(const char* path);
+// Opens an existing file for writing at its end, creating it if missing.
+FileHandle open_append_file(const char* path);
+// Writes all n bytes; false when the call fails or writes fewer.
+bool write_file(FileHandle file, const void* data, size_t n);
+bool close_file(FileHandle file);
+
+// Whether the path exists (file or folder).
+bool path_exists(const char* path);
+// Creates one folder; on failure the system's error text is fetched and dropped.
+bool create_directory(const char* path);
+bool delete_file(const char* path);
+
+// The temporary folder with its trailing separator, at most size - 1
+// characters. Returns false when it cannot be got.
+bool temp_folder(char* buffer, size_t size);
+
+}  // namespace mirt::platform
+
+#endif

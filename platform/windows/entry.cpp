@@ -1,0 +1,21 @@
+// entry.cpp (Windows): the DLL entry point runs attach and detach. This file holds only Windows code.
+#include "lifecycle.h"
+#include "windows_api.h"
+
+// The C runtime's start-up has already run the C++ static initialisers when
+// this is called for the attach, and runs the static destructors after the
+// detach returns.
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+    switch (reason) {
+    case DLL_PROCESS_ATTACH:
+        mirt::run_static_initialisers();
+        mirt::process_attach();
+        break;
+    case DLL_PROCESS_DETACH:
+        mirt::process_detach();
+        break;
+    default:
+        break;
+    }
+    return TRUE;
+}

@@ -1,0 +1,82 @@
+// os_support.cpp (POSIX): child processes and program paths for the tests. This file holds only POSIX code.
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "test_support.h"
+
+namespace fs = std::filesystem;
+
+namespace mirt_test {
+
+char separator() { return '/'; }
+
+std::string executable_name(const std::string& name) { return name; }
+
+std::string program_folder() {
+    char path[4096];
+    ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
+    if (n <= 0) return ".";
+    path[n] = '\0';
+    return fs::path(path).parent_path().string();
+}
+
+std::string make_temp_folder(const std::string& tag) {
+    const char* base = getenv("TMPDIR");
+    std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/mirt-test-" + tag + "-XXXXXX";
+    std::vector<char> buffer(pattern.begin(), pattern.end());
+    buffer.push_back('\0');
+    if (mkdtemp(buffer.data()) == nullptr) return "";
+    return buffer.data();
+}
+
+void remove_tree(const std::string& path) {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+}
+
+std::string copy_program(const std::string& program, const std::string& folder, const std::string& new_name) {
+    std::string target = join(folder, new_name);
+    fs::copy_file(join(program_folder(), program), target, fs::copy_options::overwrite_existing);
+    return target;
+}
+
+RunResult run_program(const std::string& path, const std::vector<std::string>& args, const std::vector<EnvChange>& env,
+                      const std::string& working_folder) {
+    RunResult result;
+    int pipe_fds[2];
+    if (pipe(pipe_fds) != 0) return result;
+    pid_t child = fork();
+    if (child == 0) {
+        dup2(pipe_fds[1], 1);
+        dup2(pipe_fds[1], 2);
+        close(pipe_fds[0]);
+        close(pipe_fds[1]);
+        for (const auto& change : env) {
+            if (change.second) setenv(change.first.c_str(), change.second->c_str(), 1);
+            else unsetenv(change.first.c_str());
+        }
+        if (!working_folder.empty() && chdir(working_folder.c_str()) != 0) _exit(126);
+        std::vector<char*> argv;
+        argv.push_back(const_cast<char*>(path.c_str()));
+        for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+        argv.push_back(nullptr);
+        execv(path.c_str(), argv.data());
+        _exit(127);
+    }
+    close(pipe_fds[1]);
+    char buffer[4096];
+    ssize_t n;
+    while ((n = read(pipe_fds[0], buffer, sizeof buffer)) > 0) result.output.append(buffer, static_cast<size_t>(n));
+    close(pipe_fds[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return result;
+}
+
+}  // namespace mirt_test

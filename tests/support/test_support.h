@@ -1,0 +1,51 @@
+// test_support.h: files, folders and child processes for the tests, the same on every system.
+#ifndef MIRT_TEST_SUPPORT_H
+#define MIRT_TEST_SUPPORT_H
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace mirt_test {
+
+// The folder separator of this system.
+char separator();
+std::string join(const std::string& folder, const std::string& name);
+
+// Folder of the running test executable, where the test programs are built.
+std::string program_folder();
+// A fresh, empty folder under the system's temporary folder.
+std::string make_temp_folder(const std::string& tag);
+// Executable file name of a test program ("name" or "name.exe").
+std::string executable_name(const std::string& name);
+
+bool file_exists(const std::string& path);
+std::string read_file(const std::string& path);        // binary, exact bytes
+std::string read_text_file(const std::string& path);   // text mode: line ends as the C library reads them
+void write_file(const std::string& path, const std::string& content);
+void remove_file(const std::string& path);
+void remove_tree(const std::string& path);
+
+// Copies a test program into folder under a new executable name (with what
+// it needs beside it to start there). Returns the new program's path.
+std::string copy_program(const std::string& program, const std::string& folder, const std::string& new_name);
+
+struct RunResult {
+    int exit_code = -1;
+    std::string output;  // standard output and standard error, in order
+};
+
+// An environment change: a value sets the variable, nullopt removes it.
+using EnvChange = std::pair<std::string, std::optional<std::string>>;
+
+// Runs a program to its end and collects its output.
+RunResult run_program(const std::string& path, const std::vector<std::string>& args,
+                      const std::vector<EnvChange>& env = {}, const std::string& working_folder = "");
+
+// Lines of text, split at line feeds (a carriage return before one is dropped).
+std::vector<std::string> lines_of(const std::string& text);
+
+}  // namespace mirt_test
+
+#endif

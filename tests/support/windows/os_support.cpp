@@ -1,0 +1,128 @@
+// os_support.cpp (Windows): child processes and program paths for the tests. This file holds only Windows code.
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <map>
+
+#include "test_support.h"
+#include "windows_api.h"
+
+namespace fs = std::filesystem;
+
+namespace mirt_test {
+
+char separator() { return '\\'; }
+
+std::string executable_name(const std::string& name) { return name + ".exe"; }
+
+std::string program_folder() {
+    char path[MAX_PATH];
+    DWORD n = GetModuleFileNameA(nullptr, path, MAX_PATH);
+    if (n == 0 || n >= MAX_PATH) return ".";
+    return fs::path(path).parent_path().string();
+}
+
+std::string make_temp_folder(const std::string& tag) {
+    char temp[MAX_PATH];
+    GetTempPathA(MAX_PATH, temp);
+    for (unsigned attempt = 0; attempt < 1000; ++attempt) {
+        std::string path = std::string(temp) + "mirt-test-" + tag + "-" + std::to_string(GetCurrentProcessId()) + "-" +
+                           std::to_string(GetTickCount() + attempt);
+        if (CreateDirectoryA(path.c_str(), nullptr)) return path;
+    }
+    return "";
+}
+
+void remove_tree(const std::string& path) {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+}
+
+std::string copy_program(const std::string& program, const std::string& folder, const std::string& new_name) {
+    std::string target = join(folder, new_name);
+    fs::copy_file(join(program_folder(), executable_name(program)), target, fs::copy_options::overwrite_existing);
+    // The runtime DLL is found beside the program.
+    std::string dll = join(program_folder(), "mirt64.dll");
+    if (fs::exists(dll)) fs::copy_file(dll, join(folder, "mirt64.dll"), fs::copy_options::overwrite_existing);
+    return target;
+}
+
+namespace {
+std::string quote(const std::string& arg) {
+    if (!arg.empty() && arg.find_first_of(" \t\"") == std::string::npos) return arg;
+    std::string quoted = "\"";
+    size_t backslashes = 0;
+    for (char c : arg) {
+        if (c == '\\') {
+            ++backslashes;
+            continue;
+        }
+        if (c == '"') quoted.append(backslashes * 2 + 1, '\\');
+        else quoted.append(backslashes, '\\');
+        backslashes = 0;
+        quoted += c;
+    }
+    quoted.append(backslashes * 2, '\\');
+    return quoted + "\"";
+}
+
+// The current environment with the changes applied, as a block for CreateProcessA.
+std::string environment_block(const std::vector<EnvChange>& changes) {
+    std::map<std::string, std::string, bool (*)(const std::string&, const std::string&)> vars(
+        [](const std::string& a, const std::string& b) { return _stricmp(a.c_str(), b.c_str()) < 0; });
+    char* block = GetEnvironmentStringsA();
+    for (char* p = block; *p != '\0'; p += strlen(p) + 1) {
+        char* eq = strchr(p + 1, '=');
+        if (eq == nullptr) continue;
+        vars[std::string(p, static_cast<size_t>(eq - p))] = eq + 1;
+    }
+    FreeEnvironmentStringsA(block);
+    for (const auto& change : changes) {
+        if (change.second) vars[change.first] = *change.second;
+        else vars.erase(change.first);
+    }
+    std::string result;
+    for (const auto& v : vars) result += v.first + "=" + v.second + '\0';
+    result += '\0';
+    return result;
+}
+}  // namespace
+
+RunResult run_program(const std::string& path, const std::vector<std::string>& args, const std::vector<EnvChange>& env,
+                      const std::string& working_folder) {
+    RunResult result;
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    HANDLE read_end = nullptr, write_end = nullptr;
+    if (!CreatePipe(&read_end, &write_end, &inherit, 0)) return result;
+    SetHandleInformation(read_end, HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = write_end;
+    startup.hStdError = write_end;
+    std::string command = quote(path);
+    for (const auto& a : args) command += " " + quote(a);
+    std::string environment = environment_block(env);
+    PROCESS_INFORMATION process{};
+    BOOL started = CreateProcessA(path.c_str(), command.data(), nullptr, nullptr, TRUE, 0, environment.data(),
+                                  working_folder.empty() ? nullptr : working_folder.c_str(), &startup, &process);
+    CloseHandle(write_end);
+    if (!started) {
+        CloseHandle(read_end);
+        return result;
+    }
+    char buffer[4096];
+    DWORD n = 0;
+    while (ReadFile(read_end, buffer, sizeof buffer, &n, nullptr) && n > 0) result.output.append(buffer, n);
+    CloseHandle(read_end);
+    WaitForSingleObject(process.hProcess, INFINITE);
+    DWORD code = 0;
+    GetExitCodeProcess(process.hProcess, &code);
+    result.exit_code = static_cast<int>(code);
+    CloseHandle(process.hProcess);
+    CloseHandle(process.hThread);
+    return result;
+}
+
+}  // namespace mirt_test

@@ -1,0 +1,166 @@
+// Tests of the index file, the trace file, the error log and the path operations.
+#include <cstring>
+
+#include "mirt64.h"
+#include "paths.h"
+#include "point_table.h"
+#include "runtime_fixture.h"
+
+using namespace mirt;
+using mirt_test::file_exists;
+using mirt_test::lines_of;
+using mirt_test::read_file;
+using mirt_test::read_text_file;
+using mirt_test::write_file;
+
+TEST_F(RuntimeTest, IndexFileNumbersListedPointsAndAppendsNewOnes) {
+    write_file(index_path, "a.cpp,10\nb.cpp,20\na.cpp,10\n,5\nno comma here\n");
+    static char c[] = "c.cpp", a[] = "a.cpp", empty[] = "";
+    mirt_obj third(c, 30);
+    EXPECT_EQ(third.index, 4);  // a.cpp,10 = 1, b.cpp,20 = 2, ",5" (empty name) = 3
+    mirt_obj first(a, 10);
+    EXPECT_EQ(first.index, 1);
+    mirt_obj unnamed(empty, 5);
+    EXPECT_EQ(unnamed.index, 3);
+    // Listed points start with a count of 1 (a repeated listing adds one).
+    EXPECT_EQ(point_hit_table[home_slot(name_fold("a.cpp"), 10)].count, 3u);
+    EXPECT_EQ(point_entry_count, 4);
+    EXPECT_EQ(lines_of(read_text_file(index_path)).back(), "c.cpp,30");
+    EXPECT_EQ(lines_of(read_text_file(index_path)).size(), 6u);
+}
+
+TEST_F(RuntimeTest, IndexLinesLongerThanTheReadBufferContinueAsNextLine) {
+    // 1,022 characters are taken at a time: the tail ",7" of a longer line
+    // is read as a line of its own, naming the empty point at line 7.
+    write_file(index_path, std::string(1022, 'x') + ",7\nz.cpp,8\n");
+    static char z[] = "z.cpp", empty[] = "";
+    mirt_obj tail(empty, 7);
+    mirt_obj listed(z, 8);
+    EXPECT_EQ(tail.index, 1);
+    EXPECT_EQ(listed.index, 2);
+}
+
+TEST_F(RuntimeTest, IndexFileThatCannotBeOpenedForAppendingIsReported) {
+    std::string unreachable = mirt_test::join(mirt_test::join(folder, "missing"), "index.txt");
+    index_file_path = unreachable.c_str();
+    static char a[] = "a.cpp", b[] = "b.cpp";
+    testing::internal::CaptureStdout();
+    mirt_obj first(a, 1);
+    mirt_obj second(b, 2);
+    std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(printed, "Can't open the index file in append mode.\n"
+                       "Error: can't fprintf to " + unreachable + "\n"
+                       "Error: can't fprintf to " + unreachable + "\n");
+    auto log = error_log_lines();
+    EXPECT_TRUE(logged(log, 765, "Can't open the index file in append mode."));
+    EXPECT_TRUE(logged(log, 828, "can't fprintf to index file"));
+    // The number is not used up: both points got 0 and the counter stays.
+    EXPECT_EQ(first.index, 0);
+    EXPECT_EQ(second.index, 0);
+    EXPECT_EQ(point_counter, 1);
+    EXPECT_EQ(point_entry_count, 2);
+}
+
+TEST_F(RuntimeTest, PointerKeyedFirstLeavesTheIndexUnopenedForNamedPoints) {
+    static char key[] = "k.cpp", named[] = "n.cpp";
+    mirt_fn(key, 1);
+    testing::internal::CaptureStdout();
+    mirt_obj point(named, 2);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: can't fprintf to " + index_path + "\n");
+    EXPECT_EQ(point.index, 0);
+    EXPECT_TRUE(logged(error_log_lines(), 828, "can't fprintf to index file"));
+    EXPECT_FALSE(file_exists(index_path));
+}
+
+TEST_F(RuntimeTest, TraceRecordsArePackedThreeBytesLittleEndian) {
+    trace_append(70000);
+    trace_append(-70000);
+    trace_append(1);
+    EXPECT_EQ(trace_record_count, 3);
+    ASSERT_TRUE(trace_created);
+    trace_flush();
+    std::string bytes = trace_contents();
+    EXPECT_EQ(bytes, std::string("\x70\x11\x01\x90\xEE\xFE\x01\x00\x00", 9));
+}
+
+TEST_F(RuntimeTest, NamedPointScopesTraceEntryAndLeaving) {
+    static char outer_name[] = "outer.cpp", inner_name[] = "inner.cpp";
+    {
+        mirt_obj outer(outer_name, 1);
+        { mirt_obj inner(inner_name, 2); }
+        mirt_obj copy(inner_name, 2);
+        copy = outer;  // assignment copies the number and traces nothing
+    }
+    trace_flush();
+    // +1 +2 -2 +2 (the copy's construction) -1 (the copy now holds 1) -1
+    EXPECT_EQ(trace_contents(), std::string("\x01\0\0\x02\0\0\xFE\xFF\xFF\x02\0\0\xFF\xFF\xFF\xFF\xFF\xFF", 18));
+}
+
+TEST_F(RuntimeTest, TenThousandthTraceRecordWritesThirtyThousandBytes) {
+    for (int i = 1; i < trace_buffer_records; ++i) trace_append(i);
+    EXPECT_EQ(trace_record_count, trace_buffer_records - 1);
+    trace_append(trace_buffer_records);
+    EXPECT_EQ(trace_record_count, 0);
+    std::string bytes = trace_contents();
+    ASSERT_EQ(bytes.size(), 30000u);
+    EXPECT_EQ(bytes.substr(29997), std::string("\x10\x27\x00", 3));  // 10,000 = 0x2710
+}
+
+TEST_F(RuntimeTest, TraceFileThatCannotBeCreatedIsReportedAndNotRetried) {
+    std::string unreachable = mirt_test::join(mirt_test::join(folder, "missing"), "trace.out");
+    trace_file_name = unreachable.c_str();
+    testing::internal::CaptureStdout();
+    trace_append(1);
+    trace_append(2);
+    trace_flush();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Error: can't create the " + unreachable + " file.\nError: can't write to the " + unreachable + " file.\n");
+    EXPECT_EQ(trace_handle, platform::invalid_file);
+    EXPECT_EQ(trace_record_count, 0);  // the failed records are dropped
+    auto log = error_log_lines();
+    EXPECT_TRUE(logged(log, 1488, "can't create file for tracing"));
+    EXPECT_TRUE(logged(log, 1508, "can't fprintf to trace file"));
+}
+
+TEST_F(RuntimeTest, ErrorLogAppendsLinesAndMakesItsFolder) {
+    std::string nested = mirt_test::join(mirt_test::join(folder, "logs"), "mirt_err.txt");
+    error_log_path = nested.c_str();
+    write_error_log("core.cpp", 12, "first");
+    close_error_log();
+    write_error_log("other.cpp", 7, "second");
+    EXPECT_EQ(lines_of(read_text_file(nested)), (std::vector<std::string>{"[core.cpp,12]first", "[other.cpp,7]second"}));
+}
+
+TEST(Paths, DirectoryOf) {
+    std::string dir = "stale";
+    EXPECT_TRUE(directory_of("c:/temp/mirt_err.txt", &dir));
+    EXPECT_EQ(dir, "c:/temp");
+    EXPECT_TRUE(directory_of("c:\\temp\\sub/out.txt", &dir));
+    EXPECT_EQ(dir, "c:\\temp\\sub");
+    EXPECT_TRUE(directory_of("mirt.out", &dir));
+    EXPECT_EQ(dir, "");
+    EXPECT_TRUE(directory_of("/out.txt", &dir));
+    EXPECT_EQ(dir, "");
+    EXPECT_TRUE(directory_of("//out.txt", &dir));  // a lone separator is no folder
+    EXPECT_EQ(dir, "");
+    EXPECT_TRUE(directory_of("a/b/", &dir));
+    EXPECT_EQ(dir, "a/b");
+    EXPECT_FALSE(directory_of(nullptr, &dir));
+    EXPECT_EQ(dir, "");
+    EXPECT_FALSE(directory_of("x/y", nullptr));
+}
+
+TEST(Paths, MakeDirectoryPathCreatesMissingParents) {
+    std::string base = mirt_test::make_temp_folder("paths");
+    char sep = mirt_test::separator();
+    std::string deep = base + sep + "one" + sep + "two" + sep + "three";
+    EXPECT_TRUE(make_directory_path(deep.c_str()));
+    EXPECT_TRUE(platform::path_exists(deep.c_str()));
+    EXPECT_TRUE(make_directory_path(deep.c_str()));  // already there
+    // A parent that is a file cannot be made a folder.
+    std::string file = base + sep + "plain";
+    mirt_test::write_file(file, "x");
+    std::string under_file = file + sep + "child";
+    EXPECT_FALSE(make_directory_path(under_file.c_str()));
+    mirt_test::remove_tree(base);
+}
