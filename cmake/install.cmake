@@ -25,5 +25,14 @@ install(FILES ${CMAKE_BINARY_DIR}/mirt64Config.cmake ${CMAKE_BINARY_DIR}/mirt64C
 # that the tree works wherever `cmake --install --prefix` puts it.
 file(RELATIVE_PATH MIRT_PC_TO_PREFIX
   /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" MIRT_PC_TO_PREFIX "${MIRT_PC_TO_PREFIX}")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/mirt64.pc.in ${CMAKE_BINARY_DIR}/mirt64.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/mirt64.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The installed tree, used the two ways a program outside this project would.
+# The example program writes the runtime's fixed files.
+if(MIRT_BUILD_TESTS AND NOT WIN32)
+  add_test(NAME installed_tree
+    COMMAND ${PROJECT_SOURCE_DIR}/tests/install/check_install.sh ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+  set_tests_properties(installed_tree PROPERTIES RESOURCE_LOCK fixed_files TIMEOUT 300)
+endif()
