@@ -11,6 +11,8 @@ protected:
     void SetUp() override {
         dll = LoadLibraryA("mirt64.dll");
         ASSERT_NE(dll, nullptr);
+        // No exit file when the DLL is unloaded.
+        get<void (*)(bool)>("c_mirt_allow_shutdown_writing")(false);
     }
     void TearDown() override {
         if (dll != nullptr) FreeLibrary(dll);
@@ -51,7 +53,16 @@ TEST_F(MsvcExports, DecoratedNamesReachTheSameFunctionsAsGnuAndCNames) {
         {"?mirt_fn@@YAHPEADH@Z", "_Z7mirt_fnPci", "c_mirt_fn"},
         {"?mirt_set_test_name@@YAXPEADH0@Z", "_Z18mirt_set_test_namePciS_", "c_mirt_set_test_name"},
         {"?mirt_allow_shutdown_writing@@YAX_N@Z", "_Z27mirt_allow_shutdown_writingb", "c_mirt_allow_shutdown_writing"},
+        {"?mirt_reg@@YAHPEADHPEAHPEA_J@Z", "_Z8mirt_regPciPiPx", "c_mirt_reg"},
+        {"?mirt_reg2@@YAPEA_JPEADHPEAH@Z", "_Z9mirt_reg2PciPi", "c_mirt_reg2"},
+        {"?mirt_clear_coverage_data@@YAXXZ", "_Z24mirt_clear_coverage_datav", "c_mirt_clear_coverage_data"},
+        {"?mirt_fn2@@YAHPEADH@Z", "_Z8mirt_fn2Pci", "c_mirt_fn2"},
+        // mirt_fn22 and c_mirt_fn2 are one code address.
+        {"?mirt_fn22@@YAXPEADH@Z", "_Z9mirt_fn22Pci", "c_mirt_fn2"},
     };
+    EXPECT_EQ(GetProcAddress(dll, "?mirt_write_coverage_data@@YAXPEBD@Z"),
+              GetProcAddress(dll, "_Z24mirt_write_coverage_dataPKc"));
+    EXPECT_NE(GetProcAddress(dll, "c_mirt_write_coverage_data"), nullptr);
     for (auto& names : same) {
         FARPROC decorated = GetProcAddress(dll, names[0]);
         EXPECT_NE(decorated, nullptr) << names[0];

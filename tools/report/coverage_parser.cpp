@@ -12,6 +12,13 @@
 // counters. If a later line of the same run cannot be one (numbers must rise,
 // counts stay above zero), the run was file lines after all and goes back to
 // the file. Count lines before any heading are simple counters.
+//
+// The format itself cannot tell every case apart: a registered line table
+// whose lines fall and then rise again, in a group whose point-hit and
+// source-line sections are empty, reads as a file line followed by simple
+// counters; and simple counters whose numbers continue above the last line
+// of the file before them read as lines of that file. The reader can be told
+// to keep every line under a heading with its file instead.
 #include "coverage_parser.h"
 
 #include <charconv>
@@ -218,7 +225,8 @@ private:
             simple_.emplace_back(n, count);
             return true;
         }
-        if (phase_ == Phase::files && has_last_line_ && n < last_line_ && could_be_simple) {
+        if (phase_ == Phase::files && has_last_line_ && n < last_line_ && could_be_simple &&
+            options_.find_simple_counters_after_files) {
             phase_ = Phase::simple;
             simple_from_file_ = true;
             simple_.emplace_back(n, count);

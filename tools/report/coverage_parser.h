@@ -26,6 +26,10 @@ struct ParseOptions {
     // Skip malformed lines (each reported as a diagnostic) instead of
     // stopping at the first one.
     bool lenient = false;
+    // Look for simple counters among the count lines under a file heading
+    // (see coverage_parser.cpp). Off: such lines always belong to the file,
+    // for programs whose registered line tables are not in ascending order.
+    bool find_simple_counters_after_files = true;
 };
 
 // Receives each record group as soon as it is complete: a TestCase with one

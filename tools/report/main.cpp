@@ -89,6 +89,10 @@ int run(int argc, char** argv) {
     LoadOptions load;
     app.add_flag("--lenient", load.parse.lenient,
                  "skip malformed lines with a warning instead of stopping at the first");
+    bool lines_stay_with_files = false;
+    app.add_flag("--lines-stay-with-files", lines_stay_with_files,
+                 "count lines under a file heading always belong to that file (for registered line tables out of "
+                 "order; simple counters right after a file's lines are then read as its lines)");
     app.add_flag("--running-totals", load.running_totals,
                  "record groups of one test case in one file are running totals: keep the last instead of summing");
 
@@ -135,6 +139,7 @@ int run(int argc, char** argv) {
     trace->add_option("-o,--output", common.output, "file to write (default: standard output)");
 
     CLI11_PARSE(app, argc, argv);
+    load.parse.find_simple_counters_after_files = !lines_stay_with_files;
 
     if (trace->parsed()) {
         std::ifstream index_in(index_path, std::ios::binary);

@@ -1,8 +1,5 @@
-// The mirt-report program itself: the demo's output through every sub-command, and its errors.
+// The mirt-report program itself: its options, and its errors.
 #include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
-#include <tinyxml2.h>
 
 #include "report_fixture.h"
 #include "test_support.h"
@@ -30,73 +27,7 @@ protected:
     std::string folder;
 };
 
-// The index and trace files that the demo leaves: its one named point,
-// entered and left ten times.
-std::string demo_trace() {
-    std::string bytes;
-    for (int i = 0; i < 10; ++i) bytes += std::string("\x01\x00\x00\xff\xff\xff", 6);
-    return bytes;
-}
-
 }  // namespace
-
-TEST_F(ReportCommand, DemoOutputThroughEverySubcommand) {
-    std::string demo = file("demo.out", mirt_report_test::demo_output());
-
-    RunResult summary = report({"summary", demo});
-    ASSERT_EQ(summary.exit_code, 0) << summary.output;
-    EXPECT_EQ(summary.output,
-              "test case mirt_demo_data_4242_-1 [unknown]\n"
-              "  1 file, 2 of 2 lines hit, 11 hits; 3 simple counters hit, 20 hits\n"
-              "    examples/demo.cpp: 2 of 2 lines hit, 11 hits\n"
-              "all 1 test case: 1 file, 2 of 2 lines hit, 11 hits; 3 simple counters hit, 20 hits\n");
-
-    RunResult json = report({"summary", "--json", demo});
-    ASSERT_EQ(json.exit_code, 0) << json.output;
-    nlohmann::json doc = nlohmann::json::parse(json.output);
-    EXPECT_EQ(doc["tests"][0]["name"], "mirt_demo_data_4242_-1");
-    EXPECT_EQ(doc["tests"][0]["files"][0]["file"], "examples/demo.cpp");
-    EXPECT_EQ(doc["tests"][0]["files"][0]["lines_hit"], 2);
-    EXPECT_EQ(doc["tests"][0]["hits"], 11);
-    EXPECT_EQ(doc["tests"][0]["simple_counters"]["hits"], 20);
-    EXPECT_EQ(doc["all"]["test_cases"], 1);
-
-    RunResult lcov = report({"lcov", demo, "-o", "demo.info"});
-    ASSERT_EQ(lcov.exit_code, 0) << lcov.output;
-    EXPECT_EQ(read("demo.info"),
-              "TN:mirt_demo_data_4242__1\nSF:examples/demo.cpp\nDA:8,10\nDA:21,1\nLF:2\nLH:2\nend_of_record\n");
-
-    RunResult cobertura = report({"cobertura", demo, "-o", "demo.xml"});
-    ASSERT_EQ(cobertura.exit_code, 0) << cobertura.output;
-    tinyxml2::XMLDocument xml;
-    ASSERT_EQ(xml.Parse(read("demo.xml").c_str()), tinyxml2::XML_SUCCESS);
-    const tinyxml2::XMLElement* coverage = xml.FirstChildElement("coverage");
-    EXPECT_EQ(coverage->Int64Attribute("lines-valid"), 2);
-    EXPECT_EQ(coverage->Int64Attribute("timestamp"), 1700000000);
-    EXPECT_STREQ(coverage->FirstChildElement("packages")->FirstChildElement("package")->Attribute("name"), "examples");
-
-    RunResult hit = report({"tests-for", "demo.cpp:8", demo});
-    ASSERT_EQ(hit.exit_code, 0) << hit.output;
-    EXPECT_EQ(hit.output, "examples/demo.cpp:8: hit by 1 test case\n  10  mirt_demo_data_4242_-1\n");
-    RunResult unlisted = report({"tests-for", "examples/demo.cpp:9", demo});
-    EXPECT_EQ(unlisted.output, "examples/demo.cpp:9: no test case lists this line\n");
-
-    RunResult merged = report({"merge", demo, demo, "-o", "merged.out"});
-    ASSERT_EQ(merged.exit_code, 0) << merged.output;
-    EXPECT_EQ(read("merged.out"),
-              "=== mirt_demo_data_4242_-1\n>>> unknown\n1,20\n2,10\n3,10\n--- examples\n### demo.cpp\n8,20\n21,2\n");
-    RunResult merged_summary = report({"summary", "merged.out"});
-    EXPECT_NE(merged_summary.output.find("examples/demo.cpp: 2 of 2 lines hit, 22 hits"), std::string::npos)
-        << merged_summary.output;
-
-    file("index.txt", "examples/demo.cpp,8\n");
-    file("trace.out", demo_trace());
-    RunResult trace = report({"trace", "--index", "index.txt"});
-    ASSERT_EQ(trace.exit_code, 0) << trace.output;
-    std::string expected;
-    for (int i = 0; i < 10; ++i) expected += "enter #1 examples/demo.cpp:8\nleave #1 examples/demo.cpp:8\n";
-    EXPECT_EQ(trace.output, expected);
-}
 
 TEST_F(ReportCommand, SelectsTestCasesAndReadsStandardInput) {
     std::string two = file("two.out", "=== a\n>>> l\n--- d\n### f\n1,1\n=== b\n>>> l\n--- d\n### f\n1,5\n2,0\n");
@@ -115,6 +46,21 @@ TEST_F(ReportCommand, SelectsTestCasesAndReadsStandardInput) {
     ASSERT_EQ(piped.exit_code, 0) << piped.output;
     EXPECT_NE(piped.output.find("all 2 test cases: 1 file, 1 of 2 lines hit, 6 hits"), std::string::npos)
         << piped.output;
+
+    RunResult listed = report({"tests-for", "f:2", two});
+    EXPECT_EQ(listed.output, "d/f:2: listed, but no test case hits it\n");
+    RunResult unlisted = report({"tests-for", "d/f:3", two});
+    EXPECT_EQ(unlisted.output, "d/f:3: no test case lists this line\n");
+    RunResult as_json = report({"tests-for", "--json", "f:1", two});
+    EXPECT_EQ(as_json.output,
+              "{\n  \"files\": [\n    {\n      \"file\": \"d/f\",\n      \"hits\": [\n        {\n          \"count\": 1,\n"
+              "          \"test\": \"a\"\n        },\n        {\n          \"count\": 5,\n          \"test\": \"b\"\n"
+              "        }\n      ],\n      \"listed\": true\n    }\n  ],\n  \"line\": 1\n}\n");
+
+    std::string unordered = file("unordered.out", "=== t\n>>> l\n--- lib\n### mod.cpp\n4,1\n2,1\n");
+    EXPECT_NE(report({"summary", unordered}).output.find("1 simple counter hit"), std::string::npos);
+    EXPECT_NE(report({"summary", "--lines-stay-with-files", unordered}).output.find("lib/mod.cpp: 2 of 2 lines hit"),
+              std::string::npos);
 
     RunResult running = report({"--running-totals", "summary", file("totals.out", "=== a\n>>> l\n1,1\n=== a\n>>> l\n1,3\n")});
     EXPECT_NE(running.output.find("1 simple counter hit, 3 hits"), std::string::npos) << running.output;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <sstream>
 
 #include "report_fixture.h"
 
@@ -107,6 +108,39 @@ TEST(CoverageParser, FallingLinesThatCannotBeSimpleCountersStayWithTheFile) {
     ASSERT_TRUE(simple_then_registration.ok);
     EXPECT_EQ(simple_then_registration.groups.at(0).simple_counters, (LineCounts{{5, 2}, {6, 1}}));
     EXPECT_EQ(lines_of(simple_then_registration.groups.at(0), "d/f.cpp"), (LineCounts{{40, 1}}));
+}
+
+TEST(CoverageParser, ReadsTheDemoOutput) {
+    auto p = parse_text(mirt_report_test::demo_output());
+    ASSERT_TRUE(p.ok);
+    ASSERT_EQ(p.groups.size(), 2u);
+    EXPECT_EQ(p.groups[0].name, "demo.vowels");
+    EXPECT_EQ(lines_of(p.groups[0], "examples/demo.cpp"), (LineCounts{{29, 44}, {31, 12}, {33, 21}, {35, 3}, {37, 8}}));
+    EXPECT_EQ(lines_of(p.groups[0], "examples/text/helpers.cpp"), (LineCounts{{50, 2}, {52, 42}}));
+    EXPECT_EQ(p.groups[0].simple_counters, (LineCounts{{1, 44}, {2, 12}, {3, 2}}));
+    EXPECT_EQ(p.groups[1].name, "demo.words");
+    EXPECT_EQ(lines_of(p.groups[1], "examples/demo.cpp"), (LineCounts{{72, 45}, {74, 9}, {76, 1}}));
+    EXPECT_TRUE(p.groups[1].simple_counters.empty());
+}
+
+// A registered table whose lines are not in ascending order, alone in its
+// group, reads as simple counters unless the reader is told otherwise.
+TEST(CoverageParser, LinesCanBeKeptWithTheirFile) {
+    const std::string text = "=== t\n>>> l\n--- lib\n### mod.cpp\n4,1\n2,1\n3,5\n";
+    auto found = parse_text(text);
+    ASSERT_TRUE(found.ok);
+    EXPECT_EQ(lines_of(found.groups.at(0), "lib/mod.cpp"), (LineCounts{{4, 1}}));
+    EXPECT_EQ(found.groups.at(0).simple_counters, (LineCounts{{2, 1}, {3, 5}}));
+
+    std::istringstream in(text);
+    ParseOptions options;
+    options.find_simple_counters_after_files = false;
+    std::vector<TestCase> groups;
+    std::vector<Diagnostic> diagnostics;
+    ASSERT_TRUE(parse_coverage(in, "t.out", options, [&](TestCase&& g) { groups.push_back(std::move(g)); },
+                               diagnostics));
+    EXPECT_EQ(lines_of(groups.at(0), "lib/mod.cpp"), (LineCounts{{2, 1}, {3, 5}, {4, 1}}));
+    EXPECT_TRUE(groups.at(0).simple_counters.empty());
 }
 
 // Record groups: header-only ones, several in a file, the same test name

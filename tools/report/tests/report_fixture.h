@@ -35,19 +35,19 @@ inline mirt_report::CoverageSet set_of(const std::string& text) {
     return set;
 }
 
-// The output of the demo program in examples/: its named point at line 8
-// (ten calls) and the pointer-keyed point at line 21 share the key text
-// "examples/demo.cpp"; mirt_fn(1), (2) and (3) are simple counters.
+// What the demo program in examples/ writes with a fresh index file: two
+// test cases. In the first, the named point at line 29, the simple counters
+// 1 to 3, the static registration of helpers.cpp and the module section of
+// demo.cpp; in the second, the keyed point at line 76 and two source lines.
 inline const char* demo_output() {
-    return "=== mirt_demo_data_4242_-1\n"
-           ">>> unknown\n"
-           "--- examples\n"
-           "### demo.cpp\n"
-           "8,10\n"
-           "21,1\n"
-           "1,10\n"
-           "2,5\n"
-           "3,5\n";
+    return "=== demo.vowels\n>>> example\n"
+           "--- examples\n### demo.cpp\n29,44\n"
+           "1,44\n2,12\n3,2\n"
+           "--- examples/text\n### helpers.cpp\n50,2\n52,42\n"
+           "--- examples\n### demo.cpp\n31,12\n33,21\n35,3\n37,8\n"
+           "=== demo.words\n>>> example\n"
+           "--- examples\n### demo.cpp\n76,1\n"
+           "--- examples\n### demo.cpp\n72,45\n74,9\n";
 }
 
 }  // namespace mirt_report_test
