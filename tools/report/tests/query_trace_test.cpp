@@ -64,8 +64,9 @@ TEST(LineQueries, FindTheTestCasesThatHitALine) {
 // Points are numbered as the runtime numbers them when it reads the file back.
 TEST(IndexFile, NumbersPointsAsTheRuntimeDoes) {
     std::string long_name(1500, 'n');
-    std::istringstream in("a.cpp,10\nb.cpp,20\na.cpp,10\nno comma here\n,5\nx,y,7\na.cpp,11\r\n" + long_name +
-                          ",3\nlast,-4");
+    // A zero byte ends a line's text for the runtime's C string functions.
+    std::istringstream in("a.cpp,10\nb.cpp,20\na.cpp,10\nno comma here\n,5\nx,y,7\na.cpp,11\r\n" +
+                          std::string("zero\0after,9\n", 13) + long_name + ",3\nlast,-4");
     std::vector<IndexPoint> points = read_index(in);
     std::vector<std::string> seen;
     for (const IndexPoint& p : points) seen.push_back(p.name + "@" + std::to_string(p.line));
