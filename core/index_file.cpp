@@ -3,12 +3,23 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "error_log.h"
 #include "files.h"
 #include "point_table.h"
 
 namespace mirt {
+
+namespace {
+// The names read back from the index file, kept for the life of the process
+// (named points hold pointers to them; a table freed at detach leaves them
+// here rather than lost).
+std::vector<char*>& listed_names() {
+    static auto* names = new std::vector<char*>;
+    return *names;
+}
+}  // namespace
 
 const char* index_file_path = platform::default_index_path;
 FILE* index_stream = nullptr;
@@ -31,7 +42,8 @@ void load_index_file(int mode) {
             name[length] = '\0';
             // The copy is kept for the life of the process when the table
             // holds it; a repeated point keeps its first number and copy.
-            if (!enter_listed_point(name, atoi(comma + 1))) free(name);
+            if (enter_listed_point(name, atoi(comma + 1))) listed_names().push_back(name);
+            else free(name);
         }
         fclose(listed);
     }

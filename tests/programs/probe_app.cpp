@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -42,12 +43,15 @@ int main(int argc, char** argv) {
             for (int t = 0; t < times; ++t) mirt_fn2(file, line);
         } else if (command == "reg2" || command == "reg") {
             char* name = next();
-            auto* lines = new std::vector<int>(numbers(next()));  // kept for the process's life
+            // The tables live as long as the process, at fixed addresses.
+            static auto* kept_lines = new std::deque<std::vector<int>>;
+            static auto* kept_counters = new std::deque<std::vector<long long>>;
+            auto* lines = &kept_lines->emplace_back(numbers(next()));
             if (command == "reg2") {
                 long long* counters = mirt_reg2(name, static_cast<int>(lines->size()), lines->data());
                 for (size_t k = 0; k < lines->size(); ++k) counters[k] += 1;
             } else {
-                auto* counters = new std::vector<long long>(lines->size(), 1);
+                auto* counters = &kept_counters->emplace_back(lines->size(), 1);
                 c_mirt_reg(name, static_cast<int>(lines->size()), lines->data(), counters->data());
             }
         } else if (command == "name") {
