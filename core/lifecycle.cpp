@@ -6,8 +6,10 @@
 
 #include "error_log.h"
 #include "files.h"
+#include "modules.h"
 #include "point_table.h"
 #include "process.h"
+#include "source_lines.h"
 #include "text.h"
 
 namespace mirt {
@@ -74,6 +76,10 @@ void run_static_initialisers() {
     automation_mode = platform::get_environment("CodeCoverageAutomation", nullptr);
     own_record();
     merged_points();
+    static_registrations();
+    module_registry();
+    module_names();
+    file_line_table();
 }
 
 void process_attach() {
@@ -89,6 +95,8 @@ void process_attach() {
 
 void process_detach() {
     exiting = true;
+    // The source-line table is not released here: it lives as long as the process.
+    destroy_all_modules();
     free_point_table();
     free_merged_points();
     close_error_log();

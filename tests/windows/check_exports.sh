@@ -30,11 +30,18 @@ done <<'TABLE'
 ??4mirt_obj@@QEAAAEAU0@AEBU0@@Z|public: struct mirt_obj & __cdecl mirt_obj::operator=(struct mirt_obj const &)
 ?mirt_set_test_name@@YAXPEADH0@Z|void __cdecl mirt_set_test_name(char *, int, char *)
 ?mirt_allow_shutdown_writing@@YAX_N@Z|void __cdecl mirt_allow_shutdown_writing(bool)
+?mirt_reg@@YAHPEADHPEAHPEA_J@Z|int __cdecl mirt_reg(char *, int, int *, __int64 *)
+?mirt_reg2@@YAPEA_JPEADHPEAH@Z|__int64 * __cdecl mirt_reg2(char *, int, int *)
+?mirt_clear_coverage_data@@YAXXZ|void __cdecl mirt_clear_coverage_data(void)
+?mirt_fn2@@YAHPEADH@Z|int __cdecl mirt_fn2(char *, int)
+?mirt_fn22@@YAXPEADH@Z|void __cdecl mirt_fn22(char *, int)
 TABLE
 
 for name in _Z7mirt_fni _Z7mirt_fnPci _ZN8mirt_objC1EPci _ZN8mirt_objD1Ev _ZN8mirt_objaSERKS_ \
             _Z18mirt_set_test_namePciS_ _Z27mirt_allow_shutdown_writingb \
-            c_mirt_fn c_mirt_set_test_name c_mirt_allow_shutdown_writing; do
+            _Z8mirt_regPciPiPx _Z9mirt_reg2PciPi _Z24mirt_clear_coverage_datav _Z8mirt_fn2Pci _Z9mirt_fn22Pci \
+            c_mirt_fn c_mirt_set_test_name c_mirt_allow_shutdown_writing c_mirt_reg c_mirt_reg2 \
+            c_mirt_clear_coverage_data c_mirt_fn2; do
   expect_name "$name"
 done
 

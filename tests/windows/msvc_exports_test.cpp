@@ -51,6 +51,12 @@ TEST_F(MsvcExports, DecoratedNamesReachTheSameFunctionsAsGnuAndCNames) {
         {"?mirt_fn@@YAHPEADH@Z", "_Z7mirt_fnPci", "c_mirt_fn"},
         {"?mirt_set_test_name@@YAXPEADH0@Z", "_Z18mirt_set_test_namePciS_", "c_mirt_set_test_name"},
         {"?mirt_allow_shutdown_writing@@YAX_N@Z", "_Z27mirt_allow_shutdown_writingb", "c_mirt_allow_shutdown_writing"},
+        {"?mirt_reg@@YAHPEADHPEAHPEA_J@Z", "_Z8mirt_regPciPiPx", "c_mirt_reg"},
+        {"?mirt_reg2@@YAPEA_JPEADHPEAH@Z", "_Z9mirt_reg2PciPi", "c_mirt_reg2"},
+        {"?mirt_clear_coverage_data@@YAXXZ", "_Z24mirt_clear_coverage_datav", "c_mirt_clear_coverage_data"},
+        {"?mirt_fn2@@YAHPEADH@Z", "_Z8mirt_fn2Pci", "c_mirt_fn2"},
+        // mirt_fn22 and c_mirt_fn2 are one code address.
+        {"?mirt_fn22@@YAXPEADH@Z", "_Z9mirt_fn22Pci", "c_mirt_fn2"},
     };
     for (auto& names : same) {
         FARPROC decorated = GetProcAddress(dll, names[0]);

@@ -1,0 +1,41 @@
+// clear.cpp: resetting every count while keeping every structure that code or numbering relies on.
+#include <cstring>
+
+#include "lifecycle.h"
+#include "mirt64.h"
+#include "modules.h"
+#include "point_table.h"
+#include "source_lines.h"
+
+using namespace mirt;
+
+// What survives: every store's allocation, every registration and counter
+// table (pointers handed out stay valid), the names, the index file and the
+// point numbering, the entry count, the trace, the test name and label, and
+// the process's role. The host first makes its clients clear.
+extern "C" void c_mirt_clear_coverage_data(void) {
+    host_side_clear();
+    // The slots are emptied but point_entry_count is kept: every claim since
+    // the table was allocated counts towards its cap.
+    if (point_hit_table != nullptr) memset(point_hit_table, 0, sizeof(PointHitEntry) * point_table_slots);
+    if (simple_counters != nullptr) memset(simple_counters, 0, sizeof(uint64_t) * simple_counter_count);
+    for (StaticRegistration& r : static_registrations()) {
+        if (r.counters != nullptr && r.count > 0) memset(r.counters, 0, sizeof(long long) * r.count);
+    }
+    auto& registry = module_registry();
+    for (const std::string& name : module_names()) {
+        auto it = registry.find(name);
+        if (it != registry.end() && it->second != nullptr) clear_module_record(it->second);
+    }
+    // Taken here as well as by the probes: emptying a line map while a probe
+    // inserts into it would corrupt the map, not just lose a hit.
+    file_line_lock.enter();
+    file_line_table().empty_all_line_maps();
+    file_line_lock.leave();
+    free_merged_points();
+}
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wattribute-alias"
+void mirt_clear_coverage_data() __attribute__((alias("c_mirt_clear_coverage_data")));
+#pragma GCC diagnostic pop
