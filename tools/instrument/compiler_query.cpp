@@ -52,9 +52,25 @@ bool is_windows_target(const std::string& target) {
 
 namespace {
 
+// The path with "." and ".." parts resolved by their names alone.
+std::string lexically_normal(const std::string& path) {
+    std::vector<std::string> parts;
+    std::string part;
+    std::istringstream in(path);
+    while (std::getline(in, part, '/')) {
+        if (part.empty() || part == ".") continue;
+        if (part == ".." && !parts.empty() && parts.back() != "..") parts.pop_back();
+        else parts.push_back(part);
+    }
+    std::string out = path.empty() || path[0] != '/' ? "" : "/";
+    for (size_t i = 0; i < parts.size(); ++i) out += (i ? "/" : "") + parts[i];
+    return out;
+}
+
 // gcc's own folders (lib/gcc/<target>/<version>/include and include-fixed)
 // hold its intrinsic and fixed headers, written for gcc's built-ins.
-bool is_gcc_internal(const std::string& folder) {
+bool is_gcc_internal(const std::string& given) {
+    std::string folder = lexically_normal(given);
     if (folder.find("/lib/gcc/") == std::string::npos &&
         folder.find("/lib64/gcc/") == std::string::npos)
         return false;

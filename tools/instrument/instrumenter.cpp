@@ -98,7 +98,8 @@ InstrumentResult instrument_source(const std::string& source, Language language,
         result.problem = "cannot read " + source;
         return result;
     }
-    std::vector<std::string> argv = {"clang", "-fsyntax-only", "-w", "-fno-color-diagnostics"};
+    std::vector<std::string> argv = {"clang", "-fsyntax-only", "-w", "-fno-color-diagnostics",
+                                     "-fno-caret-diagnostics"};
     argv.insert(argv.end(), clang_args.begin(), clang_args.end());
     argv.push_back("-x");
     argv.push_back(language == Language::c ? "c" : "c++");

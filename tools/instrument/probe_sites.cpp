@@ -354,9 +354,16 @@ private:
             label_site(s, in_sequence);
             walk(sub_of_label(s), in_sequence);
         } else if (auto* a = dyn_cast<AttributedStmt>(s)) {
+            // [[likely]] x(); is counted before its attribute; a loop that a
+            // pragma governs (the statement then starts at the #) is not.
             const Stmt* sub = a->getSubStmt();
-            if (sub && !isa<NullStmt>(sub)) statement_site(s, in_sequence);
-            walk(sub, false);
+            std::optional<unsigned> at = main_offset(begin);
+            if (sub && !isa<NullStmt>(sub) && at && text_[*at] != '#') {
+                statement_site(s, in_sequence);
+                walk(sub, false);
+            } else {
+                walk(sub, in_sequence);
+            }
         } else if (auto* t = dyn_cast<CXXTryStmt>(s)) {
             walk(t->getTryBlock(), false);
             for (unsigned n = 0; n < t->getNumHandlers(); ++n) {
@@ -477,7 +484,12 @@ private:
         if (fd->isConsteval() || fd->hasAttr<NakedAttr>()) return;
         bool constexpr_function = fd->isConstexpr();
         // A scope object cannot live in a constexpr function; before C++14
-        // such a function is a single return statement.
+        // such a function is a single return statement. C++17 makes lambdas
+        // constexpr whenever it can: those that do not say so get their scope
+        // (should one be evaluated at compile time after all, mirt-cc's
+        // compile of the copy fails and it builds the original instead).
+        if (constexpr_function && style_ == ProbeStyle::function && is_lambda_without_constexpr(fd))
+            constexpr_function = false;
         if (constexpr_function && (style_ == ProbeStyle::function || !lo_.CPlusPlus14)) return;
 
         bool saved_guarded = guarded_;
@@ -504,6 +516,16 @@ private:
 
         guarded_ = saved_guarded;
         loops_.swap(saved_loops);
+    }
+
+    bool is_lambda_without_constexpr(const FunctionDecl* fd) const {
+        auto* method = dyn_cast<CXXMethodDecl>(fd);
+        if (!method || !method->getParent()->isLambda()) return false;
+        std::optional<unsigned> begin = main_offset(method->getParent()->getBeginLoc());
+        const CompoundStmt* body = dyn_cast_or_null<CompoundStmt>(fd->getBody());
+        std::optional<unsigned> brace = body ? main_offset(body->getLBracLoc()) : std::nullopt;
+        if (!begin || !brace || *brace < *begin) return false;
+        return !text_.slice(*begin, *brace).contains("constexpr");
     }
 
     bool in_main_file(const Decl* d) const {
