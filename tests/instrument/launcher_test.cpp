@@ -156,3 +156,25 @@ TEST(Launcher, WindowsBuildRunsUnderWine) {
     mirt_test::remove_tree(plain_dir);
     mirt_test::remove_tree(win_dir);
 }
+
+TEST(Launcher, OneCMakeSettingInstrumentsAProject) {
+    std::string dir = mirt_test::make_temp_folder("mirt-cc-cmake");
+    ProcessResult configure = run_process(
+        {"cmake", "-S", std::string(MIRT_PROGRAMS) + "/cmake_project", "-B", dir,
+         "-DCMAKE_PROJECT_INCLUDE=" + std::string(MIRT_CMAKE_MODULE), "-DMIRT_CC=" + kMirtCc}, true);
+    ASSERT_EQ(configure.exit_code, 0) << configure.out << configure.err;
+    EXPECT_NE(configure.out.find("MirtCoverage: compiling and linking through " + kMirtCc), std::string::npos);
+    ProcessResult build = run_process({"cmake", "--build", dir}, true);
+    ASSERT_EQ(build.exit_code, 0) << build.out << build.err;
+    EXPECT_EQ(build.err, "");
+    ProcessResult needed = run_process({"readelf", "-d", dir + "/app"}, true);
+    EXPECT_NE(needed.out.find("libmirt64.so"), std::string::npos);
+    ProcessResult nm = run_process({"nm", "-u", dir + "/libutil.a"}, true);
+    EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos) << "the library's C source has probes too";
+    ProcessResult run = run_process({dir + "/app", "12"}, true);
+    EXPECT_NE(run.out.find("19 steps: 9"), std::string::npos) << run.out;
+    // A second build finds nothing to do: the dependency files name real files.
+    ProcessResult again = run_process({"cmake", "--build", dir}, true);
+    EXPECT_EQ(again.out.find("Building"), std::string::npos) << again.out;
+    mirt_test::remove_tree(dir);
+}
