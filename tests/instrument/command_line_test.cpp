@@ -109,14 +109,29 @@ TEST(CompilerReport, ReadsTargetAndSearchList) {
     EXPECT_FALSE(read_compiler_report("Target: x\n").known) << "no search list, no answer";
 }
 
+TEST(CompilerReport, DefaultStandardFromPredefinedMacros) {
+    EXPECT_EQ(standard_of_macros("#define __cplusplus 201703L\n#define __GNUC__ 12\n", Language::cplusplus), "gnu++17");
+    EXPECT_EQ(standard_of_macros("#define __STRICT_ANSI__ 1\n#define __cplusplus 202002L\n", Language::cplusplus),
+              "c++20");
+    EXPECT_EQ(standard_of_macros("#define __cplusplus 201103L\n", Language::cplusplus), "gnu++11");
+    EXPECT_EQ(standard_of_macros("#define __STDC_VERSION__ 201710L\n", Language::c), "gnu17");
+    EXPECT_EQ(standard_of_macros("#define __STDC__ 1\n", Language::c), "gnu89");
+    EXPECT_EQ(read_compiler_report("Target: t\n#include <...> search starts here:\nEnd of search list.\n",
+                                   "#define __STDC_VERSION__ 199901L\n")
+                  .standard,
+              "gnu99");
+}
+
 TEST(CompilerReport, ClangGetsItsOwnIntrinsicHeadersInPlaceOfGccs) {
     CompilerSetup s;
     s.known = true;
     s.target = "x86_64-linux-gnu";
+    s.standard = "gnu++17";
     s.include_folders = {"/usr/include/c++/12", "/usr/lib/gcc/x86_64-linux-gnu/12/include",
                          "/usr/lib/gcc/x86_64-linux-gnu/12/include-fixed", "/usr/include"};
     EXPECT_EQ(clang_arguments(s, {"-DX"}, "/res"),
-              (std::vector<std::string>{"-resource-dir=/res", "--target=x86_64-linux-gnu", "-DX", "-nostdinc",
+              (std::vector<std::string>{"-resource-dir=/res", "--target=x86_64-linux-gnu", "-std=gnu++17", "-DX",
+                                        "-nostdinc",
                                         "-isystem", "/usr/include/c++/12", "-isystem", "/res/include",
                                         "-isystem", "/usr/include"}));
     EXPECT_EQ(clang_arguments(CompilerSetup(), {"-DX"}, "/res"),
@@ -129,6 +144,7 @@ TEST(CompilerReport, AsksTheRealCompilers) {
     ASSERT_TRUE(native.known);
     EXPECT_FALSE(is_windows_target(native.target));
     EXPECT_FALSE(native.include_folders.empty());
+    EXPECT_EQ(native.standard, "gnu++17") << "g++ 12 defaults to C++17";
     CompilerSetup cross = query_compiler("x86_64-w64-mingw32-g++-posix", {}, Language::cplusplus);
     ASSERT_TRUE(cross.known);
     EXPECT_TRUE(is_windows_target(cross.target));

@@ -1,13 +1,48 @@
 // compiler_query.cpp: asking gcc-style compilers for their target and include folders.
 #include "compiler_query.h"
 
+#include <cstdlib>
 #include <sstream>
 
 #include "subprocess.h"
 
 namespace mirt_instrument {
 
-CompilerSetup read_compiler_report(const std::string& report) {
+namespace {
+
+// The value of a predefined macro ("201703L"), or empty.
+std::string macro_value(const std::string& macros, const std::string& name) {
+    std::string key = "#define " + name + " ";
+    size_t pos = macros.find(key);
+    if (pos == std::string::npos) return "";
+    size_t end = macros.find('\n', pos);
+    return macros.substr(pos + key.size(), end == std::string::npos ? std::string::npos : end - pos - key.size());
+}
+
+}  // namespace
+
+std::string standard_of_macros(const std::string& macros, Language language) {
+    bool strict = !macro_value(macros, "__STRICT_ANSI__").empty();
+    std::string prefix = strict ? (language == Language::c ? "c" : "c++") : (language == Language::c ? "gnu" : "gnu++");
+    long value = std::atol(macro_value(macros, language == Language::c ? "__STDC_VERSION__" : "__cplusplus").c_str());
+    if (language == Language::c) {
+        if (value == 0) return strict ? "c89" : "gnu89";
+        if (value <= 199409L) return strict ? "iso9899:199409" : "gnu89";
+        if (value <= 199901L) return prefix + "99";
+        if (value <= 201112L) return prefix + "11";
+        if (value <= 201710L) return prefix + "17";
+        return prefix + "2x";
+    }
+    if (value == 0) return "";
+    if (value <= 199711L) return prefix + "98";
+    if (value <= 201103L) return prefix + "11";
+    if (value <= 201402L) return prefix + "14";
+    if (value <= 201703L) return prefix + "17";
+    if (value <= 202002L) return prefix + "20";
+    return prefix + "2b";
+}
+
+CompilerSetup read_compiler_report(const std::string& report, const std::string& macros) {
     CompilerSetup setup;
     std::istringstream in(report);
     std::string line;
@@ -32,6 +67,10 @@ CompilerSetup read_compiler_report(const std::string& report) {
         }
     }
     setup.known = saw_list && !setup.target.empty();
+    if (!macros.empty())
+        setup.standard = standard_of_macros(macros, macros.find("#define __cplusplus ") != std::string::npos
+                                                        ? Language::cplusplus
+                                                        : Language::c);
     return setup;
 }
 
@@ -39,10 +78,10 @@ CompilerSetup query_compiler(const std::string& compiler, const std::vector<std:
                              Language language) {
     std::vector<std::string> argv = {compiler};
     argv.insert(argv.end(), flags.begin(), flags.end());
-    argv.insert(argv.end(), {"-x", language == Language::c ? "c" : "c++", "-E", "-v", "-o", "/dev/null", "/dev/null"});
+    argv.insert(argv.end(), {"-x", language == Language::c ? "c" : "c++", "-dM", "-E", "-v", "/dev/null"});
     ProcessResult r = run_process(argv, true);
     if (r.exit_code != 0) return CompilerSetup();
-    return read_compiler_report(r.err);
+    return read_compiler_report(r.err, r.out);
 }
 
 bool is_windows_target(const std::string& target) {
@@ -87,6 +126,8 @@ std::vector<std::string> clang_arguments(const CompilerSetup& setup, const std::
     std::vector<std::string> args;
     if (!clang_resource_folder.empty()) args.push_back("-resource-dir=" + clang_resource_folder);
     if (setup.known) args.push_back("--target=" + setup.target);
+    // The command's own -std=, among the flags, comes later and wins.
+    if (setup.known && !setup.standard.empty()) args.push_back("-std=" + setup.standard);
     args.insert(args.end(), flags.begin(), flags.end());
     if (setup.known) {
         args.push_back("-nostdinc");

@@ -142,18 +142,19 @@ private:
         sites_.push_back(std::move(site));
     }
 
-    // A label (case, default or goto target) counts the line it starts: the
-    // probe goes after the last label of the line, so that every jump to one
-    // of them and the fall-through from above pass it once.
+    // A label (case, default or goto target) counts the line it starts. Labels
+    // that follow one another with no statement between them lead to one
+    // place: the probe goes after the last of them and counts the first one's
+    // line, so that every jump to one of them and the fall-through from above
+    // pass it once.
     void label_site(const Stmt* label, bool in_sequence) {
-        if (!counting_lines()) return;
+        if (!counting_lines() || chained_labels_.count(label)) return;
         std::optional<unsigned> begin = main_offset(label->getBeginLoc());
         if (!begin) return;
         int line = line_at(*begin);
         const Stmt* target = sub_of_label(label);
         while (target && is_label(target)) {
-            std::optional<unsigned> next = main_offset(target->getBeginLoc());
-            if (!next || line_at(*next) != line) break;
+            chained_labels_.insert(target);
             target = sub_of_label(target);
         }
         if (!target) return;
@@ -259,6 +260,17 @@ private:
 
     // ---- statements ----
 
+    // The expression that an initialiser copies, past implicit nodes and the
+    // copies that C++14 may elide.
+    static const Expr* without_copies(const Expr* e) {
+        for (;;) {
+            e = e->IgnoreImplicit();
+            auto* construct = dyn_cast<CXXConstructExpr>(e);
+            if (!construct || !construct->isElidable() || construct->getNumArgs() != 1) return e;
+            e = construct->getArg(0);
+        }
+    }
+
     static bool has_code(const DeclStmt* ds, ASTContext& ctx) {
         for (const Decl* d : ds->decls()) {
             auto* v = dyn_cast<VarDecl>(d);
@@ -266,6 +278,9 @@ private:
             if (v->getType()->isVariablyModifiedType()) return true;
             const Expr* init = v->getInit();
             if (!init) continue;
+            // A lambda that captures nothing is an empty object: no code.
+            if (auto* lambda = dyn_cast<LambdaExpr>(without_copies(init)))
+                if (lambda->capture_size() == 0) continue;
             // A static local with a constant initialiser runs no code here.
             if (v->hasGlobalStorage() && !init->isValueDependent() &&
                 init->isConstantInitializer(ctx, v->getType()->isReferenceType()))
@@ -578,6 +593,7 @@ private:
     llvm::StringRef text_;
     std::vector<Site> sites_;
     std::set<const Stmt*> seen_bodies_;
+    std::set<const Stmt*> chained_labels_;
     std::vector<LoopFrame> loops_;
     bool guarded_ = false;
 };
