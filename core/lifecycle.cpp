@@ -6,6 +6,7 @@
 
 #include "error_log.h"
 #include "files.h"
+#include "mirt64.h"
 #include "modules.h"
 #include "point_table.h"
 #include "process.h"
@@ -95,6 +96,7 @@ void process_attach() {
 
 void process_detach() {
     exiting = true;
+    if (shutdown_writing_allowed) mirt_write_coverage_data(exit_output_path);
     // The source-line table is not released here: it lives as long as the process.
     destroy_all_modules();
     free_point_table();

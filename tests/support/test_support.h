@@ -49,3 +49,10 @@ std::vector<std::string> lines_of(const std::string& text);
 }  // namespace mirt_test
 
 #endif
+
+namespace mirt_test {
+// The runtime's fixed files on this system.
+std::string exit_output_path();
+std::string index_file_path();
+std::string error_log_path();
+}  // namespace mirt_test

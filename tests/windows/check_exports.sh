@@ -35,13 +35,14 @@ done <<'TABLE'
 ?mirt_clear_coverage_data@@YAXXZ|void __cdecl mirt_clear_coverage_data(void)
 ?mirt_fn2@@YAHPEADH@Z|int __cdecl mirt_fn2(char *, int)
 ?mirt_fn22@@YAXPEADH@Z|void __cdecl mirt_fn22(char *, int)
+?mirt_write_coverage_data@@YAXPEBD@Z|void __cdecl mirt_write_coverage_data(char const *)
 TABLE
 
 for name in _Z7mirt_fni _Z7mirt_fnPci _ZN8mirt_objC1EPci _ZN8mirt_objD1Ev _ZN8mirt_objaSERKS_ \
             _Z18mirt_set_test_namePciS_ _Z27mirt_allow_shutdown_writingb \
-            _Z8mirt_regPciPiPx _Z9mirt_reg2PciPi _Z24mirt_clear_coverage_datav _Z8mirt_fn2Pci _Z9mirt_fn22Pci \
+            _Z8mirt_regPciPiPx _Z9mirt_reg2PciPi _Z24mirt_clear_coverage_datav _Z8mirt_fn2Pci _Z9mirt_fn22Pci _Z24mirt_write_coverage_dataPKc \
             c_mirt_fn c_mirt_set_test_name c_mirt_allow_shutdown_writing c_mirt_reg c_mirt_reg2 \
-            c_mirt_clear_coverage_data c_mirt_fn2; do
+            c_mirt_clear_coverage_data c_mirt_fn2 c_mirt_write_coverage_data; do
   expect_name "$name"
 done
 

@@ -11,6 +11,8 @@ protected:
     void SetUp() override {
         dll = LoadLibraryA("mirt64.dll");
         ASSERT_NE(dll, nullptr);
+        // No exit file when the DLL is unloaded.
+        get<void (*)(bool)>("c_mirt_allow_shutdown_writing")(false);
     }
     void TearDown() override {
         if (dll != nullptr) FreeLibrary(dll);
@@ -58,6 +60,9 @@ TEST_F(MsvcExports, DecoratedNamesReachTheSameFunctionsAsGnuAndCNames) {
         // mirt_fn22 and c_mirt_fn2 are one code address.
         {"?mirt_fn22@@YAXPEADH@Z", "_Z9mirt_fn22Pci", "c_mirt_fn2"},
     };
+    EXPECT_EQ(GetProcAddress(dll, "?mirt_write_coverage_data@@YAXPEBD@Z"),
+              GetProcAddress(dll, "_Z24mirt_write_coverage_dataPKc"));
+    EXPECT_NE(GetProcAddress(dll, "c_mirt_write_coverage_data"), nullptr);
     for (auto& names : same) {
         FARPROC decorated = GetProcAddress(dll, names[0]);
         EXPECT_NE(decorated, nullptr) << names[0];

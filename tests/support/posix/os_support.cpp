@@ -80,3 +80,9 @@ RunResult run_program(const std::string& path, const std::vector<std::string>& a
 }
 
 }  // namespace mirt_test
+
+namespace mirt_test {
+std::string exit_output_path() { return "/tmp/mirt_exit.out"; }
+std::string index_file_path() { return "/tmp/index.txt"; }
+std::string error_log_path() { return "/tmp/mirt_err.txt"; }
+}  // namespace mirt_test

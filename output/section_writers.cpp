@@ -1,0 +1,215 @@
+// section_writers.cpp: the five sections of a record group and their shared line grammar.
+#include "section_writers.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <vector>
+
+#include "emit.h"
+#include "error_log.h"
+#include "lifecycle.h"
+#include "modules.h"
+#include "point_table.h"
+#include "source_lines.h"
+#include "text.h"
+
+namespace mirt {
+
+namespace {
+
+// Keys are read as file names. A null key (a pointer-keyed probe given a
+// null pointer) is written as the empty name.
+const char* key_text(uint64_t key) { return key != 0 ? reinterpret_cast<const char*>(key) : ""; }
+
+// Where each line of a section fails, and what the error log then says.
+struct FailureLines {
+    const char* message;
+    int directory;
+    int file;
+    int count;
+};
+
+// One section's output: directory headings only on change (the remembered
+// directory starts empty in every section), file headings, count lines.
+class Section {
+public:
+    Section(FILE* stream, bool fold_case, FailureLines lines) : stream_(stream), fold_case_(fold_case), lines_(lines) {}
+
+    // The directory heading when the key's directory differs from the last
+    // one written, then the file heading.
+    bool headings(const char* key) {
+        std::string directory, file;
+        split_key(key, &directory, &file);
+        bool same = fold_case_ ? ascii_casecmp(directory.c_str(), remembered_.c_str()) == 0 : directory == remembered_;
+        if (!same) {
+            if (emit(stream_, "--- %s\n", directory.c_str()) < 0) return fail(lines_.directory);
+            remembered_ = directory;
+        }
+        if (emit(stream_, "### %s\n", file.c_str()) < 0) return fail(lines_.file);
+        return true;
+    }
+
+    bool count(int32_t line, int64_t value) {
+        if (emit(stream_, count_line_format, line, value) < 0) return fail(lines_.count);
+        return true;
+    }
+
+private:
+    bool fail(int line) {
+        // The message names "mirt.out" whatever the real path is.
+        print_error("Error: can't fprintf to mirt.out\n");
+        MIRT_LOG_ERROR(line, lines_.message);
+        return false;
+    }
+
+    FILE* stream_;
+    bool fold_case_;
+    FailureLines lines_;
+    std::string remembered_;
+};
+
+// Key text, then line. Points of one name usually share its address, which
+// spares the text comparison.
+bool slot_less(const PointHitEntry& x, const PointHitEntry& y) {
+    if (x.key != y.key) {
+        int by_key = strcmp(key_text(x.key), key_text(y.key));
+        if (by_key != 0) return by_key < 0;
+    }
+    return x.line < y.line;
+}
+
+bool name_less(const char* a, const char* b) { return strcmp(a != nullptr ? a : "", b != nullptr ? b : "") < 0; }
+
+}  // namespace
+
+void split_key(const char* key, std::string* directory, std::string* file) {
+    const char* slash = strrchr(key, '/');
+    if (slash == nullptr) {
+        *directory = key;
+        *file = key;
+        return;
+    }
+    directory->assign(key, static_cast<size_t>(slash - key));
+    *file = slash + 1;
+}
+
+// Compacts the table in place (occupied slots copied to its front, the rest
+// left as they were) and sorts the front by key text, then line. The hash
+// order is given up for good: a later hit of a moved point may count into a
+// stale copy or a new slot, and later sections then list it more than once.
+void write_point_section(FILE* stream) {
+    if (stream == nullptr || point_hit_table == nullptr) return;
+    size_t n = 0;
+    for (uint32_t i = 0; i < point_table_slots; ++i) {
+        if (point_hit_table[i].line != 0) point_hit_table[n++] = point_hit_table[i];
+    }
+    // Unstable: equal points (the same text at two addresses, same line) keep no defined order.
+    std::sort(point_hit_table, point_hit_table + n, slot_less);
+    if (n < 1) return;
+    Section section(stream, false, {"can't fprintf to file", 1328, 1337, 1346});
+    const char* previous = "";
+    for (size_t i = 0; i < n; ++i) {
+        const PointHitEntry& entry = point_hit_table[i];
+        const char* key = key_text(entry.key);
+        if (strcmp(key, previous) != 0) {
+            if (!section.headings(key)) return;
+            previous = key;
+        }
+        if (!section.count(entry.line, static_cast<int64_t>(entry.count))) return;
+    }
+}
+
+// Equal key texts from different addresses, and the same point from the host
+// and from its clients, become one count line with the sum of their counts.
+void write_merged_point_section(FILE* stream) {
+    if (stream == nullptr) return;
+    auto& points = merged_points();
+    const size_t merged = points.size();
+    if (point_hit_table != nullptr) {
+        for (uint32_t i = 0; i < point_table_slots; ++i) {
+            if (point_hit_table[i].line != 0) points.push_back(&point_hit_table[i]);
+        }
+    }
+    std::map<std::string, std::map<int32_t, int64_t>> grouped;
+    for (const PointHitEntry* entry : points) grouped[key_text(entry->key)][entry->line] += static_cast<int64_t>(entry->count);
+    points.resize(merged);
+    Section section(stream, true, {"can't fprintf to file", 1417, 1427, 1436});
+    for (const auto& [key, lines] : grouped) {
+        if (!section.headings(key.c_str())) return;
+        for (const auto& [line, count] : lines) {
+            if (!section.count(line, count)) return;
+        }
+    }
+}
+
+// The table is copied under the probes' lock and written from the copy, so
+// that probes running meanwhile can neither change a map under the writer
+// nor wait on the output file.
+void write_line_section(FILE* stream) {
+    if (stream == nullptr) return;
+    std::vector<std::pair<std::string, std::vector<std::pair<int32_t, int64_t>>>> files;
+    file_line_lock.enter();
+    file_line_table().for_each([&](const FileLineTable::Entry& e) {
+        files.emplace_back(e.name, std::vector<std::pair<int32_t, int64_t>>(e.lines.begin(), e.lines.end()));
+    });
+    file_line_lock.leave();
+    std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    Section section(stream, false, {"can't fprintf to mirt.out", 280, 288, 295});
+    for (const auto& [name, lines] : files) {
+        int64_t sum = 0;
+        for (const auto& line : lines) sum += line.second;
+        if (sum == 0) continue;
+        if (!section.headings(name.c_str())) return;
+        for (const auto& [line, count] : lines) {
+            if (count != 0 && !section.count(line, count)) return;
+        }
+    }
+}
+
+// Leaves the registrations sorted by name; registration order is not kept.
+void write_static_section(FILE* stream) {
+    if (stream == nullptr) return;
+    auto& registrations = static_registrations();
+    std::stable_sort(registrations.begin(), registrations.end(),
+                     [](const StaticRegistration& a, const StaticRegistration& b) { return name_less(a.name, b.name); });
+    Section section(stream, true, {"can't fprintf to mirt.out.", 1065, 1073, 1080});
+    for (const StaticRegistration& r : registrations) {
+        // Tables that are not there are passed over rather than read.
+        if (r.count <= 0 || r.lines == nullptr || r.counters == nullptr) continue;
+        long long sum = 0;
+        for (int32_t i = 0; i < r.count; ++i) sum += r.counters[i];
+        if (sum <= 0) continue;
+        if (!section.headings(r.name != nullptr ? r.name : "")) return;
+        for (int32_t i = 0; i < r.count; ++i) {
+            if (r.counters[i] > 0 && !section.count(r.lines[i], r.counters[i])) return;
+        }
+    }
+}
+
+// Leaves the module names sorted; registration order is not kept.
+void write_module_section(FILE* stream) {
+    if (stream == nullptr) return;
+    auto& names = module_names();
+    std::stable_sort(names.begin(), names.end());
+    auto& registry = module_registry();
+    Section section(stream, true, {"can't fprintf to mirt.out.", 1113, 1122, 1131});
+    for (const std::string& name : names) {
+        auto it = registry.find(name);
+        if (it == registry.end() || it->second == nullptr) continue;
+        long long total = total_hits(it->second);
+        MergedView view = merged_view(it->second);
+        bool written = true;
+        if (total > 0) {
+            written = section.headings(view.record->name);
+            for (int32_t i = 0; written && i < view.record->count; ++i) {
+                if (view.record->counters[i] > 0) written = section.count(view.record->lines[i], view.record->counters[i]);
+            }
+        }
+        if (view.owned) destroy_module_record(view.record);
+        if (!written) return;
+    }
+}
+
+}  // namespace mirt

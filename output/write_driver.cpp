@@ -1,0 +1,124 @@
+// write_driver.cpp: appends one record group with every count so far to a coverage file.
+#include <cstdarg>
+#include <string>
+
+#include "emit.h"
+#include "error_log.h"
+#include "index_file.h"
+#include "lifecycle.h"
+#include "mirt64.h"
+#include "modules.h"
+#include "paths.h"
+#include "point_table.h"
+#include "section_writers.h"
+#include "source_lines.h"
+#include "trace.h"
+
+namespace mirt {
+
+int (*output_vprintf)(FILE*, const char*, va_list) = vfprintf;
+
+int emit(FILE* stream, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    int written = output_vprintf(stream, format, args);
+    va_end(args);
+    return written;
+}
+
+namespace {
+
+bool nothing_recorded() {
+    return module_registry().empty() && point_hit_table == nullptr && simple_counters == nullptr &&
+           static_registrations().empty() && file_line_table().file_count() == 0;
+}
+
+// Numbered counters 1 to 999,999 above zero; counter 0 is never written,
+// although mirt_fn(0) counts into it.
+bool write_simple_counters(FILE* stream, const char* path) {
+    if (simple_counters == nullptr) return true;
+    for (int i = 1; i < simple_counter_count; ++i) {
+        int64_t count = static_cast<int64_t>(simple_counters[i]);
+        if (count > 0 && emit(stream, count_line_format, i, count) < 0) {
+            print_error("Error: can't fprintf to %s\n", path);
+            MIRT_LOG_ERROR(1222, "can't fprintf to file");
+            return false;
+        }
+    }
+    return true;
+}
+
+// After a successful write the trace is flushed and closed, and then the
+// index file is closed, so that both are whole on disk. They are marked
+// closed, and the next trace record or new named point opens its file again
+// for appending: the trace and the index of a run that writes many times
+// stay whole and nothing is written to a closed file. A trace file that
+// could not be created keeps its invalid handle and reports at every write.
+void close_trace_and_index() {
+    if (trace_handle == 0) return;
+    trace_flush();
+    bool valid = trace_handle != platform::invalid_file;
+    if (!platform::close_file(trace_handle)) print_error("Error: can't close the %s file.\n", trace_file_name);
+    if (valid) {
+        trace_handle = 0;
+        trace_closed_by_write = true;
+    }
+    if (index_stream != nullptr) {
+        fclose(index_stream);
+        index_stream = nullptr;
+        index_closed_by_write = true;
+    }
+}
+
+void write_record_group(FILE* stream, const char* path) {
+    if (point_entry_count >= point_table_cap) {
+        print_error("Error: mirt hash table too full.\n");
+        MIRT_LOG_ERROR(1193, "mirt hash table too full.");
+        return;
+    }
+    const char* name = test_name[0] != '\0' ? test_name : get_process_data_name();
+    const char* label = test_label[0] != '\0' ? test_label : "unknown";
+    if (emit(stream, "=== %s\n>>> %s\n", name, label) < 0) {
+        print_error("Error: can't fprintf to %s\n", path);
+        MIRT_LOG_ERROR(1202, "can't fprintf to file");
+        return;
+    }
+    if (!merged_points().empty()) write_merged_point_section(stream);
+    else if (point_hit_table != nullptr) write_point_section(stream);
+    if (file_line_table().file_count() > 0) write_line_section(stream);
+    if (!write_simple_counters(stream, path)) return;
+    write_static_section(stream);
+    write_module_section(stream);
+}
+
+}  // namespace
+
+}  // namespace mirt
+
+using namespace mirt;
+
+// A write never resets a count: successive writes append the totals so far.
+// The host first gathers its clients' counts, even for a write that then
+// finds nothing to do.
+void mirt_write_coverage_data(const char* path) {
+    host_side_write();
+    std::string directory;
+    if (!directory_of(path, &directory)) return;
+    make_directory_path(directory.c_str());  // a path without a folder is opened where the process runs
+    if (nothing_recorded()) return;
+    FILE* stream = fopen(path, "a+b");
+    if (stream == nullptr) {
+        print_error("Error: can't open %s\n", path);
+        MIRT_LOG_ERROR(1184, "can not open file.");
+        return;
+    }
+    write_record_group(stream, path);
+    if (fclose(stream) != 0) {
+        print_error("Error: can't close %s\n", path);
+        MIRT_LOG_ERROR(1241, "can not close file.");
+        return;
+    }
+    close_trace_and_index();
+}
+
+extern "C" void c_mirt_write_coverage_data(const char* path) { mirt_write_coverage_data(path); }

@@ -1,0 +1,73 @@
+// Coverage files written by real programs that load the real library.
+#include <gtest/gtest.h>
+
+#include "test_support.h"
+
+using namespace mirt_test;
+
+namespace {
+
+class OutputE2E : public ::testing::Test {
+protected:
+    void SetUp() override {
+        folder = make_temp_folder("output");
+        remove_file(exit_output_path());
+        remove_file(index_file_path());
+    }
+    void TearDown() override {
+        remove_tree(folder);
+        remove_file(exit_output_path());
+        remove_file(index_file_path());
+    }
+    RunResult probe(const std::vector<std::string>& args) {
+        RunResult r = run_program(join(program_folder(), executable_name("probe_app")), args, {}, folder);
+        EXPECT_EQ(r.exit_code, 0) << r.output;
+        return r;
+    }
+    std::string folder;
+};
+
+}  // namespace
+
+TEST_F(OutputE2E, SameCallsWriteTheSameBytesOnEverySystem) {
+    std::string out = join(folder, "run.out");
+    probe({"name", "suite.first", "label", "fn", "5", "fn", "5", "key", "src/app/main.cpp", "10", "line",
+           "src/app/util.cpp", "3", "2", "reg2", "lib/mod.cpp", "4,2", "reg", "Lib/static.cpp", "9", "write", out,
+           "clear", "name", "suite.second", "", "fn", "7", "write", out, "noexit"});
+    EXPECT_EQ(read_file(out),
+              "=== suite.first\n>>> label\n"
+              "--- src/app\n### main.cpp\n10,1\n"
+              "--- src/app\n### util.cpp\n3,2\n"
+              "5,2\n"
+              "--- Lib\n### static.cpp\n9,1\n"
+              "--- lib\n### mod.cpp\n4,1\n2,1\n"  // a single registration keeps its own order
+              "=== suite.second\n>>> unknown\n"
+              "7,1\n");
+    EXPECT_FALSE(file_exists(exit_output_path()));
+}
+
+TEST_F(OutputE2E, ExitFileFollowsTheShutdownSwitch) {
+    probe({"fn", "3"});
+    std::string written = read_file(exit_output_path());
+    // The header names the process by its data name: executable, process id, -1.
+    ASSERT_EQ(written.rfind("=== mirt_" + executable_name("probe_app") + "_data_", 0), 0u) << written;
+    EXPECT_NE(written.find("_-1\n>>> unknown\n3,1\n"), std::string::npos) << written;
+    remove_file(exit_output_path());
+
+    probe({"fn", "3", "noexit"});
+    EXPECT_FALSE(file_exists(exit_output_path()));
+}
+
+TEST_F(OutputE2E, ProcessThatRecordedNothingLeavesNoFile) {
+    std::string out = join(folder, "none.out");
+    probe({"write", out});
+    EXPECT_FALSE(file_exists(out));
+    EXPECT_FALSE(file_exists(exit_output_path()));
+}
+
+TEST_F(OutputE2E, ExitWriteClosesTheTraceAfterFlushingIt) {
+    // Trace records only reach the file through a write; the exit write flushes them.
+    probe({"obj", "scope.cpp", "4", "obj", "scope.cpp", "4"});
+    EXPECT_EQ(read_file(join(folder, "trace.out")), std::string("\x01\0\0\xFF\xFF\xFF\x01\0\0\xFF\xFF\xFF", 12));
+    EXPECT_NE(read_file(exit_output_path()).find("--- scope.cpp\n### scope.cpp\n4,2\n"), std::string::npos);
+}

@@ -1,0 +1,341 @@
+// Tests of the coverage output: whole record groups compared byte for byte.
+#include <cstring>
+
+#include "emit.h"
+#include "mirt64.h"
+#include "modules.h"
+#include "point_table.h"
+#include "runtime_fixture.h"
+#include "section_writers.h"
+#include "source_lines.h"
+
+using namespace mirt;
+using mirt_test::file_exists;
+using mirt_test::read_file;
+
+namespace {
+
+class OutputTest : public RuntimeTest {
+protected:
+    void SetUp() override {
+        RuntimeTest::SetUp();
+        out_path = mirt_test::join(folder, "cov.out");
+        static char name[] = "T", label[] = "";
+        mirt_set_test_name(name, 1, label);
+    }
+    std::string write() {
+        mirt_write_coverage_data(out_path.c_str());
+        return read_file(out_path);
+    }
+    std::string out_path;
+};
+
+PointHitEntry* merged_point(const char* key, int32_t line, uint64_t count) {
+    auto* e = static_cast<PointHitEntry*>(calloc(1, sizeof(PointHitEntry)));
+    e->key = reinterpret_cast<uintptr_t>(strdup(key));
+    e->line = line;
+    e->count = count;
+    return e;
+}
+
+// Makes the n-th formatted line from now fail (0 is the next one).
+int lines_before_failure;
+int failing_vprintf(FILE* stream, const char* format, va_list args) {
+    if (lines_before_failure-- == 0) return -1;
+    return vfprintf(stream, format, args);
+}
+
+}  // namespace
+
+TEST_F(OutputTest, NothingRecordedCreatesNoFile) {
+    mirt_write_coverage_data(out_path.c_str());
+    EXPECT_FALSE(file_exists(out_path));
+    mirt_write_coverage_data(nullptr);  // no path: nothing at all
+}
+
+TEST_F(OutputTest, SimpleCountersFromOneWithoutHeadings) {
+    for (int i = 0; i < 3; ++i) mirt_fn(5);
+    mirt_fn(0);  // counted, never written
+    mirt_fn(999999);
+    EXPECT_EQ(write(), "=== T\n>>> unknown\n5,3\n999999,1\n");
+}
+
+TEST_F(OutputTest, OnlyCounterZeroWritesTheHeaderAlone) {
+    mirt_fn(0);
+    EXPECT_EQ(write(), "=== T\n>>> unknown\n");
+}
+
+TEST_F(OutputTest, HeaderFallsBackToTheDataNameAndUnknown) {
+    test_name[0] = '\0';
+    set_own_client_number(-1);
+    mirt_fn(1);
+    std::string expected = std::string("=== ") + process_data_name + "\n>>> unknown\n1,1\n";
+    ASSERT_EQ(std::string(process_data_name).rfind("mirt_", 0), 0u);
+    EXPECT_EQ(write(), expected);
+    static char name[] = "case.one", label[] = "Optimize";
+    mirt_set_test_name(name, 8, label);
+    EXPECT_EQ(write(), expected + "=== case.one\n>>> Optimize\n1,1\n");
+}
+
+TEST_F(OutputTest, LocalPointSectionSortsByKeyTextAndLine) {
+    static char main_cpp[] = "src/app/main.cpp", util[] = "src/app/util.cpp", back[] = "C:\\work\\a.cpp";
+    static char xa1[] = "x/a.cpp", xa2[] = "x/a.cpp";
+    mirt_fn(util, 3);
+    mirt_fn(main_cpp, 10);
+    mirt_fn(main_cpp, 10);
+    mirt_fn(main_cpp, 2);
+    mirt_fn(back, 1);
+    mirt_fn(xa1, 5);
+    mirt_fn(xa2, 5);
+    EXPECT_EQ(write(),
+              "=== T\n>>> unknown\n"
+              "--- C:\\work\\a.cpp\n### C:\\work\\a.cpp\n1,1\n"
+              "--- src/app\n### main.cpp\n2,1\n10,2\n### util.cpp\n3,1\n"
+              "--- x\n### a.cpp\n5,1\n5,1\n");
+    // The table is left compacted and sorted at its front.
+    EXPECT_STREQ(reinterpret_cast<const char*>(point_hit_table[0].key), "C:\\work\\a.cpp");
+    EXPECT_EQ(point_hit_table[2].line, 10);
+}
+
+TEST_F(OutputTest, PointThatMovedInCompactionIsListedTwiceLater) {
+    static char key[] = "m/moved.cpp";
+    mirt_fn(key, 7);
+    uint32_t home = home_slot(reinterpret_cast<uintptr_t>(key), 7);
+    ASSERT_NE(home, 0u);  // its copy moves to slot 0; the stale one stays home
+    write();
+    mirt_fn(key, 7);  // counts into the stale copy at its home slot
+    std::string second = write();
+    second = second.substr(second.rfind("=== "));
+    // Equal points keep no defined order among themselves.
+    EXPECT_TRUE(second == "=== T\n>>> unknown\n--- m\n### moved.cpp\n7,1\n7,2\n" ||
+                second == "=== T\n>>> unknown\n--- m\n### moved.cpp\n7,2\n7,1\n")
+        << second;
+}
+
+TEST_F(OutputTest, MergedPointSectionGroupsByTextAndFoldsDirectoryCase) {
+    static char xa1[] = "x/a.cpp", xa2[] = "x/a.cpp";
+    mirt_fn(xa1, 5);
+    mirt_fn(xa2, 5);
+    merged_points().push_back(merged_point("c:/work/b.cpp", 2, 1));
+    merged_points().push_back(merged_point("C:/Work/a.cpp", 1, 4));
+    merged_points().push_back(merged_point("x/a.cpp", 5, 10));
+    EXPECT_EQ(write(),
+              "=== T\n>>> unknown\n"
+              "--- C:/Work\n### a.cpp\n1,4\n### b.cpp\n2,1\n"
+              "--- x\n### a.cpp\n5,12\n");
+    EXPECT_EQ(merged_points().size(), 3u);  // the table's slots were taken out again
+}
+
+TEST_F(OutputTest, SourceLineSectionSortsFilesAndSkipsZeroCounts) {
+    static char b[] = "src/b.cpp", a[] = "src/a.cpp", c[] = "Src/c.cpp", bare[] = "noslash.cpp";
+    mirt_fn2(b, 7);
+    mirt_fn2(b, 7);
+    mirt_fn2(b, -1);
+    mirt_fn2(a, 3);
+    mirt_fn2(c, 1);
+    mirt_fn2(bare, 4);
+    file_line_table().add_count("src/b.cpp", 9, 9, 0);   // a line with no hits
+    file_line_table().file_entry("zero/z.cpp", 10);       // a file with no lines
+    EXPECT_EQ(write(),
+              "=== T\n>>> unknown\n"
+              "--- Src\n### c.cpp\n1,1\n"
+              "--- noslash.cpp\n### noslash.cpp\n4,1\n"
+              "--- src\n### a.cpp\n3,1\n### b.cpp\n-1,1\n7,2\n");
+}
+
+TEST_F(OutputTest, StaticSectionWritesCountsAboveZeroByLineNumber) {
+    static char two[] = "b/two.cpp", one[] = "A/one.cpp", three[] = "a/three.cpp", four[] = "a/four.cpp";
+    static int two_lines[] = {10, 20, 30}, one_lines[] = {1, 2}, three_lines[] = {5}, four_lines[] = {6, 7};
+    static long long two_counts[] = {0, 3, 0}, one_counts[] = {0, 0}, three_counts[] = {-2}, four_counts[] = {1, 2};
+    mirt_reg(two, 3, two_lines, two_counts);
+    mirt_reg(one, 2, one_lines, one_counts);
+    mirt_reg(three, 1, three_lines, three_counts);
+    mirt_reg(four, 2, four_lines, four_counts);
+    EXPECT_EQ(write(),
+              "=== T\n>>> unknown\n"
+              "--- a\n### four.cpp\n6,1\n7,2\n"
+              "--- b\n### two.cpp\n20,3\n");
+    EXPECT_STREQ(static_registrations()[0].name, "A/one.cpp");  // left sorted by name
+}
+
+TEST_F(OutputTest, ModuleSectionWritesMergedViews) {
+    static char x[] = "m/x.cpp", y[] = "M/y.cpp", z[] = "m/z.cpp";
+    int x_lines[] = {3, 1}, x_other[] = {1, 4}, y_lines[] = {8}, z_lines[] = {1};
+    long long* xt = mirt_reg2(x, 2, x_lines);
+    long long* xv = mirt_reg2(x, 2, x_other);
+    mirt_reg2(y, 1, y_lines);
+    mirt_reg2(z, 1, z_lines);
+    xt[0] = 2;
+    xv[0] = 5;
+    ModuleRecord* from_client = create_module_record("M/y.cpp", 1, y_lines);
+    from_client->counters[0] = 6;
+    register_loaded_record(from_client);  // y counts only through this record
+    EXPECT_EQ(write(),
+              "=== T\n>>> unknown\n"
+              "--- M\n### y.cpp\n8,6\n### x.cpp\n1,5\n3,2\n");
+    EXPECT_EQ(module_names(), (std::vector<std::string>{"M/y.cpp", "m/x.cpp", "m/z.cpp"}));
+}
+
+TEST_F(OutputTest, SectionsComeInTheirFixedOrderAndRepeatHeadings) {
+    static char key[] = "d/p.cpp", module[] = "d/m.cpp", stat[] = "d/s.cpp", file[] = "d/f.cpp";
+    int lines[] = {4};
+    long long own[] = {2};
+    mirt_reg(stat, 1, lines, own);
+    mirt_reg2(module, 1, lines)[0] = 3;
+    mirt_fn2(file, 6);
+    mirt_fn(key, 8);
+    mirt_fn(12);
+    std::string group =
+        "=== T\n>>> unknown\n"
+        "--- d\n### p.cpp\n8,1\n"
+        "--- d\n### f.cpp\n6,1\n"
+        "12,1\n"
+        "--- d\n### s.cpp\n4,2\n"
+        "--- d\n### m.cpp\n4,3\n";
+    EXPECT_EQ(write(), group);
+    // A write resets nothing: the next one appends the totals so far. The
+    // point's slot moved to the table's front in the first write and its
+    // stale copy stayed at home: both are listed now.
+    mirt_fn(12);
+    std::string next = group;
+    next.replace(next.find("12,1"), 4, "12,2");
+    next.replace(next.find("8,1"), 3, "8,1\n8,1");
+    EXPECT_EQ(write(), group + next);
+}
+
+TEST_F(OutputTest, MissingFoldersOfTheOutputPathAreMade) {
+    char sep = mirt_test::separator();
+    std::string nested = folder + sep + "a" + sep + "b" + sep + "cov.out";
+    mirt_fn(1);
+    mirt_write_coverage_data(nested.c_str());
+    EXPECT_EQ(read_file(nested), "=== T\n>>> unknown\n1,1\n");
+}
+
+TEST_F(OutputTest, FullTableCreatesTheFileButWritesNothing) {
+    mirt_fn(1);
+    point_entry_count = point_table_cap;
+    testing::internal::CaptureStdout();
+    mirt_write_coverage_data(out_path.c_str());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: mirt hash table too full.\n");
+    EXPECT_TRUE(file_exists(out_path));
+    EXPECT_EQ(read_file(out_path), "");
+    EXPECT_TRUE(logged(error_log_lines(), 1193, "mirt hash table too full."));
+}
+
+TEST_F(OutputTest, OutputThatCannotBeOpenedIsReported) {
+    mirt_fn(1);
+    trace_append(1);
+    // The output path names an existing folder: it cannot be opened as a file.
+    testing::internal::CaptureStdout();
+    mirt_write_coverage_data(folder.c_str());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: can't open " + folder + "\n");
+    EXPECT_TRUE(logged(error_log_lines(), 1184, "can not open file."));
+    EXPECT_EQ(trace_record_count, 1);  // trace and index untouched
+}
+
+TEST_F(OutputTest, EveryFailingLineIsReportedWithItsSourceLine) {
+    static char key[] = "d/p.cpp", module[] = "d/m.cpp", stat[] = "d/s.cpp", file[] = "d/f.cpp";
+    static int lines[] = {4};
+    static long long own[] = {0};
+    mirt_reg(stat, 1, lines, own);
+    long long* table = mirt_reg2(module, 1, lines);
+    // The same counts before every write: one line of each kind per section.
+    auto record = [&](bool merged) {
+        mirt_clear_coverage_data();
+        own[0] = 2;
+        table[0] = 3;
+        mirt_fn2(file, 6);
+        mirt_fn(key, 8);
+        mirt_fn(12);
+        if (merged) merged_points().push_back(merged_point("e/q.cpp", 9, 1));
+    };
+    struct Case {
+        bool merged;      // the point section is the merged one
+        int line_number;  // the formatted line that fails, counted from the header
+        int source_line;
+        const char* message;
+        bool names_path;  // the printed text names the output path, not "mirt.out"
+    };
+    const Case cases[] = {
+        {false, 0, 1202, "can't fprintf to file", true},
+        {false, 1, 1328, "can't fprintf to file", false},
+        {false, 2, 1337, "can't fprintf to file", false},
+        {false, 3, 1346, "can't fprintf to file", false},
+        {true, 1, 1417, "can't fprintf to file", false},
+        {true, 2, 1427, "can't fprintf to file", false},
+        {true, 6, 1436, "can't fprintf to file", false},  // the count line of the merged section's second key
+        {false, 4, 280, "can't fprintf to mirt.out", false},
+        {false, 5, 288, "can't fprintf to mirt.out", false},
+        {false, 6, 295, "can't fprintf to mirt.out", false},
+        {false, 7, 1222, "can't fprintf to file", true},
+        {false, 8, 1065, "can't fprintf to mirt.out.", false},
+        {false, 9, 1073, "can't fprintf to mirt.out.", false},
+        {false, 10, 1080, "can't fprintf to mirt.out.", false},
+        {false, 11, 1113, "can't fprintf to mirt.out.", false},
+        {false, 12, 1122, "can't fprintf to mirt.out.", false},
+        {false, 13, 1131, "can't fprintf to mirt.out.", false},
+    };
+    for (const Case& c : cases) {
+        record(c.merged);
+        mirt_test::remove_file(out_path);
+        close_error_log();
+        mirt_test::remove_file(error_log_path);
+        lines_before_failure = c.line_number;
+        output_vprintf = failing_vprintf;
+        testing::internal::CaptureStdout();
+        mirt_write_coverage_data(out_path.c_str());
+        std::string printed = testing::internal::GetCapturedStdout();
+        output_vprintf = vfprintf;
+        EXPECT_EQ(printed, "Error: can't fprintf to " + (c.names_path ? out_path : std::string("mirt.out")) + "\n")
+            << "line " << c.line_number;
+        auto log = error_log_lines();
+        EXPECT_EQ(log.size(), 1u);
+        EXPECT_TRUE(logged(log, c.source_line, c.message)) << "line " << c.line_number;
+        std::string out = read_file(out_path);
+        if (c.source_line == 1346) {
+            // A failing section line ends only its own section.
+            EXPECT_EQ(out, "=== T\n>>> unknown\n--- d\n### p.cpp\n--- d\n### f.cpp\n6,1\n12,1\n"
+                           "--- d\n### s.cpp\n4,2\n--- d\n### m.cpp\n4,3\n");
+        }
+        if (c.source_line == 1222) {
+            // A failing simple-counter line skips the two sections after it.
+            EXPECT_EQ(out, "=== T\n>>> unknown\n--- d\n### p.cpp\n8,1\n--- d\n### f.cpp\n6,1\n");
+        }
+    }
+}
+
+TEST_F(OutputTest, WriteFlushesAndClosesTraceAndIndexWhichThenReopen) {
+    static char scope_name[] = "t/scope.cpp", other[] = "t/other.cpp";
+    { mirt_obj scope(scope_name, 1); }
+    write();
+    EXPECT_EQ(trace_handle, 0);  // closed and marked so
+    EXPECT_EQ(index_stream, nullptr);
+    EXPECT_EQ(read_file(trace_path), std::string("\x01\0\0\xFF\xFF\xFF", 6));
+    // Later records and new points go on in the same files.
+    { mirt_obj scope(other, 2); }
+    write();
+    EXPECT_EQ(read_file(trace_path), std::string("\x01\0\0\xFF\xFF\xFF\x02\0\0\xFE\xFF\xFF", 12));
+    EXPECT_EQ(mirt_test::lines_of(mirt_test::read_text_file(index_path)),
+              (std::vector<std::string>{"t/scope.cpp,1", "t/other.cpp,2"}));
+}
+
+TEST_F(OutputTest, WithoutATraceTheIndexStaysOpen) {
+    static char key[] = "k.cpp";
+    ASSERT_NE((load_index_file(index_mode_numbering), index_stream), nullptr);
+    mirt_fn(key, 1);
+    write();
+    EXPECT_NE(index_stream, nullptr);
+    EXPECT_FALSE(trace_created);
+}
+
+TEST_F(OutputTest, TraceThatCouldNotBeCreatedIsReportedAtEveryWrite) {
+    std::string unreachable = mirt_test::join(mirt_test::join(folder, "missing"), "trace.out");
+    trace_file_name = unreachable.c_str();
+    static char scope_name[] = "s.cpp";
+    testing::internal::CaptureStdout();
+    { mirt_obj scope(scope_name, 1); }
+    write();
+    write();
+    std::string once = "Error: can't write to the " + unreachable + " file.\nError: can't close the " + unreachable + " file.\n";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: can't create the " + unreachable + " file.\n" + once + once);
+}
