@@ -1,9 +1,10 @@
 // Programs built through mirt-cc count what gcov counts: each corpus program
 // is built twice, with g++/gcc --coverage and through mirt-cc; both run on the
 // same input and must print the same. Then every line that both count must
-// have the same count, except lines marked "gcov:" in the corpus, where the
-// mark says why the two cannot agree (and the test checks that they still
-// differ, so that a stale mark is noticed).
+// have the same count, except lines marked "gcov:" in the corpus (or
+// "function style:" for that style, which counts only function entries),
+// where the mark says why the two cannot agree; the test checks that they
+// still differ, so that a stale mark is noticed.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -76,6 +77,7 @@ struct Corpus {
     std::string compiler;             // g++ or gcc
     std::vector<std::string> flags;
     std::vector<std::string> args;    // the program's input
+    std::string gcov_flags;           // for the --coverage build only
 };
 
 ProcessResult shell(const std::string& command) { return run_process({"sh", "-c", command}, true); }
@@ -97,7 +99,8 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
     for (const std::string& f : c.flags) flags += " " + f;
     std::string stem = c.name.substr(0, c.name.rfind('.'));
 
-    ProcessResult plain = shell("cd " + r->folder + " && " + c.compiler + " --coverage -O0" + flags + " -c " + c.name +
+    ProcessResult plain = shell("cd " + r->folder + " && " + c.compiler + " --coverage " + c.gcov_flags + " -O0" +
+                                flags + " -c " + c.name +
                                 " -o " + stem + ".o && " + c.compiler + " --coverage" + flags + " " + stem +
                                 ".o -o plain");
     ASSERT_EQ(plain.exit_code, 0) << plain.err;
@@ -133,10 +136,15 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
     for (const std::string& l : split_lines(lines.out)) r->probed.insert(std::stoi(l.substr(l.rfind(':') + 1)));
 }
 
-// The reason written after "gcov:" on a corpus line, or empty.
-std::string mark_of(const std::string& line) {
-    size_t at = line.find("gcov: ");
-    return at == std::string::npos ? "" : line.substr(at + 6);
+// The reason written on a corpus line after "gcov:" (table and line styles)
+// or "function style:", or empty.
+std::string mark_of(const std::string& line, const std::string& style) {
+    std::string key = style == "function" ? "function style: " : "gcov: ";
+    size_t at = line.find(key);
+    if (at == std::string::npos) return "";
+    std::string why = line.substr(at + key.size());
+    size_t other = why.find(style == "function" ? " gcov: " : " function style: ");
+    return other == std::string::npos ? why : why.substr(0, other);
 }
 
 void compare(const Corpus& c, const std::string& style) {
@@ -151,7 +159,7 @@ void compare(const Corpus& c, const std::string& style) {
         if (g == r.gcov.end()) continue;  // gcov sees no code on this line
         long long ours = r.mirt.count(line) ? r.mirt.at(line) : 0;
         const std::string& text = r.text[static_cast<size_t>(line - 1)];
-        std::string why = mark_of(text);
+        std::string why = mark_of(text, style);
         if (!why.empty()) {
             EXPECT_NE(ours, g->second) << c.name << ":" << line << " is marked but agrees now: " << text;
             std::printf("%s:%d differs from gcov (%lld against %lld): %s\n", c.name.c_str(), line, ours, g->second,
@@ -167,9 +175,11 @@ void compare(const Corpus& c, const std::string& style) {
     mirt_test::remove_tree(r.folder);
 }
 
-const Corpus kControl{"control.cpp", "g++", {"-std=c++17"}, {}};
-const Corpus kClasses{"classes.cpp", "g++", {}, {}};
-const Corpus kPlainC{"plain.c", "gcc", {"-std=gnu11"}, {}};
+const Corpus kControl{"control.cpp", "g++", {"-std=c++17"}, {}, ""};
+const Corpus kClasses{"classes.cpp", "g++", {}, {}, ""};
+const Corpus kPlainC{"plain.c", "gcc", {"-std=gnu11"}, {}, ""};
+// gcov's own counters are exact under threads only when updated atomically.
+const Corpus kThreads{"threads.cpp", "g++", {"-pthread"}, {}, "-fprofile-update=atomic"};
 
 }  // namespace
 
@@ -178,3 +188,16 @@ TEST(GcovComparison, ControlFlowLineStyle) { compare(kControl, "line"); }
 TEST(GcovComparison, ClassesTemplatesLambdasExceptions) { compare(kClasses, "table"); }
 TEST(GcovComparison, PlainC) { compare(kPlainC, "table"); }
 TEST(GcovComparison, PlainCLineStyle) { compare(kPlainC, "line"); }
+
+TEST(GcovComparison, LineStyleIsExactUnderThreads) {
+    compare(kThreads, "line");
+    // And the loop body really ran on four threads at once.
+    Runs r;
+    build_and_run(kThreads, "line", &r);
+    ASSERT_FALSE(::testing::Test::HasFatalFailure());
+    EXPECT_EQ(r.mirt[9], 80000);
+    EXPECT_EQ(r.mirt[8], 80004);
+    mirt_test::remove_tree(r.folder);
+}
+
+TEST(GcovComparison, FunctionStyleCountsCalls) { compare(kClasses, "function"); }

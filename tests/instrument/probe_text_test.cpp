@@ -7,11 +7,12 @@ using namespace mirt_instrument;
 
 namespace {
 
-Site site_at(int line, unsigned anchor, unsigned offset, bool function_entry = false) {
+Site site_at(int line, unsigned anchor, unsigned offset, int function = 0) {
     Site s;
     s.line = line;
     s.anchor = anchor;
-    s.function_entry = function_entry;
+    s.function = function;
+    s.function_entry = function != 0;
     s.probes.push_back({Probe::statement, offset});
     return s;
 }
@@ -28,27 +29,29 @@ std::string body_of(const std::string& rendered, const std::string& path) {
 
 }  // namespace
 
-TEST(SelectSites, FirstCodeOfALineWinsButEveryFunctionEntryCounts) {
+TEST(SelectSites, FirstCodeOfALineWinsInEachFunction) {
     std::vector<Site> candidates = {
-        site_at(3, 40, 40),        // a statement after the function's start on line 3
-        site_at(3, 10, 20, true),  // function a starts on line 3
-        site_at(3, 50, 60, true),  // function b starts on line 3 too
+        site_at(3, 40, 40, 1),  // a statement of function 1 after its start on line 3
+        site_at(3, 10, 20, 1),  // function 1 starts on line 3
+        site_at(3, 50, 60, 2),  // function 2 starts on line 3 too
+        site_at(3, 70, 70, 0),  // code of the enclosing function after both (a lambda's caller)
         site_at(5, 90, 90),
-        site_at(5, 80, 80),        // comes first on line 5
+        site_at(5, 80, 80),     // comes first on line 5
         site_at(4, 70, 70),
     };
     std::vector<Site> kept = select_sites(candidates);
-    ASSERT_EQ(kept.size(), 4u);
+    ASSERT_EQ(kept.size(), 5u);
     EXPECT_EQ(kept[0].anchor, 10u);
     EXPECT_EQ(kept[1].anchor, 50u);
-    EXPECT_EQ(kept[2].line, 4);
-    EXPECT_EQ(kept[3].anchor, 80u);
+    EXPECT_EQ(kept[2].anchor, 70u);
+    EXPECT_EQ(kept[3].line, 4);
+    EXPECT_EQ(kept[4].anchor, 80u);
     EXPECT_EQ(counted_lines(kept), (std::vector<int>{3, 4, 5}));
 }
 
 TEST(RenderProbes, TableStyleCountsIntoTheRegisteredTable) {
     SourceText src{"src/a.cpp", "int f() {\n  return 1;\n}\n", true};
-    std::vector<Site> sites = {site_at(1, 4, 9, true), site_at(2, 12, 12)};
+    std::vector<Site> sites = {site_at(1, 4, 9, 1), site_at(2, 12, 12, 1)};
     std::string out = render_instrumented(src, ProbeStyle::table, select_sites(sites));
     EXPECT_EQ(body_of(out, "src/a.cpp"), "int f() {++mirt_counters_[0]; \n  ++mirt_counters_[1]; return 1;\n}\n");
     EXPECT_NE(out.find("#ifndef MIRT64_H"), std::string::npos) << "the public header travels with the copy";
@@ -61,10 +64,10 @@ TEST(RenderProbes, TableStyleCountsIntoTheRegisteredTable) {
 
 TEST(RenderProbes, LineAndFunctionStyles) {
     SourceText cpp{"a.cpp", "void f() {\n  g();\n}\n", true};
-    std::vector<Site> sites = select_sites({site_at(1, 5, 10, true), site_at(2, 13, 13)});
+    std::vector<Site> sites = select_sites({site_at(1, 5, 10, 1), site_at(2, 13, 13, 1)});
     EXPECT_EQ(body_of(render_instrumented(cpp, ProbeStyle::line, sites), "a.cpp"),
               "void f() {c_mirt_fn2(mirt_source_, 1); \n  c_mirt_fn2(mirt_source_, 2); g();\n}\n");
-    std::vector<Site> entry = select_sites({site_at(1, 5, 10, true)});
+    std::vector<Site> entry = select_sites({site_at(1, 5, 10, 1)});
     EXPECT_EQ(body_of(render_instrumented(cpp, ProbeStyle::function, entry), "a.cpp"),
               "void f() {mirt_obj mirt_scope_(mirt_source_, 1); \n  g();\n}\n");
     SourceText c{"a.c", cpp.text, false};
@@ -126,7 +129,7 @@ TEST(RenderProbes, NoSiteLeavesTheTextAlone) {
 
 TEST(RenderProbes, ByteOrderMarkStaysFirstAndNamesAreQuoted) {
     SourceText src{"dir \"q\"\\a.cpp", "\xEF\xBB\xBFvoid f() {}\n", true};
-    std::string out = render_instrumented(src, ProbeStyle::line, {site_at(1, 8, 13, true)});
+    std::string out = render_instrumented(src, ProbeStyle::line, {site_at(1, 8, 13, 1)});
     EXPECT_EQ(out.compare(0, 3, "\xEF\xBB\xBF"), 0);
     EXPECT_EQ(out.find("\xEF\xBB\xBF", 3), std::string::npos);
     EXPECT_NE(out.find("#line 1 \"dir \\\"q\\\"\\\\a.cpp\"\nvoid f() {c_mirt_fn2"), std::string::npos);

@@ -121,6 +121,7 @@ private:
         site.line = line;
         site.anchor = anchor;
         site.guarded = guarded_;
+        site.function = function_;
         return site;
     }
 
@@ -508,9 +509,11 @@ private:
         if (constexpr_function && (style_ == ProbeStyle::function || !lo_.CPlusPlus14)) return;
 
         bool saved_guarded = guarded_;
+        int saved_function = function_;
         std::vector<LoopFrame> saved_loops;
         saved_loops.swap(loops_);
         guarded_ = constexpr_function;
+        function_ = ++functions_seen_;
 
         const CompoundStmt* block = dyn_cast<CompoundStmt>(body);
         if (auto* t = dyn_cast<CXXTryStmt>(body)) block = t->getTryBlock();
@@ -530,6 +533,7 @@ private:
         walk(body, false);
 
         guarded_ = saved_guarded;
+        function_ = saved_function;
         loops_.swap(saved_loops);
     }
 
@@ -596,6 +600,8 @@ private:
     std::set<const Stmt*> chained_labels_;
     std::vector<LoopFrame> loops_;
     bool guarded_ = false;
+    int function_ = 0;        // the function being walked
+    int functions_seen_ = 0;
 };
 
 }  // namespace

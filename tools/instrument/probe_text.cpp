@@ -30,10 +30,9 @@ std::vector<Site> select_sites(std::vector<Site> candidates) {
         return std::tie(a.line, a.anchor) < std::tie(b.line, b.anchor);
     });
     std::vector<Site> kept;
-    for (Site& site : candidates) {
-        bool first_on_line = kept.empty() || kept.back().line != site.line;
-        if (first_on_line || site.function_entry) kept.push_back(std::move(site));
-    }
+    std::set<std::pair<int, int>> taken;  // (line, function)
+    for (Site& site : candidates)
+        if (taken.insert({site.line, site.function}).second) kept.push_back(std::move(site));
     return kept;
 }
 

@@ -40,15 +40,17 @@ using Wrap = std::pair<unsigned, unsigned>;
 struct Site {
     int line = 0;             // the source line that is counted
     unsigned anchor = 0;      // offset of the code that the site stands for
+    int function = 0;         // the function whose code it counts (its entry counts the function entered)
     bool function_entry = false;
     bool guarded = false;     // inside a constexpr function: not counted at compile time
     std::vector<Probe> probes;
     std::vector<Wrap> wraps;
 };
 
-// Keeps one site per line: the one whose code comes first on the line, plus
-// the entries of every further function that starts on it (each call enters
-// the line anew). Sites come back ordered by line, then anchor.
+// Keeps, for each line, the site that comes first on it among those of each
+// function: control enters a line once from the code above it, and once more
+// for every function (lambda, one-line member) that starts on it and is called.
+// Sites come back ordered by line, then anchor.
 std::vector<Site> select_sites(std::vector<Site> candidates);
 
 // The distinct counted lines of the sites, ascending.

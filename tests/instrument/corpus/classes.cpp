@@ -69,6 +69,7 @@ int main() {
         total += static_cast<int>(std::strlen(what));
     };
     for (int i = 0; i < 7; ++i) total += twice(i) + triangle(i);
+    auto inc = [](int x) { return x + 1; }; total += inc(total % 5) + inc(1);  // function style: the caller's statement here is not counted
     shout("hello");
     shout("coverage");
     std::vector<Shape*> shapes{new Rect(2, 3), new Square(4), new Rect(1, 1)};
