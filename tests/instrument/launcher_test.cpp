@@ -144,7 +144,16 @@ TEST(Launcher, WindowsBuildRunsUnderWine) {
     EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos);
     ASSERT_EQ(run_process({"cp", dll, win_dir + "/mirt64.dll"}, false).exit_code, 0);
 
+    std::string native_dir = mirt_test::make_temp_folder("mirt-cc-native-inst");
+    Build native = build_app({kMirtCc}, "gcc", "g++", native_dir);
+    ASSERT_TRUE(native.ok) << native.log;
+
+    const std::string native_exit = "/tmp/mirt_exit.out";
+    const std::string windows_exit = std::string(MIRT_WINEPREFIX) + "/drive_c/temp/mirt_exit.out";
+    mirt_test::remove_file(native_exit);
+    mirt_test::remove_file(windows_exit);
     ProcessResult a = run_process({plain.exe, "30"}, true);
+    ProcessResult n = run_process({native.exe, "30"}, true);
     ProcessResult b = run_process({"env", "WINEPREFIX=" + std::string(MIRT_WINEPREFIX), "WINEDEBUG=-all",
                                    "WINEDLLOVERRIDES=mscoree,mshtml=;winemenubuilder.exe=d",
                                    "/usr/lib/wine/wine64", win.exe + ".exe", "30"}, true);
@@ -153,7 +162,21 @@ TEST(Launcher, WindowsBuildRunsUnderWine) {
         if (c != '\r') out += c;
     EXPECT_EQ(out, a.out) << b.err;
     EXPECT_EQ(b.exit_code, a.exit_code);
+    EXPECT_EQ(n.out, a.out);
+
+    // Both runs count the same lines the same number of times: their exit
+    // outputs match after the two header lines (which name the process).
+    auto body = [](const std::string& text) {
+        size_t second = text.find('\n', text.find('\n') + 1);
+        return second == std::string::npos ? std::string() : text.substr(second + 1);
+    };
+    ASSERT_TRUE(mirt_test::file_exists(windows_exit));
+    std::string native_counts = body(mirt_test::read_file(native_exit));
+    EXPECT_NE(native_counts.find("### main.cpp\n"), std::string::npos) << native_counts;
+    EXPECT_NE(native_counts.find("### util.c\n"), std::string::npos) << native_counts;
+    EXPECT_EQ(body(mirt_test::read_file(windows_exit)), native_counts);
     mirt_test::remove_tree(plain_dir);
+    mirt_test::remove_tree(native_dir);
     mirt_test::remove_tree(win_dir);
 }
 
