@@ -127,20 +127,28 @@ private:
 
     bool counting_lines() const { return style_ != ProbeStyle::function; }
 
-    // A probe before statement s, which becomes a block when it is not one of
-    // a sequence of statements (the body of an if, a loop or a label).
+    // Adds to site a probe before statement s, which becomes a block when it
+    // is not one of a sequence of statements (the body of an if, a loop or a
+    // label). False when no text can go there.
+    bool probe_before(Site& site, const Stmt* s, bool in_sequence) const {
+        std::optional<unsigned> begin = begin_offset(s->getBeginLoc());
+        if (!begin) return false;
+        if (!in_sequence) {
+            std::optional<unsigned> end = end_offset(s);
+            if (!end) return false;
+            site.wraps.push_back({*begin, *end});
+        }
+        site.probes.push_back({Probe::statement, *begin});
+        return true;
+    }
+
+    // The line where statement s starts is counted before s.
     void statement_site(const Stmt* s, bool in_sequence) {
         if (!counting_lines()) return;
         std::optional<unsigned> begin = begin_offset(s->getBeginLoc());
         if (!begin || governed_by_pragma(*begin)) return;
         Site site = new_site(line_at(*begin), *begin);
-        site.probes.push_back({Probe::statement, *begin});
-        if (!in_sequence) {
-            std::optional<unsigned> end = end_offset(s);
-            if (!end) return;
-            site.wraps.push_back({*begin, *end});
-        }
-        sites_.push_back(std::move(site));
+        if (probe_before(site, s, in_sequence)) sites_.push_back(std::move(site));
     }
 
     // A label (case, default or goto target) counts the line it starts. Labels
@@ -159,16 +167,8 @@ private:
             target = sub_of_label(target);
         }
         if (!target) return;
-        std::optional<unsigned> at = begin_offset(target->getBeginLoc());
-        if (!at) return;
         Site site = new_site(line, *begin);
-        site.probes.push_back({Probe::statement, *at});
-        if (!in_sequence) {
-            std::optional<unsigned> end = end_offset(target);
-            if (!end) return;
-            site.wraps.push_back({*at, *end});
-        }
-        sites_.push_back(std::move(site));
+        if (probe_before(site, target, in_sequence)) sites_.push_back(std::move(site));
     }
 
     static bool is_label(const Stmt* s) { return isa<SwitchCase>(s) || isa<LabelStmt>(s); }
@@ -222,12 +222,7 @@ private:
         std::optional<unsigned> begin = main_offset(loop->getBeginLoc());
         if (!begin || governed_by_pragma(*begin)) return;
         Site site = new_site(line_at(*begin), *begin);
-        site.probes.push_back({Probe::statement, *begin});
-        if (!in_sequence) {
-            std::optional<unsigned> end = end_offset(loop);
-            if (!end) return;
-            site.wraps.push_back({*begin, *end});
-        }
+        if (!probe_before(site, loop, in_sequence)) return;
         if (auto* block = dyn_cast<CompoundStmt>(body)) {
             std::optional<unsigned> open = main_offset(block->getLBracLoc());
             std::optional<unsigned> close = main_offset(block->getRBracLoc());
@@ -246,16 +241,8 @@ private:
             p.body_start = *body_begin;
             site.probes.push_back(p);
         }
-        for (const auto& c : frame.continues) {
-            std::optional<unsigned> at = begin_offset(c.first->getBeginLoc());
-            if (!at) continue;
-            site.probes.push_back({Probe::statement, *at});
-            if (!c.second) {
-                std::optional<unsigned> end = end_offset(c.first);
-                if (!end) continue;
-                site.wraps.push_back({*at, *end});
-            }
-        }
+        // A continue inside a macro cannot take a probe: that path goes uncounted.
+        for (const auto& c : frame.continues) probe_before(site, c.first, c.second);
         sites_.push_back(std::move(site));
     }
 
@@ -437,13 +424,7 @@ private:
             Site site = new_site(line, line == for_line ? *begin : *at);
             site.probes.push_back({Probe::prefix, *at});
             if (f->getInit() && line == for_line) {
-                if (governed_by_pragma(*begin)) return;
-                site.probes.push_back({Probe::statement, *begin});
-                if (!in_sequence) {
-                    std::optional<unsigned> end = end_offset(f);
-                    if (!end) return;
-                    site.wraps.push_back({*begin, *end});
-                }
+                if (governed_by_pragma(*begin) || !probe_before(site, f, in_sequence)) return;
             } else if (f->getInit()) {
                 statement_site(f, in_sequence);
             }
