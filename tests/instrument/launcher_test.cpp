@@ -70,7 +70,7 @@ void check_like_plain(const std::string& cc, const std::string& cxx) {
     std::string deps = mirt_test::read_file(inst_dir + "/main.o.d");
     EXPECT_NE(deps.find(kApp + "/main.cpp"), std::string::npos) << deps;
     EXPECT_NE(deps.find(kApp + "/util.h"), std::string::npos) << deps;
-    EXPECT_EQ(deps.find("mirt-cc-"), std::string::npos) << deps;
+    EXPECT_EQ(deps.find("/mirt-cc-"), std::string::npos) << deps;
     mirt_test::remove_tree(plain_dir);
     mirt_test::remove_tree(inst_dir);
 }
@@ -201,5 +201,16 @@ TEST(Launcher, OneCMakeSettingInstrumentsAProject) {
     // A second build finds nothing to do: the dependency files name real files.
     ProcessResult again = run_process({"cmake", "--build", dir}, true);
     EXPECT_EQ(again.out.find("Building"), std::string::npos) << again.out;
+    mirt_test::remove_tree(dir);
+}
+
+TEST(Launcher, DiagnosticsNameTheOriginalFileAndLine) {
+    std::string dir = mirt_test::make_temp_folder("mirt-cc-diag");
+    mirt_test::write_file(dir + "/warn.cpp", "int f(int x) {\n    int unused = x;\n    return x;\n}\n");
+    ProcessResult r = run_process({kMirtCc, "g++", "-Wall", "-c", dir + "/warn.cpp", "-o", dir + "/warn.o"}, true);
+    EXPECT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NE(r.err.find(dir + "/warn.cpp:2:"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("unused"), std::string::npos) << r.err;
+    EXPECT_EQ(r.err.find("/mirt-cc-"), std::string::npos) << "no trace of the copy's name: " << r.err;
     mirt_test::remove_tree(dir);
 }

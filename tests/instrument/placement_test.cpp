@@ -46,7 +46,7 @@ void expect_copy_compiles(const Instrumented& in, const std::string& name, const
     std::string folder = mirt_test::make_temp_folder("mirt-placement");
     std::string copy = folder + "/" + name;
     mirt_test::write_file(copy, in.result.text);
-    std::vector<std::string> argv = {in.command[0], "-Wall", "-Wextra", "-Werror", "-fsyntax-only",
+    std::vector<std::string> argv = {in.command[0], "-Wall", "-Wextra", "-Wshadow", "-Werror", "-fsyntax-only",
                                      "-iquote", MIRT_SNIPPETS};
     for (size_t i = 1; i + 2 < in.command.size(); ++i) argv.push_back(in.command[i]);
     argv.push_back(copy);
@@ -95,7 +95,7 @@ TEST(Placement, TemplatesAndConstexprGetOneGuardedSetOfProbes) {
     EXPECT_NE(in.result.text.find("#define CHECK(x) do { if (!(x)) throw std::runtime_error(#x); } while (0)"),
               std::string::npos);
     Instrumented fn = instrument("statements.cpp", {"-std=c++17"}, ProbeStyle::function);
-    EXPECT_EQ(occurrences(fn.result.text, "mirt_obj mirt_scope_("), 13u)
+    EXPECT_EQ(occurrences(fn.result.text, "mirt_obj mirt_scope"), 13u)
         << "one scope per function, lambda and member; none in the constexpr function";
 }
 

@@ -69,7 +69,7 @@ TEST(RenderProbes, LineAndFunctionStyles) {
               "void f() {c_mirt_fn2(mirt_source_, 1); \n  c_mirt_fn2(mirt_source_, 2); g();\n}\n");
     std::vector<Site> entry = select_sites({site_at(1, 5, 10, 1)});
     EXPECT_EQ(body_of(render_instrumented(cpp, ProbeStyle::function, entry), "a.cpp"),
-              "void f() {mirt_obj mirt_scope_(mirt_source_, 1); \n  g();\n}\n");
+              "void f() {mirt_obj mirt_scope0_(mirt_source_, 1); \n  g();\n}\n");
     SourceText c{"a.c", cpp.text, false};
     std::string c_out = render_instrumented(c, ProbeStyle::function, entry);
     EXPECT_EQ(body_of(c_out, "a.c"), "void f() {c_mirt_fn(mirt_source_, 1); \n  g();\n}\n")

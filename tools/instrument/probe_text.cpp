@@ -70,12 +70,17 @@ std::string probe_expression(ProbeStyle style, int line, int counter) {
     return "c_mirt_fn2(mirt_source_, " + std::to_string(line) + ")";
 }
 
+// counter: the site's place in the counter table; in the function style, a
+// number that gives each scope object its own name (a lambda's scope would
+// otherwise shadow its enclosing function's).
 std::string probe_text(const SourceText& source, ProbeStyle style, const Site& site,
                        const Probe& probe, int counter) {
     if (style == ProbeStyle::function) {
         // Only function entries have sites in this style: a scope object in
         // C++, a named point in C, which has no destructors.
-        if (source.cplusplus) return "mirt_obj mirt_scope_(mirt_source_, " + std::to_string(site.line) + "); ";
+        if (source.cplusplus)
+            return "mirt_obj mirt_scope" + std::to_string(counter) + "_(mirt_source_, " + std::to_string(site.line) +
+                   "); ";
         return "c_mirt_fn(mirt_source_, " + std::to_string(site.line) + "); ";
     }
     std::string expr = probe_expression(style, site.line, counter);
@@ -111,10 +116,12 @@ std::string render_instrumented(const SourceText& source, ProbeStyle style,
     std::vector<Insert> inserts;
     std::set<Wrap> wraps;
     int sequence = 0;
+    int scope_number = 0;
     for (const Site& site : selected) {
         for (const Wrap& w : site.wraps) wraps.insert(w);
+        int counter = style == ProbeStyle::function ? scope_number++ : counter_of[site.line];
         for (const Probe& p : site.probes) {
-            std::string text = probe_text(source, style, site, p, counter_of[site.line]);
+            std::string text = probe_text(source, style, site, p, counter);
             if (p.at_body_end)
                 // Inside the wrap that opens at body_start, after anything that
                 // opened later: deeper first, and before the wrap's own close.
