@@ -26,6 +26,11 @@ cp /tmp/mirt_exit.out "$run/example-native.out"
 echo
 echo "== coverage written at exit (/tmp/mirt_exit.out): source line, hits"
 cat "$run/example-native.out"
+if cmake --build build/native -j "$(nproc)" --target mirt-report >/dev/null 2>&1; then
+  echo
+  echo "== build/native/bin/mirt-report summary of it"
+  build/native/bin/mirt-report summary "$run/example-native.out"
+fi
 
 # The index file numbers named points across every run on the machine, and
 # its listed points start with one hit each: the demo starts a fresh one.
