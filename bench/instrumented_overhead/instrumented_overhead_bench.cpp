@@ -1,0 +1,62 @@
+// The whole-program cost of probes placed by mirt-cc (table style), next to
+// gcc's own --coverage counters on the same workload, both against the
+// uninstrumented code, measured in one run. After the runs it prints the two
+// ratios; the target is a table style no slower than --coverage.
+#include <benchmark/benchmark.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+
+long workload_plain(int size);
+long workload_gcov(int size);
+long workload_mirt(int size);
+
+namespace {
+
+constexpr int kSize = 4000;
+
+void BM_Plain(benchmark::State& state) {
+    for (auto _ : state) benchmark::DoNotOptimize(workload_plain(kSize));
+}
+void BM_GccCoverage(benchmark::State& state) {
+    for (auto _ : state) benchmark::DoNotOptimize(workload_gcov(kSize));
+}
+void BM_MirtTable(benchmark::State& state) {
+    for (auto _ : state) benchmark::DoNotOptimize(workload_mirt(kSize));
+}
+
+BENCHMARK(BM_Plain)->Unit(benchmark::kMicrosecond)->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_GccCoverage)->Unit(benchmark::kMicrosecond)->Repetitions(5)->ReportAggregatesOnly(true);
+BENCHMARK(BM_MirtTable)->Unit(benchmark::kMicrosecond)->Repetitions(5)->ReportAggregatesOnly(true);
+
+// Keeps the median time of each benchmark while the console shows them.
+class MedianCollector : public benchmark::ConsoleReporter {
+public:
+    MedianCollector() : benchmark::ConsoleReporter(isatty(1) ? OO_Defaults : OO_Tabular) {}
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& r : runs)
+            if (r.aggregate_name == "median") medians[r.run_name.function_name] = r.GetAdjustedCPUTime();
+        benchmark::ConsoleReporter::ReportRuns(runs);
+    }
+    std::map<std::string, double> medians;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    MedianCollector collector;
+    benchmark::RunSpecifiedBenchmarks(&collector);
+    benchmark::Shutdown();
+    double plain = collector.medians["BM_Plain"];
+    double gcov = collector.medians["BM_GccCoverage"];
+    double mirt = collector.medians["BM_MirtTable"];
+    if (plain > 0 && gcov > 0 && mirt > 0)
+        std::printf("table style: %.2fx the uninstrumented time, %.2fx the time of --coverage (gcov itself: %.2fx)\n",
+                    mirt / plain, mirt / gcov, gcov / plain);
+    return 0;
+}

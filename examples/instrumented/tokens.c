@@ -1,0 +1,19 @@
+/* tokens.c: the C part of the example. */
+#include "tokens.h"
+
+static int is_letter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+int next_word(const char* text, int* pos, char* word, int size) {
+    int n = 0;
+    while (text[*pos] != '\0' && !is_letter(text[*pos]))
+        ++*pos;
+    while (is_letter(text[*pos])) {
+        if (n + 1 < size)
+            word[n++] = text[*pos];
+        ++*pos;
+    }
+    word[n] = '\0';
+    return n;
+}

@@ -1,0 +1,203 @@
+// Programs built through mirt-cc count what gcov counts: each corpus program
+// is built twice, with g++/gcc --coverage and through mirt-cc; both run on the
+// same input and must print the same. Then every line that both count must
+// have the same count, except lines marked "gcov:" in the corpus (or
+// "function style:" for that style, which counts only function entries),
+// where the mark says why the two cannot agree; the test checks that they
+// still differ, so that a stale mark is noticed.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "subprocess.h"
+#include "test_support.h"
+
+using mirt_instrument::ProcessResult;
+using mirt_instrument::run_process;
+
+namespace {
+
+const std::string kMirtCc = MIRT_MIRT_CC;
+const std::string kInstrument = MIRT_MIRT_INSTRUMENT;
+const std::string kExitFile = "/tmp/mirt_exit.out";
+const std::string kIndexFile = "/tmp/index.txt";
+
+std::vector<std::string> split_lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    std::string line;
+    while (std::getline(in, line)) lines.push_back(line);
+    return lines;
+}
+
+// gcov's count of each line that has code (0 for code that never ran).
+std::map<int, long long> read_gcov(const std::string& path) {
+    std::map<int, long long> counts;
+    static const std::regex row(R"(^\s*([^:]+):\s*(\d+):.*$)");
+    for (const std::string& line : split_lines(mirt_test::read_file(path))) {
+        std::smatch m;
+        if (!std::regex_match(line, m, row)) continue;
+        std::string count = m[1].str();
+        int number = std::stoi(m[2].str());
+        if (number == 0 || count == "-" || counts.count(number)) continue;  // the first row is the line's total
+        while (!count.empty() && count.back() == '*') count.pop_back();
+        counts[number] = (count == "#####" || count == "=====") ? 0 : std::stoll(count);
+    }
+    return counts;
+}
+
+// The counts that the runtime wrote for one source (every section, added up).
+std::map<int, long long> read_mirt_output(const std::string& path, const std::string& source) {
+    std::map<int, long long> counts;
+    size_t slash = source.rfind('/');
+    std::string dir = source.substr(0, slash), file = source.substr(slash + 1);
+    std::string current_dir, current_file;
+    for (const std::string& line : split_lines(mirt_test::read_file(path))) {
+        if (line.compare(0, 4, "--- ") == 0) {
+            current_dir = line.substr(4);
+        } else if (line.compare(0, 4, "### ") == 0) {
+            current_file = line.substr(4);
+        } else if (line.compare(0, 4, "=== ") == 0 || line.compare(0, 4, ">>> ") == 0) {
+            current_dir.clear();
+            current_file.clear();
+        } else if (current_dir == dir && current_file == file) {
+            size_t comma = line.find(',');
+            if (comma != std::string::npos) counts[std::stoi(line.substr(0, comma))] += std::stoll(line.substr(comma + 1));
+        }
+    }
+    return counts;
+}
+
+struct Corpus {
+    std::string name;                 // file in the corpus folder
+    std::string compiler;             // g++ or gcc
+    std::vector<std::string> flags;
+    std::vector<std::string> args;    // the program's input
+    std::string gcov_flags;           // for the --coverage build only
+};
+
+ProcessResult shell(const std::string& command) { return run_process({"sh", "-c", command}, true); }
+
+struct Runs {
+    std::string folder, source;
+    std::map<int, long long> gcov, mirt;
+    std::set<int> probed;
+    std::vector<std::string> text;
+};
+
+// Builds and runs both ways; fills in the counts of both.
+void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
+    r->folder = mirt_test::make_temp_folder("mirt-corpus");
+    r->source = r->folder + "/" + c.name;
+    mirt_test::write_file(r->source, mirt_test::read_file(std::string(MIRT_CORPUS) + "/" + c.name));
+    r->text = split_lines(mirt_test::read_file(r->source));
+    std::string flags;
+    for (const std::string& f : c.flags) flags += " " + f;
+    std::string stem = c.name.substr(0, c.name.rfind('.'));
+
+    ProcessResult plain = shell("cd " + r->folder + " && " + c.compiler + " --coverage " + c.gcov_flags + " -O0" +
+                                flags + " -c " + c.name +
+                                " -o " + stem + ".o && " + c.compiler + " --coverage" + flags + " " + stem +
+                                ".o -o plain");
+    ASSERT_EQ(plain.exit_code, 0) << plain.err;
+    std::vector<std::string> cc = {kMirtCc, "--mirt-style=" + style, c.compiler, "-O0"};
+    cc.insert(cc.end(), c.flags.begin(), c.flags.end());
+    std::vector<std::string> compile = cc, link = cc;
+    compile.insert(compile.end(), {"-c", r->source, "-o", r->folder + "/inst.o"});
+    link.insert(link.end(), {r->folder + "/inst.o", "-o", r->folder + "/inst"});
+    ProcessResult built = run_process(compile, true);
+    ASSERT_EQ(built.exit_code, 0) << built.err;
+    EXPECT_EQ(built.err, "") << "mirt-cc passed the source through";
+    ProcessResult linked = run_process(link, true);
+    ASSERT_EQ(linked.exit_code, 0) << linked.err;
+
+    mirt_test::RunResult a = mirt_test::run_program(r->folder + "/plain", c.args, {}, r->folder);
+    mirt_test::remove_file(kExitFile);
+    mirt_test::remove_file(kIndexFile);
+    mirt_test::RunResult b = mirt_test::run_program(r->folder + "/inst", c.args, {}, r->folder);
+    EXPECT_EQ(b.output, a.output) << "the instrumented program behaves as the plain one";
+    EXPECT_EQ(b.exit_code, a.exit_code);
+    ASSERT_TRUE(mirt_test::file_exists(kExitFile)) << "the runtime wrote its exit output";
+    r->mirt = read_mirt_output(kExitFile, r->source);
+
+    ProcessResult gcov = shell("cd " + r->folder + " && gcov " + c.name);
+    ASSERT_EQ(gcov.exit_code, 0) << gcov.err;
+    r->gcov = read_gcov(r->source + ".gcov");
+
+    std::vector<std::string> list = {kInstrument, "--style=" + style, "--lines", r->source, "--", c.compiler};
+    list.insert(list.end(), c.flags.begin(), c.flags.end());
+    list.insert(list.end(), {"-c", r->source});
+    ProcessResult lines = run_process(list, true);
+    ASSERT_EQ(lines.exit_code, 0) << lines.err;
+    for (const std::string& l : split_lines(lines.out)) r->probed.insert(std::stoi(l.substr(l.rfind(':') + 1)));
+}
+
+// The reason written on a corpus line after "gcov:" (table and line styles)
+// or "function style:", or empty.
+std::string mark_of(const std::string& line, const std::string& style) {
+    std::string key = style == "function" ? "function style: " : "gcov: ";
+    size_t at = line.find(key);
+    if (at == std::string::npos) return "";
+    std::string why = line.substr(at + key.size());
+    size_t other = why.find(style == "function" ? " gcov: " : " function style: ");
+    return other == std::string::npos ? why : why.substr(0, other);
+}
+
+void compare(const Corpus& c, const std::string& style) {
+    Runs r;
+    build_and_run(c, style, &r);
+    if (::testing::Test::HasFatalFailure()) return;
+    size_t compared = 0;
+    for (const auto& entry : r.mirt)
+        EXPECT_TRUE(r.probed.count(entry.first)) << "line " << entry.first << " counted but never probed";
+    for (int line : r.probed) {
+        auto g = r.gcov.find(line);
+        if (g == r.gcov.end()) continue;  // gcov sees no code on this line
+        long long ours = r.mirt.count(line) ? r.mirt.at(line) : 0;
+        const std::string& text = r.text[static_cast<size_t>(line - 1)];
+        std::string why = mark_of(text, style);
+        if (!why.empty()) {
+            EXPECT_NE(ours, g->second) << c.name << ":" << line << " is marked but agrees now: " << text;
+            std::printf("%s:%d differs from gcov (%lld against %lld): %s\n", c.name.c_str(), line, ours, g->second,
+                        why.c_str());
+            continue;
+        }
+        EXPECT_EQ(ours, g->second) << c.name << ":" << line << ": " << text;
+        ++compared;
+    }
+    // The comparison covers most of what is probed, and most of it ran.
+    EXPECT_GE(compared * 10, r.probed.size() * 8) << compared << " of " << r.probed.size();
+    EXPECT_GE(r.mirt.size() * 10, r.probed.size() * 8);
+    mirt_test::remove_tree(r.folder);
+}
+
+const Corpus kControl{"control.cpp", "g++", {"-std=c++17"}, {}, ""};
+const Corpus kClasses{"classes.cpp", "g++", {}, {}, ""};
+const Corpus kPlainC{"plain.c", "gcc", {"-std=gnu11"}, {}, ""};
+// gcov's own counters are exact under threads only when updated atomically.
+const Corpus kThreads{"threads.cpp", "g++", {"-pthread"}, {}, "-fprofile-update=atomic"};
+
+}  // namespace
+
+TEST(GcovComparison, ControlFlowTableStyle) { compare(kControl, "table"); }
+TEST(GcovComparison, ControlFlowLineStyle) { compare(kControl, "line"); }
+TEST(GcovComparison, ClassesTemplatesLambdasExceptions) { compare(kClasses, "table"); }
+TEST(GcovComparison, PlainC) { compare(kPlainC, "table"); }
+TEST(GcovComparison, PlainCLineStyle) { compare(kPlainC, "line"); }
+
+TEST(GcovComparison, LineStyleIsExactUnderThreads) {
+    compare(kThreads, "line");
+    // And the loop body really ran on four threads at once.
+    Runs r;
+    build_and_run(kThreads, "line", &r);
+    ASSERT_FALSE(::testing::Test::HasFatalFailure());
+    EXPECT_EQ(r.mirt[9], 80000);
+    EXPECT_EQ(r.mirt[8], 80004);
+    mirt_test::remove_tree(r.folder);
+}
+
+TEST(GcovComparison, FunctionStyleCountsCalls) { compare(kClasses, "function"); }

@@ -1,0 +1,216 @@
+// mirt-cc in front of real compilers: programs build, run and behave as
+// their plain builds do; what cannot be instrumented still builds.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "subprocess.h"
+#include "test_support.h"
+
+using mirt_instrument::ProcessResult;
+using mirt_instrument::run_process;
+
+namespace {
+
+const std::string kApp = std::string(MIRT_PROGRAMS) + "/app";
+const std::string kMirtCc = MIRT_MIRT_CC;
+
+struct Build {
+    bool ok = false;
+    std::string log;
+    std::string exe;
+};
+
+// Compiles main.cpp and util.c one by one (with dependency files, as CMake
+// does) and links them; with the launcher in front when given.
+Build build_app(const std::vector<std::string>& launcher, const std::string& cc, const std::string& cxx,
+                const std::string& folder, const std::vector<std::string>& link_extra = {}) {
+    Build b;
+    auto run = [&](std::vector<std::string> argv) {
+        argv.insert(argv.begin(), launcher.begin(), launcher.end());
+        ProcessResult r = run_process(argv, true);
+        b.log += r.out + r.err;
+        return r.exit_code == 0;
+    };
+    b.exe = folder + "/app";
+    b.ok = run({cxx, "-O1", "-MD", "-MT", "main.o", "-MF", folder + "/main.o.d", "-c", kApp + "/main.cpp", "-o",
+                folder + "/main.o"}) &&
+           run({cc, "-O1", "-c", kApp + "/util.c", "-o", folder + "/util.o"});
+    std::vector<std::string> link = {cxx, folder + "/main.o", folder + "/util.o", "-o", b.exe};
+    link.insert(link.end(), link_extra.begin(), link_extra.end());
+    b.ok = b.ok && run(link);
+    return b;
+}
+
+void check_like_plain(const std::string& cc, const std::string& cxx) {
+    std::string plain_dir = mirt_test::make_temp_folder("mirt-cc-plain");
+    std::string inst_dir = mirt_test::make_temp_folder("mirt-cc-inst");
+    Build plain = build_app({}, cc, cxx, plain_dir);
+    ASSERT_TRUE(plain.ok) << plain.log;
+    Build inst = build_app({kMirtCc}, cc, cxx, inst_dir);
+    ASSERT_TRUE(inst.ok) << inst.log;
+    EXPECT_EQ(inst.log, "") << "no warning for sources that instrument cleanly";
+
+    ProcessResult a = run_process({plain.exe, "30"}, true);
+    ProcessResult b = run_process({inst.exe, "30"}, true);
+    EXPECT_EQ(b.out, a.out);
+    EXPECT_EQ(b.exit_code, a.exit_code);
+    EXPECT_NE(b.out.find("file " + kApp + "/main.cpp line 18"), std::string::npos)
+        << "__FILE__ and __LINE__ name the original: " << b.out;
+
+    // Both objects carry probes; the link added the runtime.
+    for (const char* obj : {"/main.o", "/util.o"}) {
+        ProcessResult nm = run_process({"nm", "-u", inst_dir + obj}, true);
+        EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos) << obj;
+    }
+    ProcessResult needed = run_process({"readelf", "-d", inst.exe}, true);
+    EXPECT_NE(needed.out.find("libmirt64.so"), std::string::npos);
+
+    // The dependency file names the source the build knows, not the copy.
+    std::string deps = mirt_test::read_file(inst_dir + "/main.o.d");
+    EXPECT_NE(deps.find(kApp + "/main.cpp"), std::string::npos) << deps;
+    EXPECT_NE(deps.find(kApp + "/util.h"), std::string::npos) << deps;
+    EXPECT_EQ(deps.find("/mirt-cc-"), std::string::npos) << deps;
+    mirt_test::remove_tree(plain_dir);
+    mirt_test::remove_tree(inst_dir);
+}
+
+}  // namespace
+
+TEST(Launcher, GccBuildsBehaveAsPlainOnes) { check_like_plain("gcc", "g++"); }
+
+TEST(Launcher, ClangBuildsBehaveAsPlainOnes) { check_like_plain("clang", "clang++"); }
+
+TEST(Launcher, UnparsableSourceBuildsWithOneWarning) {
+    std::string dir = mirt_test::make_temp_folder("mirt-cc-nested");
+    ProcessResult r = run_process({kMirtCc, "gcc", std::string(MIRT_SNIPPETS) + "/nested_function.c", "-o",
+                                   dir + "/nested"}, true);
+    ASSERT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NE(r.err.find("mirt-cc: warning: " + std::string(MIRT_SNIPPETS) + "/nested_function.c left without probes"),
+              std::string::npos) << r.err;
+    EXPECT_EQ(r.err.find("warning", r.err.find("warning") + 1), std::string::npos) << "one warning only: " << r.err;
+    EXPECT_EQ(run_process({dir + "/nested"}, true).exit_code, 0);
+    mirt_test::remove_tree(dir);
+}
+
+TEST(Launcher, CopyThatDoesNotCompileFallsBackToTheOriginal) {
+    // Strict C89 rejects the probes' long long counters; the original is fine.
+    std::string dir = mirt_test::make_temp_folder("mirt-cc-c89");
+    mirt_test::write_file(dir + "/old.c", "int twice(int x) {\n    return 2 * x;\n}\n");
+    ProcessResult r = run_process({kMirtCc, "gcc", "-std=c89", "-pedantic-errors", "-c", dir + "/old.c", "-o",
+                                   dir + "/old.o"}, true);
+    EXPECT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NE(r.err.find("did not compile; compiling the original"), std::string::npos) << r.err;
+    EXPECT_TRUE(mirt_test::file_exists(dir + "/old.o"));
+    ProcessResult nm = run_process({"nm", "-u", dir + "/old.o"}, true);
+    EXPECT_EQ(nm.out.find("mirt"), std::string::npos) << "the object is the original's";
+
+    // A real error stays an error, reported by the real compiler.
+    mirt_test::write_file(dir + "/bad.c", "int broken(void) { return missing; }\n");
+    ProcessResult bad = run_process({kMirtCc, "gcc", "-c", dir + "/bad.c", "-o", dir + "/bad.o"}, true);
+    EXPECT_NE(bad.exit_code, 0);
+    EXPECT_NE(bad.err.find("missing"), std::string::npos) << bad.err;
+    EXPECT_FALSE(mirt_test::file_exists(dir + "/bad.o"));
+    mirt_test::remove_tree(dir);
+}
+
+TEST(Launcher, LeavesStepsWithoutObjectsAlone) {
+    std::string src = kApp + "/util.c";
+    ProcessResult plain = run_process({"gcc", "-E", src}, true);
+    ProcessResult via = run_process({kMirtCc, "gcc", "-E", src}, true);
+    EXPECT_EQ(via.exit_code, 0);
+    EXPECT_EQ(via.out, plain.out);
+    EXPECT_EQ(run_process({kMirtCc, "gcc", "--version"}, true).out, run_process({"gcc", "--version"}, true).out);
+    ProcessResult usage = run_process({kMirtCc, "--mirt-style=bogus", "gcc", "-c", src}, true);
+    EXPECT_EQ(usage.exit_code, 2);
+    EXPECT_NE(usage.err.find("usage: mirt-cc"), std::string::npos);
+}
+
+TEST(Launcher, WindowsBuildRunsUnderWine) {
+    const std::string lib = MIRT_WINDOWS_LIB_DIR;
+    const std::string dll = std::string(MIRT_WINDOWS_LIB_DIR) + "/../bin/mirt64.dll";
+    if (!mirt_test::file_exists(lib + "/mirt64.lib") || !mirt_test::file_exists(dll) ||
+        !mirt_test::file_exists("/usr/lib/wine/wine64"))
+        GTEST_SKIP() << "no Windows build of the runtime beside this one, or no Wine";
+    std::string plain_dir = mirt_test::make_temp_folder("mirt-cc-native");
+    std::string win_dir = mirt_test::make_temp_folder("mirt-cc-windows");
+    Build plain = build_app({}, "gcc", "g++", plain_dir);
+    ASSERT_TRUE(plain.ok) << plain.log;
+    Build win = build_app({kMirtCc}, "x86_64-w64-mingw32-gcc-posix", "x86_64-w64-mingw32-g++-posix", win_dir,
+                          {"-static"});
+    ASSERT_TRUE(win.ok) << win.log;
+    EXPECT_EQ(win.log, "");
+    ProcessResult nm = run_process({"x86_64-w64-mingw32-nm", "-u", win_dir + "/main.o"}, true);
+    EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos);
+    ASSERT_EQ(run_process({"cp", dll, win_dir + "/mirt64.dll"}, false).exit_code, 0);
+
+    std::string native_dir = mirt_test::make_temp_folder("mirt-cc-native-inst");
+    Build native = build_app({kMirtCc}, "gcc", "g++", native_dir);
+    ASSERT_TRUE(native.ok) << native.log;
+
+    const std::string native_exit = "/tmp/mirt_exit.out";
+    const std::string windows_exit = std::string(MIRT_WINEPREFIX) + "/drive_c/temp/mirt_exit.out";
+    auto body = [](const std::string& text) {
+        size_t second = text.find('\n', text.find('\n') + 1);
+        return second == std::string::npos ? std::string() : text.substr(second + 1);
+    };
+    mirt_test::remove_file(native_exit);
+    mirt_test::remove_file(windows_exit);
+    ProcessResult a = run_process({plain.exe, "30"}, true);
+    ProcessResult n = run_process({native.exe, "30"}, true);
+    EXPECT_EQ(n.exit_code, a.exit_code);
+    // Read at once: the exit file is one for the whole machine.
+    std::string native_counts = body(mirt_test::read_file(native_exit));
+    ProcessResult b = run_process({"env", "WINEPREFIX=" + std::string(MIRT_WINEPREFIX), "WINEDEBUG=-all",
+                                   "WINEDLLOVERRIDES=mscoree,mshtml=;winemenubuilder.exe=d",
+                                   "/usr/lib/wine/wine64", win.exe + ".exe", "30"}, true);
+    std::string out;
+    for (char c : b.out)
+        if (c != '\r') out += c;
+    EXPECT_EQ(out, a.out) << b.err;
+    EXPECT_EQ(b.exit_code, a.exit_code);
+    EXPECT_EQ(n.out, a.out);
+
+    // Both runs count the same lines the same number of times: their exit
+    // outputs match after the two header lines (which name the process).
+    ASSERT_TRUE(mirt_test::file_exists(windows_exit));
+    EXPECT_NE(native_counts.find("### main.cpp\n"), std::string::npos) << native_counts;
+    EXPECT_NE(native_counts.find("### util.c\n"), std::string::npos) << native_counts;
+    EXPECT_EQ(body(mirt_test::read_file(windows_exit)), native_counts);
+    mirt_test::remove_tree(plain_dir);
+    mirt_test::remove_tree(native_dir);
+    mirt_test::remove_tree(win_dir);
+}
+
+TEST(Launcher, OneCMakeSettingInstrumentsAProject) {
+    std::string dir = mirt_test::make_temp_folder("mirt-cc-cmake");
+    ProcessResult configure = run_process(
+        {"cmake", "-S", std::string(MIRT_PROGRAMS) + "/cmake_project", "-B", dir,
+         "-DCMAKE_PROJECT_INCLUDE=" + std::string(MIRT_CMAKE_MODULE), "-DMIRT_CC=" + kMirtCc}, true);
+    ASSERT_EQ(configure.exit_code, 0) << configure.out << configure.err;
+    EXPECT_NE(configure.out.find("MirtCoverage: compiling and linking through " + kMirtCc), std::string::npos);
+    ProcessResult build = run_process({"cmake", "--build", dir}, true);
+    ASSERT_EQ(build.exit_code, 0) << build.out << build.err;
+    EXPECT_EQ(build.err, "");
+    ProcessResult needed = run_process({"readelf", "-d", dir + "/app"}, true);
+    EXPECT_NE(needed.out.find("libmirt64.so"), std::string::npos);
+    ProcessResult nm = run_process({"nm", "-u", dir + "/libutil.a"}, true);
+    EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos) << "the library's C source has probes too";
+    ProcessResult run = run_process({dir + "/app", "12"}, true);
+    EXPECT_NE(run.out.find("19 steps: 9"), std::string::npos) << run.out;
+    // A second build finds nothing to do: the dependency files name real files.
+    ProcessResult again = run_process({"cmake", "--build", dir}, true);
+    EXPECT_EQ(again.out.find("Building"), std::string::npos) << again.out;
+    mirt_test::remove_tree(dir);
+}
+
+TEST(Launcher, DiagnosticsNameTheOriginalFileAndLine) {
+    std::string dir = mirt_test::make_temp_folder("mirt-cc-diag");
+    mirt_test::write_file(dir + "/warn.cpp", "int f(int x) {\n    int unused = x;\n    return x;\n}\n");
+    ProcessResult r = run_process({kMirtCc, "g++", "-Wall", "-c", dir + "/warn.cpp", "-o", dir + "/warn.o"}, true);
+    EXPECT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NE(r.err.find(dir + "/warn.cpp:2:"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("unused"), std::string::npos) << r.err;
+    EXPECT_EQ(r.err.find("/mirt-cc-"), std::string::npos) << "no trace of the copy's name: " << r.err;
+    mirt_test::remove_tree(dir);
+}

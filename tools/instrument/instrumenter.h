@@ -1,0 +1,31 @@
+// instrumenter.h: parsing one source with Clang and writing its instrumented copy.
+#ifndef MIRT_INSTRUMENT_INSTRUMENTER_H
+#define MIRT_INSTRUMENT_INSTRUMENTER_H
+
+#include <string>
+#include <vector>
+
+#include "compile_command.h"
+#include "probe_text.h"
+
+namespace mirt_instrument {
+
+struct InstrumentResult {
+    bool parsed = false;          // false: Clang could not parse it; text is the original
+    std::string text;             // the instrumented copy (or the original)
+    std::vector<int> lines;       // the counted lines
+    std::string problem;          // why the source was passed through unchanged
+};
+
+// The Clang arguments for a source of the command: the real compiler is asked
+// for its target and include folders, the command's own parse flags follow.
+std::vector<std::string> clang_arguments_for(const CompileCommand& command, Language language);
+
+// Parses source (a path as the command names it) with the Clang arguments and
+// instruments it. Never throws; a source that does not parse comes back as it was.
+InstrumentResult instrument_source(const std::string& source, Language language,
+                                   const std::vector<std::string>& clang_args, ProbeStyle style);
+
+}  // namespace mirt_instrument
+
+#endif

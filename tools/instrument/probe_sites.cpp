@@ -1,0 +1,594 @@
+// probe_sites.cpp: walks the main file's functions and lists where probes go.
+#include "probe_sites.h"
+
+#include <clang/AST/ASTContext.h>
+#include <clang/AST/Attr.h>
+#include <clang/AST/DeclFriend.h>
+#include <clang/AST/DeclCXX.h>
+#include <clang/AST/DeclTemplate.h>
+#include <clang/AST/ExprCXX.h>
+#include <clang/AST/ExprConcepts.h>
+#include <clang/AST/StmtCXX.h>
+#include <clang/AST/StmtOpenMP.h>
+#include <clang/Basic/SourceManager.h>
+#include <clang/Lex/Lexer.h>
+
+#include <optional>
+#include <set>
+
+using namespace clang;
+
+namespace mirt_instrument {
+namespace {
+
+class SiteFinder {
+public:
+    SiteFinder(ASTContext& context, ProbeStyle style)
+        : ctx_(context), sm_(context.getSourceManager()), lo_(context.getLangOpts()),
+          style_(style), main_(sm_.getMainFileID()), text_(sm_.getBufferData(main_)) {}
+
+    std::vector<Site> run() {
+        for (const Decl* d : ctx_.getTranslationUnitDecl()->decls()) walk_decl(d);
+        return std::move(sites_);
+    }
+
+private:
+    // ---- positions in the main file ----
+
+    std::optional<unsigned> main_offset(SourceLocation loc) const {
+        if (loc.isInvalid() || !loc.isFileID()) return std::nullopt;
+        std::pair<FileID, unsigned> decomposed = sm_.getDecomposedLoc(loc);
+        if (decomposed.first != main_) return std::nullopt;
+        return decomposed.second;
+    }
+
+    // Where text can go before the code that starts at loc: the location
+    // itself, or the start of the macro use when the code is the first thing
+    // that macro expands to.
+    std::optional<unsigned> begin_offset(SourceLocation loc) const {
+        if (loc.isMacroID()) {
+            SourceLocation start;
+            if (!Lexer::isAtStartOfMacroExpansion(loc, sm_, lo_, &start)) return std::nullopt;
+            loc = start;
+        }
+        return main_offset(loc);
+    }
+
+    // The offset just past a statement, including the semicolon that ends it.
+    std::optional<unsigned> end_offset(const Stmt* s) const {
+        const Stmt* last = s;
+        for (;;) {
+            if (auto* i = dyn_cast<IfStmt>(last)) last = i->getElse() ? i->getElse() : i->getThen();
+            else if (auto* w = dyn_cast<WhileStmt>(last)) last = w->getBody();
+            else if (auto* f = dyn_cast<ForStmt>(last)) last = f->getBody();
+            else if (auto* r = dyn_cast<CXXForRangeStmt>(last)) last = r->getBody();
+            else if (auto* sw = dyn_cast<SwitchStmt>(last)) last = sw->getBody();
+            else if (auto* c = dyn_cast<SwitchCase>(last)) last = c->getSubStmt();
+            else if (auto* l = dyn_cast<LabelStmt>(last)) last = l->getSubStmt();
+            else if (auto* a = dyn_cast<AttributedStmt>(last)) last = a->getSubStmt();
+            else break;
+            if (!last) return std::nullopt;
+        }
+        SourceLocation end = last->getEndLoc();
+        if (end.isMacroID()) {
+            SourceLocation macro_end;
+            if (!Lexer::isAtEndOfMacroExpansion(end, sm_, lo_, &macro_end)) return std::nullopt;
+            end = macro_end;
+        }
+        if (!main_offset(end)) return std::nullopt;
+        SourceLocation after = Lexer::getLocForEndOfToken(end, 0, sm_, lo_);
+        bool own_end = isa<CompoundStmt>(last) || isa<CXXTryStmt>(last) || isa<DeclStmt>(last) ||
+                       isa<NullStmt>(last);
+        if (!own_end) {
+            SourceLocation semi = Lexer::findLocationAfterToken(end, tok::semi, sm_, lo_, false);
+            if (semi.isValid()) after = semi;
+        }
+        return main_offset(after);
+    }
+
+    int line_at(unsigned offset) const { return static_cast<int>(sm_.getLineNumber(main_, offset)); }
+
+    // A statement that a loop pragma (OpenMP, unroll, ivdep, clang loop)
+    // governs must follow the pragma directly: nothing goes between them.
+    bool governed_by_pragma(unsigned offset) const {
+        size_t pos = offset;
+        while (pos > 0 && (text_[pos - 1] == ' ' || text_[pos - 1] == '\t')) --pos;
+        if (pos > 0 && text_[pos - 1] != '\n') return false;
+        // The previous line that holds anything.
+        while (pos > 0) {
+            size_t end = pos - 1;  // the line feed that ends the previous line
+            size_t start = text_.rfind('\n', end == 0 ? 0 : end - 1);
+            start = (start == llvm::StringRef::npos || end == 0) ? 0 : start + 1;
+            llvm::StringRef line = text_.slice(start, end).trim();
+            if (line.empty()) {
+                pos = start;
+                continue;
+            }
+            if (!line.startswith("#")) return false;
+            line = line.drop_front(1).ltrim();
+            if (!line.startswith("pragma")) return false;
+            for (const char* word : {"omp", "unroll", "ivdep", "loop", "acc", "simd", "vector"})
+                if (line.contains(word)) return true;
+            return false;
+        }
+        return false;
+    }
+
+    // ---- sites ----
+
+    Site new_site(int line, unsigned anchor) const {
+        Site site;
+        site.line = line;
+        site.anchor = anchor;
+        site.guarded = guarded_;
+        site.function = function_;
+        return site;
+    }
+
+    bool counting_lines() const { return style_ != ProbeStyle::function; }
+
+    // Adds to site a probe before statement s, which becomes a block when it
+    // is not one of a sequence of statements (the body of an if, a loop or a
+    // label). False when no text can go there.
+    bool probe_before(Site& site, const Stmt* s, bool in_sequence) const {
+        std::optional<unsigned> begin = begin_offset(s->getBeginLoc());
+        if (!begin) return false;
+        if (!in_sequence) {
+            std::optional<unsigned> end = end_offset(s);
+            if (!end) return false;
+            site.wraps.push_back({*begin, *end});
+        }
+        site.probes.push_back({Probe::statement, *begin});
+        return true;
+    }
+
+    // The line where statement s starts is counted before s.
+    void statement_site(const Stmt* s, bool in_sequence) {
+        if (!counting_lines()) return;
+        std::optional<unsigned> begin = begin_offset(s->getBeginLoc());
+        if (!begin || governed_by_pragma(*begin)) return;
+        Site site = new_site(line_at(*begin), *begin);
+        if (probe_before(site, s, in_sequence)) sites_.push_back(std::move(site));
+    }
+
+    // A label (case, default or goto target) counts the line it starts. Labels
+    // that follow one another with no statement between them lead to one
+    // place: the probe goes after the last of them and counts the first one's
+    // line, so that every jump to one of them and the fall-through from above
+    // pass it once.
+    void label_site(const Stmt* label, bool in_sequence) {
+        if (!counting_lines() || chained_labels_.count(label)) return;
+        std::optional<unsigned> begin = main_offset(label->getBeginLoc());
+        if (!begin) return;
+        int line = line_at(*begin);
+        const Stmt* target = sub_of_label(label);
+        while (target && is_label(target)) {
+            chained_labels_.insert(target);
+            target = sub_of_label(target);
+        }
+        if (!target) return;
+        Site site = new_site(line, *begin);
+        if (probe_before(site, target, in_sequence)) sites_.push_back(std::move(site));
+    }
+
+    static bool is_label(const Stmt* s) { return isa<SwitchCase>(s) || isa<LabelStmt>(s); }
+    static const Stmt* sub_of_label(const Stmt* s) {
+        if (auto* c = dyn_cast<SwitchCase>(s)) return c->getSubStmt();
+        if (auto* l = dyn_cast<LabelStmt>(s)) return l->getSubStmt();
+        return nullptr;
+    }
+
+    // A probe as the first statement of a block, counting the given line.
+    void block_entry_site(const CompoundStmt* block, int line, unsigned anchor, bool function_entry) {
+        std::optional<unsigned> brace = main_offset(block->getLBracLoc());
+        if (!brace) return;
+        Site site = new_site(line, anchor);
+        site.function_entry = function_entry;
+        site.probes.push_back({Probe::statement, *brace + 1});
+        sites_.push_back(std::move(site));
+    }
+
+    // A probe inside a loop condition: it counts every evaluation, which is
+    // each entry into the loop plus each further iteration.
+    void condition_site(const Stmt* loop, const Expr* cond) {
+        if (!counting_lines()) return;
+        std::optional<unsigned> at = begin_offset(cond->getBeginLoc());
+        std::optional<unsigned> loop_begin = main_offset(loop->getBeginLoc());
+        if (!at) return;
+        int line = line_at(*at);
+        unsigned anchor = (loop_begin && line_at(*loop_begin) == line) ? *loop_begin : *at;
+        Site site = new_site(line, anchor);
+        site.probes.push_back({Probe::prefix, *at});
+        sites_.push_back(std::move(site));
+    }
+
+    bool constant_condition(const Expr* cond) const {
+        if (!cond || cond->isValueDependent() || cond->isTypeDependent()) return false;
+        bool value = false;
+        return cond->EvaluateAsBooleanCondition(value, ctx_);
+    }
+
+    // ---- loops whose condition cannot take a probe ----
+
+    struct LoopFrame {
+        std::vector<std::pair<const Stmt*, bool>> continues;  // with "in a sequence"
+    };
+
+    // Entry before the loop, and a probe where each iteration ends: at the end
+    // of the body and before every continue. Together they count what a
+    // condition would: entries plus iterations that go round again.
+    void latch_site(const Stmt* loop, const Stmt* body, bool in_sequence, const LoopFrame& frame) {
+        if (!counting_lines()) return;
+        std::optional<unsigned> begin = main_offset(loop->getBeginLoc());
+        if (!begin || governed_by_pragma(*begin)) return;
+        Site site = new_site(line_at(*begin), *begin);
+        if (!probe_before(site, loop, in_sequence)) return;
+        if (auto* block = dyn_cast<CompoundStmt>(body)) {
+            std::optional<unsigned> open = main_offset(block->getLBracLoc());
+            std::optional<unsigned> close = main_offset(block->getRBracLoc());
+            if (!open || !close) return;
+            Probe p{Probe::statement, *close};
+            p.at_body_end = true;
+            p.body_start = *open;
+            site.probes.push_back(p);
+        } else {
+            std::optional<unsigned> body_begin = begin_offset(body->getBeginLoc());
+            std::optional<unsigned> body_end = end_offset(body);
+            if (!body_begin || !body_end) return;
+            site.wraps.push_back({*body_begin, *body_end});
+            Probe p{Probe::statement, *body_end};
+            p.at_body_end = true;
+            p.body_start = *body_begin;
+            site.probes.push_back(p);
+        }
+        // A continue inside a macro cannot take a probe: that path goes uncounted.
+        for (const auto& c : frame.continues) probe_before(site, c.first, c.second);
+        sites_.push_back(std::move(site));
+    }
+
+    // ---- statements ----
+
+    // The expression that an initialiser copies, past implicit nodes and the
+    // copies that C++14 may elide.
+    static const Expr* without_copies(const Expr* e) {
+        for (;;) {
+            e = e->IgnoreImplicit();
+            auto* construct = dyn_cast<CXXConstructExpr>(e);
+            if (!construct || !construct->isElidable() || construct->getNumArgs() != 1) return e;
+            e = construct->getArg(0);
+        }
+    }
+
+    static bool has_code(const DeclStmt* ds, ASTContext& ctx) {
+        for (const Decl* d : ds->decls()) {
+            auto* v = dyn_cast<VarDecl>(d);
+            if (!v) continue;
+            if (v->getType()->isVariablyModifiedType()) return true;
+            const Expr* init = v->getInit();
+            if (!init) continue;
+            // A lambda that captures nothing is an empty object: no code.
+            if (auto* lambda = dyn_cast<LambdaExpr>(without_copies(init)))
+                if (lambda->capture_size() == 0) continue;
+            // A static local with a constant initialiser runs no code here.
+            if (v->hasGlobalStorage() && !init->isValueDependent() &&
+                init->isConstantInitializer(ctx, v->getType()->isReferenceType()))
+                continue;
+            return true;
+        }
+        return false;
+    }
+
+    void walk_header(const Stmt* s) {
+        if (!s) return;
+        if (auto* ds = dyn_cast<DeclStmt>(s)) {
+            for (const Decl* d : ds->decls()) walk_local_decl(d);
+        } else {
+            walk_expr(s);
+        }
+    }
+
+    void walk_local_decl(const Decl* d) {
+        if (auto* v = dyn_cast<VarDecl>(d)) {
+            walk_expr(v->getInit());
+        } else if (isa<RecordDecl>(d) || isa<FunctionDecl>(d) || isa<ClassTemplateDecl>(d) ||
+                   isa<FunctionTemplateDecl>(d)) {
+            walk_decl(d);
+        }
+    }
+
+    void walk(const Stmt* s, bool in_sequence) {
+        if (!s) return;
+        if (isa<OMPExecutableDirective>(s)) return;  // the pragma owns what follows it
+        SourceLocation begin = s->getBeginLoc();
+        if (begin.isMacroID()) {
+            // A statement that a macro starts is counted before the macro;
+            // what the macro itself expands to is left alone, but blocks and
+            // lambdas written outside it (a loop body after a FOREACH macro)
+            // are walked.
+            if (begin_offset(begin) && !isa<CompoundStmt>(s) && !isa<NullStmt>(s) && !is_label(s))
+                statement_site(s, in_sequence);
+            for (const Stmt* child : s->children()) {
+                if (!child) continue;
+                if (isa<Expr>(child)) walk_expr(child);
+                else walk(child, false);
+            }
+            return;
+        }
+        if (!main_offset(begin)) return;
+
+        if (auto* block = dyn_cast<CompoundStmt>(s)) {
+            for (const Stmt* child : block->body()) walk(child, true);
+        } else if (isa<NullStmt>(s)) {
+        } else if (auto* ds = dyn_cast<DeclStmt>(s)) {
+            if (has_code(ds, ctx_)) statement_site(s, in_sequence);
+            for (const Decl* d : ds->decls()) walk_local_decl(d);
+        } else if (auto* i = dyn_cast<IfStmt>(s)) {
+            // if constexpr chooses at compile time: only its branches run.
+            if (!i->isConstexpr()) statement_site(s, in_sequence);
+            walk_header(i->getInit());
+            walk_header(i->getConditionVariableDeclStmt());
+            if (!i->getConditionVariableDeclStmt()) walk_expr(i->getCond());
+            walk(i->getThen(), false);
+            walk(i->getElse(), false);
+        } else if (auto* sw = dyn_cast<SwitchStmt>(s)) {
+            statement_site(s, in_sequence);
+            walk_header(sw->getInit());
+            walk_header(sw->getConditionVariableDeclStmt());
+            if (!sw->getConditionVariableDeclStmt()) walk_expr(sw->getCond());
+            walk(sw->getBody(), false);
+        } else if (auto* w = dyn_cast<WhileStmt>(s)) {
+            walk_header(w->getConditionVariableDeclStmt());
+            if (!w->getConditionVariableDeclStmt()) walk_expr(w->getCond());
+            LoopFrame frame = walk_loop_body(w->getBody());
+            if (w->getConditionVariable()) latch_site(s, w->getBody(), in_sequence, frame);
+            else if (!constant_condition(w->getCond())) condition_site(s, w->getCond());
+        } else if (auto* d = dyn_cast<DoStmt>(s)) {
+            walk_loop_body(d->getBody());
+            walk_expr(d->getCond());
+            if (!constant_condition(d->getCond())) condition_site(s, d->getCond());
+        } else if (auto* f = dyn_cast<ForStmt>(s)) {
+            walk_for(f, in_sequence);
+        } else if (auto* r = dyn_cast<CXXForRangeStmt>(s)) {
+            walk_header(r->getInit());
+            walk_expr(r->getRangeInit());
+            LoopFrame frame = walk_loop_body(r->getBody());
+            latch_site(s, r->getBody(), in_sequence, frame);
+        } else if (is_label(s)) {
+            label_site(s, in_sequence);
+            walk(sub_of_label(s), in_sequence);
+        } else if (auto* a = dyn_cast<AttributedStmt>(s)) {
+            // [[likely]] x(); is counted before its attribute; a loop that a
+            // pragma governs (the statement then starts at the #) is not.
+            const Stmt* sub = a->getSubStmt();
+            std::optional<unsigned> at = main_offset(begin);
+            if (sub && !isa<NullStmt>(sub) && at && text_[*at] != '#') {
+                statement_site(s, in_sequence);
+                walk(sub, false);
+            } else {
+                walk(sub, in_sequence);
+            }
+        } else if (auto* t = dyn_cast<CXXTryStmt>(s)) {
+            walk(t->getTryBlock(), false);
+            for (unsigned n = 0; n < t->getNumHandlers(); ++n) {
+                const CXXCatchStmt* handler = t->getHandler(n);
+                auto* block = dyn_cast_or_null<CompoundStmt>(handler->getHandlerBlock());
+                std::optional<unsigned> at = main_offset(handler->getCatchLoc());
+                if (block && at && counting_lines()) block_entry_site(block, line_at(*at), *at, false);
+                walk(handler->getHandlerBlock(), false);
+            }
+        } else if (isa<ContinueStmt>(s)) {
+            statement_site(s, in_sequence);
+            if (!loops_.empty()) loops_.back().continues.push_back({s, in_sequence});
+        } else if (isa<Expr>(s) || isa<ReturnStmt>(s) || isa<BreakStmt>(s) || isa<GotoStmt>(s) ||
+                   isa<IndirectGotoStmt>(s) || isa<AsmStmt>(s) || isa<CoreturnStmt>(s)) {
+            statement_site(s, in_sequence);
+            if (isa<Expr>(s)) walk_expr(s);
+            else walk_expr_children(s);
+        } else {
+            for (const Stmt* child : s->children()) {
+                if (!child) continue;
+                if (isa<Expr>(child)) walk_expr(child);
+                else walk(child, false);
+            }
+        }
+    }
+
+    void walk_for(const ForStmt* f, bool in_sequence) {
+        walk_header(f->getInit());
+        walk_header(f->getConditionVariableDeclStmt());
+        if (!f->getConditionVariableDeclStmt()) walk_expr(f->getCond());
+        walk_expr(f->getInc());
+        LoopFrame frame = walk_loop_body(f->getBody());
+
+        const Expr* cond = f->getCond();
+        std::optional<unsigned> begin = main_offset(f->getBeginLoc());
+        if (!begin) return;
+        int for_line = line_at(*begin);
+        if (f->getConditionVariable()) {
+            latch_site(f, f->getBody(), in_sequence, frame);
+            return;
+        }
+        if (cond && !constant_condition(cond)) {
+            condition_site(f, cond);
+            // The initialisation on a line of its own counts entries there.
+            std::optional<unsigned> at = begin_offset(cond->getBeginLoc());
+            if (f->getInit() && at && line_at(*at) != for_line) statement_site(f, in_sequence);
+            return;
+        }
+        // No condition that runs: the increment counts further iterations,
+        // the initialisation the entries.
+        if (const Expr* inc = f->getInc()) {
+            std::optional<unsigned> at = begin_offset(inc->getBeginLoc());
+            if (!at || !counting_lines()) return;
+            int line = line_at(*at);
+            Site site = new_site(line, line == for_line ? *begin : *at);
+            site.probes.push_back({Probe::prefix, *at});
+            if (f->getInit() && line == for_line) {
+                if (governed_by_pragma(*begin) || !probe_before(site, f, in_sequence)) return;
+            } else if (f->getInit()) {
+                statement_site(f, in_sequence);
+            }
+            sites_.push_back(std::move(site));
+            return;
+        }
+        if (f->getInit()) statement_site(f, in_sequence);
+    }
+
+    LoopFrame walk_loop_body(const Stmt* body) {
+        loops_.emplace_back();
+        walk(body, false);
+        LoopFrame frame = std::move(loops_.back());
+        loops_.pop_back();
+        return frame;
+    }
+
+    // ---- expressions: only lambdas and statement expressions hold statements ----
+
+    void walk_expr(const Stmt* e) {
+        if (!e) return;
+        if (auto* lambda = dyn_cast<LambdaExpr>(e)) {
+            for (const Expr* init : lambda->capture_inits()) walk_expr(init);
+            walk_function(lambda->getCallOperator(), lambda->getBody(), lambda->getBeginLoc());
+            return;
+        }
+        if (auto* se = dyn_cast<StmtExpr>(e)) {
+            walk(se->getSubStmt(), false);
+            return;
+        }
+        // Unevaluated operands never run.
+        if (isa<UnaryExprOrTypeTraitExpr>(e) || isa<CXXNoexceptExpr>(e) || isa<RequiresExpr>(e) ||
+            isa<ConceptSpecializationExpr>(e) || isa<BlockExpr>(e))
+            return;
+        if (auto* t = dyn_cast<CXXTypeidExpr>(e)) {
+            if (!t->isPotentiallyEvaluated()) return;
+        }
+        if (auto* g = dyn_cast<GenericSelectionExpr>(e)) {
+            if (!g->isResultDependent()) walk_expr(g->getResultExpr());
+            return;
+        }
+        walk_expr_children(e);
+    }
+
+    void walk_expr_children(const Stmt* e) {
+        for (const Stmt* child : e->children()) walk_expr(child);
+    }
+
+    // ---- functions and declarations ----
+
+    void walk_function(const FunctionDecl* fd, const Stmt* body, SourceLocation name) {
+        if (!fd || !body || !seen_bodies_.insert(body).second) return;
+        if (auto* co = dyn_cast<CoroutineBodyStmt>(body)) body = co->getBody();
+        if (fd->isConsteval() || fd->hasAttr<NakedAttr>()) return;
+        bool constexpr_function = fd->isConstexpr();
+        // A scope object cannot live in a constexpr function; before C++14
+        // such a function is a single return statement. C++17 makes lambdas
+        // constexpr whenever it can: those that do not say so get their scope
+        // (should one be evaluated at compile time after all, mirt-cc's
+        // compile of the copy fails and it builds the original instead).
+        if (constexpr_function && style_ == ProbeStyle::function && is_lambda_without_constexpr(fd))
+            constexpr_function = false;
+        if (constexpr_function && (style_ == ProbeStyle::function || !lo_.CPlusPlus14)) return;
+
+        bool saved_guarded = guarded_;
+        int saved_function = function_;
+        std::vector<LoopFrame> saved_loops;
+        saved_loops.swap(loops_);
+        guarded_ = constexpr_function;
+        function_ = ++functions_seen_;
+
+        const CompoundStmt* block = dyn_cast<CompoundStmt>(body);
+        if (auto* t = dyn_cast<CXXTryStmt>(body)) block = t->getTryBlock();
+        SourceLocation name_at = sm_.getExpansionLoc(name);
+        std::optional<unsigned> name_offset = main_offset(name_at);
+        std::optional<unsigned> brace = block ? main_offset(block->getLBracLoc()) : std::nullopt;
+        if (block && brace) {
+            unsigned anchor = (name_offset && *name_offset <= *brace) ? *name_offset : *brace;
+            block_entry_site(block, line_at(anchor), anchor, true);
+        }
+        for (const ParmVarDecl* p : fd->parameters())
+            if (p->hasDefaultArg() && !p->hasUninstantiatedDefaultArg() && !p->hasUnparsedDefaultArg())
+                walk_expr(p->getDefaultArg());
+        if (auto* ctor = dyn_cast<CXXConstructorDecl>(fd))
+            for (const CXXCtorInitializer* init : ctor->inits())
+                if (init->isWritten()) walk_expr(init->getInit());
+        walk(body, false);
+
+        guarded_ = saved_guarded;
+        function_ = saved_function;
+        loops_.swap(saved_loops);
+    }
+
+    bool is_lambda_without_constexpr(const FunctionDecl* fd) const {
+        auto* method = dyn_cast<CXXMethodDecl>(fd);
+        if (!method || !method->getParent()->isLambda()) return false;
+        std::optional<unsigned> begin = main_offset(method->getParent()->getBeginLoc());
+        const CompoundStmt* body = dyn_cast_or_null<CompoundStmt>(fd->getBody());
+        std::optional<unsigned> brace = body ? main_offset(body->getLBracLoc()) : std::nullopt;
+        if (!begin || !brace || *brace < *begin) return false;
+        return !text_.slice(*begin, *brace).contains("constexpr");
+    }
+
+    bool in_main_file(const Decl* d) const {
+        return main_offset(sm_.getExpansionLoc(d->getLocation())).has_value();
+    }
+
+    void walk_decl(const Decl* d) {
+        if (!d || d->isImplicit() || !in_main_file(d)) return;
+        if (auto* ns = dyn_cast<NamespaceDecl>(d)) {
+            for (const Decl* child : ns->decls()) walk_decl(child);
+        } else if (auto* ls = dyn_cast<LinkageSpecDecl>(d)) {
+            for (const Decl* child : ls->decls()) walk_decl(child);
+        } else if (auto* ex = dyn_cast<ExportDecl>(d)) {
+            for (const Decl* child : ex->decls()) walk_decl(child);
+        } else if (auto* ft = dyn_cast<FunctionTemplateDecl>(d)) {
+            walk_decl(ft->getTemplatedDecl());
+        } else if (auto* ct = dyn_cast<ClassTemplateDecl>(d)) {
+            walk_decl(ct->getTemplatedDecl());
+        } else if (auto* vt = dyn_cast<VarTemplateDecl>(d)) {
+            walk_decl(vt->getTemplatedDecl());
+        } else if (auto* rd = dyn_cast<RecordDecl>(d)) {
+            // Instantiations share the text of their template: only the
+            // template and explicit specialisations are walked.
+            if (auto* spec = dyn_cast<ClassTemplateSpecializationDecl>(d))
+                if (!isa<ClassTemplatePartialSpecializationDecl>(d) &&
+                    spec->getSpecializationKind() != TSK_ExplicitSpecialization)
+                    return;
+            if (!rd->isThisDeclarationADefinition()) return;
+            for (const Decl* child : rd->decls()) walk_decl(child);
+        } else if (auto* fr = dyn_cast<FriendDecl>(d)) {
+            walk_decl(fr->getFriendDecl());
+        } else if (auto* fd = dyn_cast<FunctionDecl>(d)) {
+            TemplateSpecializationKind kind = fd->getTemplateSpecializationKind();
+            if (kind == TSK_ImplicitInstantiation || kind == TSK_ExplicitInstantiationDeclaration ||
+                kind == TSK_ExplicitInstantiationDefinition)
+                return;
+            if (fd->doesThisDeclarationHaveABody()) walk_function(fd, fd->getBody(), fd->getLocation());
+        } else if (auto* field = dyn_cast<FieldDecl>(d)) {
+            walk_expr(field->getInClassInitializer());
+        } else if (auto* v = dyn_cast<VarDecl>(d)) {
+            walk_expr(v->getInit());
+        }
+    }
+
+    ASTContext& ctx_;
+    SourceManager& sm_;
+    const LangOptions& lo_;
+    ProbeStyle style_;
+    FileID main_;
+    llvm::StringRef text_;
+    std::vector<Site> sites_;
+    std::set<const Stmt*> seen_bodies_;
+    std::set<const Stmt*> chained_labels_;
+    std::vector<LoopFrame> loops_;
+    bool guarded_ = false;
+    int function_ = 0;        // the function being walked
+    int functions_seen_ = 0;
+};
+
+}  // namespace
+
+std::vector<Site> find_probe_sites(ASTContext& context, ProbeStyle style) {
+    return SiteFinder(context, style).run();
+}
+
+}  // namespace mirt_instrument
