@@ -230,3 +230,16 @@ TEST_F(AutodumpTest, UnreadableCountersAndCandidatesAreHandled) {
     EXPECT_EQ(read_file(output_file(1)), group(0, "1,1\n") + group(0, "1,1\n") + group(0, "1,1\n"));
     EXPECT_TRUE(std::filesystem::is_directory(testcase_counter));
 }
+
+TEST_F(AutodumpTest, TimerThatCannotBeArmedLeavesNoDatafilesFolder) {
+    // The process's one timer is taken already.
+    platform::TimerId other = platform::start_timer(60000, [] {});
+    ASSERT_NE(other, 0u);
+    start_autodump();
+    platform::stop_timer(other);
+    EXPECT_FALSE(autodump_settings.timer_running);
+    EXPECT_TRUE(file_exists(config));
+    EXPECT_FALSE(std::filesystem::exists(join(coverage, "datafiles")));
+    stop_autodump();  // does nothing
+    EXPECT_FALSE(autodump_settings.timer_running);
+}
