@@ -2,7 +2,8 @@
 # Installs what building and testing need, when it is missing (Debian; run as root).
 set -euo pipefail
 
-packages=(cmake make g++ googletest libbenchmark-dev llvm g++-mingw-w64-x86-64-posix wine64 binutils-mingw-w64-x86-64)
+packages=(cmake make g++ googletest libbenchmark-dev llvm g++-mingw-w64-x86-64-posix wine64 binutils-mingw-w64-x86-64
+          mono-mcs mono-runtime libcli11-dev libtinyxml2-dev nlohmann-json3-dev lcov pkg-config)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

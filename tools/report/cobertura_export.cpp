@@ -1,0 +1,152 @@
+// cobertura_export.cpp: Cobertura XML coverage reports, built with tinyxml2.
+#include "cobertura_export.h"
+
+#include <tinyxml2.h>
+
+#include <cstdio>
+#include <map>
+
+namespace mirt_report {
+
+namespace {
+
+// Length of the valid UTF-8 sequence at s[i], or 0 if there is none.
+std::size_t utf8_length(const std::string& s, std::size_t i) {
+    unsigned char c = static_cast<unsigned char>(s[i]);
+    std::size_t n;
+    uint32_t cp;
+    if (c < 0x80) return 1;
+    if (c >= 0xC2 && c <= 0xDF) {
+        n = 2;
+        cp = c & 0x1F;
+    } else if (c >= 0xE0 && c <= 0xEF) {
+        n = 3;
+        cp = c & 0x0F;
+    } else if (c >= 0xF0 && c <= 0xF4) {
+        n = 4;
+        cp = c & 0x07;
+    } else {
+        return 0;
+    }
+    if (i + n > s.size()) return 0;
+    for (std::size_t k = 1; k < n; ++k) {
+        unsigned char d = static_cast<unsigned char>(s[i + k]);
+        if ((d & 0xC0) != 0x80) return 0;
+        cp = (cp << 6) | (d & 0x3F);
+    }
+    // Overlong forms, surrogates and values past U+10FFFF are not UTF-8;
+    // U+FFFE and U+FFFF are not XML characters.
+    if ((n == 3 && cp < 0x800) || (n == 4 && cp < 0x10000) || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF) ||
+        cp == 0xFFFE || cp == 0xFFFF)
+        return 0;
+    return n;
+}
+
+std::string rate(std::size_t hit, std::size_t all) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.4f", all == 0 ? 1.0 : static_cast<double>(hit) / static_cast<double>(all));
+    return text;
+}
+
+struct Tally {
+    std::size_t lines = 0, hit = 0;
+};
+
+// Cobertura's packages are directories: the part of the name before its
+// last folder separator, either kind, "." for a name without one.
+std::pair<std::string, std::string> package_and_class(const std::string& file) {
+    std::size_t cut = file.find_last_of("/\\");
+    if (cut == std::string::npos) return {".", file};
+    return {cut == 0 ? file.substr(0, 1) : file.substr(0, cut), file.substr(cut + 1)};
+}
+
+void set_rates(tinyxml2::XMLElement* e, const Tally& t) {
+    e->SetAttribute("line-rate", rate(t.hit, t.lines).c_str());
+    e->SetAttribute("branch-rate", "0");
+    e->SetAttribute("complexity", "0");
+}
+
+}  // namespace
+
+std::string xml_text(const std::string& bytes) {
+    std::string out;
+    for (std::size_t i = 0; i < bytes.size();) {
+        unsigned char c = static_cast<unsigned char>(bytes[i]);
+        std::size_t n = utf8_length(bytes, i);
+        if (n == 0) {
+            out += static_cast<char>(0xC0 | (c >> 6));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+            ++i;
+        } else if (n == 1 && c < 0x20 && c != '\t' && c != '\n' && c != '\r') {
+            out += '?';
+            ++i;
+        } else {
+            out.append(bytes, i, n);
+            i += n;
+        }
+    }
+    return out;
+}
+
+bool write_cobertura(std::ostream& out, const TestCase& counts, const CoberturaOptions& options) {
+    using namespace tinyxml2;
+    // Package -> file -> the file's lines from 1 up.
+    std::map<std::string, std::map<std::string, const LineCounts*>> packages;
+    for (const auto& [file, lines] : counts.files)
+        if (lines.lower_bound(1) != lines.end()) packages[package_and_class(file).first][file] = &lines;
+
+    XMLDocument doc;
+    doc.InsertEndChild(doc.NewDeclaration());
+    doc.InsertEndChild(doc.NewUnknown("DOCTYPE coverage SYSTEM \"http://cobertura.sourceforge.net/xml/coverage-04.dtd\""));
+    XMLElement* coverage = doc.NewElement("coverage");
+    doc.InsertEndChild(coverage);
+    XMLElement* sources = coverage->InsertNewChildElement("sources");
+    sources->InsertNewChildElement("source")->SetText(xml_text(options.source_root).c_str());
+    XMLElement* package_list = coverage->InsertNewChildElement("packages");
+
+    Tally all;
+    for (const auto& [package_name, files] : packages) {
+        XMLElement* package = package_list->InsertNewChildElement("package");
+        package->SetAttribute("name", xml_text(package_name).c_str());
+        XMLElement* classes = package->InsertNewChildElement("classes");
+        Tally in_package;
+        for (const auto& [file, lines] : files) {
+            XMLElement* cls = classes->InsertNewChildElement("class");
+            cls->SetAttribute("name", xml_text(package_and_class(file).second).c_str());
+            cls->SetAttribute("filename", xml_text(file).c_str());
+            Tally in_file;
+            XMLElement* line_list = doc.NewElement("lines");
+            for (auto it = lines->lower_bound(1); it != lines->end(); ++it) {
+                XMLElement* line = line_list->InsertNewChildElement("line");
+                line->SetAttribute("number", it->first);
+                line->SetAttribute("hits", static_cast<int64_t>(it->second));
+                line->SetAttribute("branch", "false");
+                ++in_file.lines;
+                if (it->second > 0) ++in_file.hit;
+            }
+            set_rates(cls, in_file);
+            cls->InsertNewChildElement("methods");
+            cls->InsertEndChild(line_list);
+            in_package.lines += in_file.lines;
+            in_package.hit += in_file.hit;
+        }
+        set_rates(package, in_package);
+        all.lines += in_package.lines;
+        all.hit += in_package.hit;
+    }
+    coverage->SetAttribute("line-rate", rate(all.hit, all.lines).c_str());
+    coverage->SetAttribute("branch-rate", "0");
+    coverage->SetAttribute("lines-covered", static_cast<int64_t>(all.hit));
+    coverage->SetAttribute("lines-valid", static_cast<int64_t>(all.lines));
+    coverage->SetAttribute("branches-covered", 0);
+    coverage->SetAttribute("branches-valid", 0);
+    coverage->SetAttribute("complexity", "0");
+    coverage->SetAttribute("version", xml_text(options.version).c_str());
+    coverage->SetAttribute("timestamp", options.timestamp);
+    XMLPrinter printer;
+    doc.Print(&printer);
+    out.write(printer.CStr(), printer.CStrSize() - 1);
+    return static_cast<bool>(out);
+}
+
+}  // namespace mirt_report

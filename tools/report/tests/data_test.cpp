@@ -1,0 +1,151 @@
+// Summing by test case, file and line; reading files; writing the format back (merge).
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <sstream>
+
+#include "coverage_writer.h"
+#include "inputs.h"
+#include "report_fixture.h"
+#include "test_support.h"
+
+using namespace mirt_report;
+using mirt_report_test::parse_text;
+using mirt_report_test::set_of;
+
+TEST(CoverageData, SumsSaturateAtTheLargestCount) {
+    int64_t total = std::numeric_limits<int64_t>::max() - 1;
+    add_count(total, 1);
+    EXPECT_EQ(total, std::numeric_limits<int64_t>::max());
+    add_count(total, 5);
+    EXPECT_EQ(total, std::numeric_limits<int64_t>::max());
+    int64_t small = 2;
+    add_count(small, 3);
+    EXPECT_EQ(small, 5);
+}
+
+TEST(CoverageData, SplitsKeysAsTheRuntimeDoes) {
+    EXPECT_EQ(split_key("src/app/main.cpp"), std::make_pair(std::string("src/app"), std::string("main.cpp")));
+    EXPECT_EQ(split_key("C:\\work\\a.cpp"), std::make_pair(std::string("C:\\work\\a.cpp"), std::string("C:\\work\\a.cpp")));
+    EXPECT_EQ(split_key("/a.cpp"), std::make_pair(std::string(""), std::string("a.cpp")));
+    EXPECT_EQ(split_key("dir/"), std::make_pair(std::string("dir"), std::string("")));
+}
+
+TEST(CoverageData, TotalsSelectionsAndTheCombinedView) {
+    CoverageSet set = set_of(
+        "=== one\n>>> l\n--- d\n### a\n1,2\n2,0\n### b\n5,1\n3,7\n"
+        "=== two\n>>> l\n--- d\n### a\n2,4\n"
+        "=== three\n>>> l\n9,9\n");
+    Totals one = totals_of(set.find("one")->files);
+    EXPECT_EQ(one.files, 2u);
+    EXPECT_EQ(one.lines, 3u);
+    EXPECT_EQ(one.lines_hit, 2u);
+    EXPECT_EQ(one.hits, 3);
+
+    CoverageSet picked = set.only({"three", "one", "missing"});
+    ASSERT_EQ(picked.tests().size(), 2u);
+    EXPECT_EQ(picked.tests()[0].name, "one");  // the set's order, not the list's
+    EXPECT_EQ(picked.tests()[1].name, "three");
+
+    TestCase all = set.combined("all");
+    EXPECT_EQ(all.files.at("d/a"), (LineCounts{{1, 2}, {2, 4}}));
+    EXPECT_EQ(all.simple_counters, (LineCounts{{3, 7}, {9, 9}}));
+    EXPECT_EQ(all.record_groups, 3u);
+}
+
+class CoverageFiles : public ::testing::Test {
+protected:
+    void SetUp() override { folder = mirt_test::make_temp_folder("report-inputs"); }
+    void TearDown() override { mirt_test::remove_tree(folder); }
+    std::string file(const std::string& name, const std::string& content) {
+        std::string path = mirt_test::join(folder, name);
+        mirt_test::write_file(path, content);
+        return path;
+    }
+    std::string folder;
+};
+
+// Runs spread over machines: the same test case in several files is summed.
+TEST_F(CoverageFiles, FilesAreSummedPerTestCaseFileAndLine) {
+    std::string a = file("a.out", "=== t\n>>> l\n--- d\n### f\n1,1\n2,0\n=== u\n>>> l\n1,1\n");
+    std::string b = file("b.out", "=== t\n>>> m\n--- d\n### f\n2,3\n### g\n4,4\n");
+    CoverageSet set;
+    std::vector<Diagnostic> diagnostics;
+    ASSERT_TRUE(load_coverage({a, b}, LoadOptions{}, set, diagnostics));
+    EXPECT_TRUE(diagnostics.empty());
+    const TestCase* t = set.find("t");
+    ASSERT_NE(t, nullptr);
+    EXPECT_EQ(t->files.at("d/f"), (LineCounts{{1, 1}, {2, 3}}));
+    EXPECT_EQ(t->files.at("d/g"), (LineCounts{{4, 4}}));
+    EXPECT_EQ(t->labels, (std::vector<std::string>{"l", "m"}));
+    EXPECT_EQ(set.tests().size(), 2u);
+}
+
+// Writes without a clear in between repeat the totals so far.
+TEST_F(CoverageFiles, RunningTotalsKeepTheLastGroupOfEachFile) {
+    std::string a = file("a.out", "=== t\n>>> l\n--- d\n### f\n1,1\n=== t\n>>> l\n--- d\n### f\n1,3\n2,1\n");
+    std::string b = file("b.out", "=== t\n>>> l\n--- d\n### f\n1,10\n");
+    LoadOptions options;
+    options.running_totals = true;
+    CoverageSet set;
+    std::vector<Diagnostic> diagnostics;
+    ASSERT_TRUE(load_coverage({a, b}, options, set, diagnostics));
+    EXPECT_EQ(set.find("t")->files.at("d/f"), (LineCounts{{1, 13}, {2, 1}}));
+    EXPECT_EQ(set.find("t")->record_groups, 3u);
+
+    CoverageSet summed;
+    ASSERT_TRUE(load_coverage({a}, LoadOptions{}, summed, diagnostics));
+    EXPECT_EQ(summed.find("t")->files.at("d/f"), (LineCounts{{1, 4}, {2, 1}}));
+}
+
+TEST_F(CoverageFiles, AMissingOrMalformedFileAddsNothing) {
+    std::string good = file("good.out", "=== t\n>>> l\n5,5\n");
+    std::string bad = file("bad.out", "=== u\n>>> l\n5,5\n=== v\n>>> l\nnonsense\n");
+    CoverageSet set;
+    std::vector<Diagnostic> diagnostics;
+    EXPECT_FALSE(load_coverage({mirt_test::join(folder, "none.out"), bad, good}, LoadOptions{}, set, diagnostics));
+    ASSERT_EQ(diagnostics.size(), 2u);
+    EXPECT_EQ(to_string(diagnostics[0]), mirt_test::join(folder, "none.out") + ": error: can't open the file");
+    EXPECT_EQ(diagnostics[1].source, bad);
+    EXPECT_EQ(diagnostics[1].line, 6u);
+    ASSERT_EQ(set.tests().size(), 1u);  // nothing of bad.out, not even its good first group
+    EXPECT_EQ(set.tests()[0].name, "t");
+}
+
+// What merge writes reads back as the same test cases, also where the
+// simple counters' numbers continue above the last file's lines.
+TEST(CoverageWriter, WrittenGroupsReadBackUnchanged) {
+    CoverageSet set = set_of(
+        "=== first\n>>> Optimize\n"
+        "--- src\n### a.cpp\n3,1\n4,0\n"
+        "--- C:\\w\\b.cpp\n### C:\\w\\b.cpp\n2,2\n"
+        "### c.cpp\n1,1\n"
+        "=== header only\n>>> unknown\n"
+        "=== counters\n>>> l\n1,1\n2,2\n--- src\n### a.cpp\n3,3\n");
+    TestCase high;
+    high.name = "high counters";
+    high.labels = {"l"};
+    high.record_groups = 1;
+    high.files["src/z.cpp"] = {{1, 1}, {2, 0}};
+    high.simple_counters = {{50, 1}, {60, 2}};
+    set.add(high);
+
+    std::ostringstream out;
+    write_coverage(out, set);
+    auto back = parse_text(out.str());
+    ASSERT_TRUE(back.ok) << out.str();
+    CoverageSet again;
+    for (const auto& g : back.groups) again.add(g);
+    ASSERT_EQ(again.tests().size(), set.tests().size());
+    for (std::size_t i = 0; i < set.tests().size(); ++i) {
+        const TestCase& want = set.tests()[i];
+        const TestCase& got = again.tests()[i];
+        EXPECT_EQ(got.name, want.name);
+        EXPECT_EQ(got.labels, want.labels);
+        EXPECT_EQ(got.files, want.files) << got.name;
+        EXPECT_EQ(got.simple_counters, want.simple_counters) << got.name;
+    }
+    EXPECT_NE(out.str().find("=== header only\n>>> unknown\n=== counters\n>>> l\n1,1\n2,2\n--- src\n### a.cpp\n3,3\n"),
+              std::string::npos)
+        << out.str();
+}

@@ -1,0 +1,128 @@
+// The demo program's real output, index and trace files through every sub-command of mirt-report.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <tinyxml2.h>
+
+#include "report_fixture.h"
+#include "test_support.h"
+
+using mirt_test::RunResult;
+
+namespace {
+
+class DemoReport : public ::testing::Test {
+protected:
+    void SetUp() override {
+        folder = mirt_test::make_temp_folder("report-demo");
+        // Points listed in the index file start with one hit: the demo starts a fresh one.
+        mirt_test::remove_file(mirt_test::index_file_path());
+        RunResult demo = mirt_test::run_program(MIRT_DEMO_PROGRAM, {"demo.out"}, {}, folder);
+        ASSERT_EQ(demo.exit_code, 0) << demo.output;
+    }
+    void TearDown() override {
+        mirt_test::remove_tree(folder);
+        mirt_test::remove_file(mirt_test::index_file_path());
+    }
+    RunResult report(const std::vector<std::string>& args) {
+        return mirt_test::run_program(MIRT_REPORT_PROGRAM, args, {{"SOURCE_DATE_EPOCH", std::string("1700000000")}},
+                                      folder);
+    }
+    std::string read(const std::string& name) { return mirt_test::read_file(mirt_test::join(folder, name)); }
+    std::string folder;
+};
+
+}  // namespace
+
+TEST_F(DemoReport, EverySubcommandReadsTheDemoOutput) {
+    // The hand-written copy that the reader's own tests use is what the demo writes.
+    ASSERT_EQ(read("demo.out"), mirt_report_test::demo_output());
+
+    RunResult summary = report({"summary", "demo.out"});
+    ASSERT_EQ(summary.exit_code, 0) << summary.output;
+    EXPECT_EQ(summary.output,
+              "test case demo.vowels [example]\n"
+              "  2 files, 7 of 7 lines hit, 132 hits; 3 simple counters hit, 58 hits\n"
+              "    examples/demo.cpp: 5 of 5 lines hit, 88 hits\n"
+              "    examples/text/helpers.cpp: 2 of 2 lines hit, 44 hits\n"
+              "test case demo.words [example]\n"
+              "  1 file, 3 of 3 lines hit, 55 hits\n"
+              "    examples/demo.cpp: 3 of 3 lines hit, 55 hits\n"
+              "all 2 test cases: 2 files, 10 of 10 lines hit, 187 hits; 3 simple counters hit, 58 hits\n");
+
+    RunResult json = report({"summary", "--json", "demo.out"});
+    ASSERT_EQ(json.exit_code, 0) << json.output;
+    nlohmann::json doc = nlohmann::json::parse(json.output);
+    EXPECT_EQ(doc["tests"][1]["name"], "demo.words");
+    EXPECT_EQ(doc["tests"][1]["files"][0]["hits"], 55);
+    EXPECT_EQ(doc["all"]["lines_hit"], 10);
+    EXPECT_EQ(doc["all"]["test_cases"], 2);
+
+    RunResult lcov = report({"lcov", "demo.out", "-o", "demo.info", "--descriptions", "demo.desc"});
+    ASSERT_EQ(lcov.exit_code, 0) << lcov.output;
+    EXPECT_EQ(read("demo.info"),
+              "TN:demo_vowels\n"
+              "SF:examples/demo.cpp\nDA:29,44\nDA:31,12\nDA:33,21\nDA:35,3\nDA:37,8\nLF:5\nLH:5\nend_of_record\n"
+              "SF:examples/text/helpers.cpp\nDA:50,2\nDA:52,42\nLF:2\nLH:2\nend_of_record\n"
+              "TN:demo_words\n"
+              "SF:examples/demo.cpp\nDA:72,45\nDA:74,9\nDA:76,1\nLF:3\nLH:3\nend_of_record\n");
+    EXPECT_EQ(read("demo.desc"), "TN: demo_vowels\nTD: demo.vowels [example]\nTN: demo_words\nTD: demo.words [example]\n");
+
+    RunResult cobertura = report({"cobertura", "demo.out", "-o", "demo.xml"});
+    ASSERT_EQ(cobertura.exit_code, 0) << cobertura.output;
+    tinyxml2::XMLDocument xml;
+    ASSERT_EQ(xml.Parse(read("demo.xml").c_str()), tinyxml2::XML_SUCCESS);
+    const tinyxml2::XMLElement* coverage = xml.FirstChildElement("coverage");
+    EXPECT_EQ(coverage->Int64Attribute("lines-valid"), 10);
+    EXPECT_EQ(coverage->Int64Attribute("lines-covered"), 10);
+    const tinyxml2::XMLElement* package = coverage->FirstChildElement("packages")->FirstChildElement("package");
+    EXPECT_STREQ(package->Attribute("name"), "examples");
+    EXPECT_STREQ(package->NextSiblingElement("package")->Attribute("name"), "examples/text");
+
+    EXPECT_EQ(report({"tests-for", "demo.cpp:29", "demo.out"}).output,
+              "examples/demo.cpp:29: hit by 1 test case\n  44  demo.vowels\n");
+    EXPECT_EQ(report({"tests-for", "examples/demo.cpp:72", "demo.out"}).output,
+              "examples/demo.cpp:72: hit by 1 test case\n  45  demo.words\n");
+
+    RunResult merge = report({"merge", "demo.out", "demo.out", "-o", "twice.out"});
+    ASSERT_EQ(merge.exit_code, 0) << merge.output;
+    EXPECT_EQ(read("twice.out"),
+              "=== demo.vowels\n>>> example\n1,88\n2,24\n3,4\n"
+              "--- examples\n### demo.cpp\n29,88\n31,24\n33,42\n35,6\n37,16\n"
+              "--- examples/text\n### helpers.cpp\n50,4\n52,84\n"
+              "=== demo.words\n>>> example\n--- examples\n### demo.cpp\n72,90\n74,18\n76,2\n");
+
+    // The named point of classify() at line 29, entered and left once per letter of the first test.
+    RunResult trace = report({"trace", "trace.out", "--index", mirt_test::index_file_path()});
+    ASSERT_EQ(trace.exit_code, 0) << trace.output;
+    std::string listing;
+    for (int i = 0; i < 44; ++i) listing += "enter #1 examples/demo.cpp:29\nleave #1 examples/demo.cpp:29\n";
+    EXPECT_EQ(trace.output, listing);
+}
+
+// The LCOV export of the demo through lcov and genhtml, with the demo's own
+// source file in the per-test view.
+TEST_F(DemoReport, LcovToolsRenderTheDemo) {
+    ASSERT_FALSE(std::string(MIRT_LCOV).empty()) << "lcov is not installed (scripts/setup.sh installs it)";
+    ASSERT_EQ(report({"lcov", "demo.out", "-o", "demo.info", "--descriptions", "demo.desc"}).exit_code, 0);
+    std::string info = mirt_test::join(folder, "demo.info");
+    RunResult summary = mirt_test::run_program(MIRT_LCOV, {"--summary", info});
+    EXPECT_EQ(summary.exit_code, 0) << summary.output;
+    EXPECT_NE(summary.output.find("lines......: 100.0% (10 of 10 lines)"), std::string::npos) << summary.output;
+
+    // From the source tree, where the data's relative names point; the
+    // demo's helpers.cpp is a name only, hence --ignore-errors source.
+    std::string html = mirt_test::join(folder, "html");
+    RunResult genhtml = mirt_test::run_program(
+        MIRT_GENHTML,
+        {"--show-details", "--ignore-errors", "source", "--description-file", mirt_test::join(folder, "demo.desc"), "-o",
+         html, info},
+        {}, MIRT_SOURCE_DIR);
+    EXPECT_EQ(genhtml.exit_code, 0) << genhtml.output;
+    EXPECT_NE(genhtml.output.find("lines......: 100.0% (10 of 10 lines)"), std::string::npos) << genhtml.output;
+    std::string page = mirt_test::read_file(mirt_test::join(html, "examples/demo.cpp.gcov.html"));
+    EXPECT_NE(page.find("mirt_obj scope(this_file, 29);"), std::string::npos);
+    std::string details = mirt_test::read_file(mirt_test::join(html, "examples/index-detail.html"));
+    EXPECT_NE(details.find("demo_vowels"), std::string::npos);
+    EXPECT_NE(details.find("demo_words"), std::string::npos);
+}

@@ -1,0 +1,166 @@
+// LCOV and Cobertura exports, checked as text and by the tools that read them.
+#include <gtest/gtest.h>
+
+#include <tinyxml2.h>
+
+#include <sys/stat.h>
+
+#include <sstream>
+
+#include "cobertura_export.h"
+#include "lcov_export.h"
+#include "report_fixture.h"
+#include "test_support.h"
+
+using namespace mirt_report;
+using mirt_report_test::set_of;
+
+namespace {
+
+const char* two_tests =
+    "=== unit/parse-1\n>>> unknown\n"
+    "--- src\n### a.cpp\n1,2\n2,0\n0,5\n### b.cpp\n7,1\n"
+    "3,3\n"
+    "=== unit/parse-1 again\n>>> Optimize\n"
+    "--- src\n### a.cpp\n2,4\n"
+    "=== counters only\n>>> l\n4,4\n";
+
+}  // namespace
+
+TEST(LcovExport, OneTestNameSectionPerTestCase) {
+    std::ostringstream out;
+    write_lcov(out, set_of(two_tests));
+    EXPECT_EQ(out.str(),
+              "TN:unit_parse_1\n"
+              "SF:src/a.cpp\nDA:1,2\nDA:2,0\nLF:2\nLH:1\nend_of_record\n"
+              "SF:src/b.cpp\nDA:7,1\nLF:1\nLH:1\nend_of_record\n"
+              "TN:unit_parse_1_again\n"
+              "SF:src/a.cpp\nDA:2,4\nLF:1\nLH:1\nend_of_record\n");
+}
+
+TEST(LcovExport, TestNamesAreWordsAndUnique) {
+    CoverageSet set = set_of("=== a-b\n>>> l\n=== a.b\n>>> l\n=== a_b\n>>> l\n===  \n>>> l\n=== \n>>> l\n");
+    EXPECT_EQ(lcov_test_names(set), (std::vector<std::string>{"a_b", "a_b_2", "a_b_3", "_", "unnamed"}));
+
+    std::ostringstream descriptions;
+    write_lcov_descriptions(descriptions, set_of("=== a-b\n>>> first\n=== a-b\n>>> second\n"));
+    EXPECT_EQ(descriptions.str(), "TN: a_b\nTD: a-b [first] [second]\n");
+}
+
+TEST(CoberturaExport, CountsLinesPerClassPackageAndReport) {
+    CoverageSet set = set_of(two_tests);
+    CoberturaOptions options;
+    options.timestamp = 1700000000;
+    options.version = "test";
+    std::ostringstream out;
+    ASSERT_TRUE(write_cobertura(out, set.combined("all"), options));
+
+    tinyxml2::XMLDocument doc;
+    ASSERT_EQ(doc.Parse(out.str().c_str(), out.str().size()), tinyxml2::XML_SUCCESS) << out.str();
+    const tinyxml2::XMLElement* coverage = doc.FirstChildElement("coverage");
+    ASSERT_NE(coverage, nullptr);
+    EXPECT_EQ(coverage->Int64Attribute("lines-valid"), 3);   // src/a.cpp lines 1, 2 and src/b.cpp line 7
+    EXPECT_EQ(coverage->Int64Attribute("lines-covered"), 3);
+    EXPECT_STREQ(coverage->Attribute("line-rate"), "1.0000");
+    EXPECT_EQ(coverage->Int64Attribute("timestamp"), 1700000000);
+    EXPECT_STREQ(coverage->FirstChildElement("sources")->FirstChildElement("source")->GetText(), ".");
+
+    const tinyxml2::XMLElement* package = coverage->FirstChildElement("packages")->FirstChildElement("package");
+    ASSERT_NE(package, nullptr);
+    EXPECT_STREQ(package->Attribute("name"), "src");
+    EXPECT_EQ(package->NextSiblingElement("package"), nullptr);
+    std::vector<std::string> classes;
+    for (auto* c = package->FirstChildElement("classes")->FirstChildElement("class"); c != nullptr;
+         c = c->NextSiblingElement("class"))
+        classes.push_back(std::string(c->Attribute("name")) + "=" + c->Attribute("filename"));
+    EXPECT_EQ(classes, (std::vector<std::string>{"a.cpp=src/a.cpp", "b.cpp=src/b.cpp"}));
+
+    const tinyxml2::XMLElement* a = package->FirstChildElement("classes")->FirstChildElement("class");
+    std::vector<std::pair<int, int64_t>> lines;
+    for (auto* l = a->FirstChildElement("lines")->FirstChildElement("line"); l != nullptr;
+         l = l->NextSiblingElement("line"))
+        lines.emplace_back(l->IntAttribute("number"), l->Int64Attribute("hits"));
+    EXPECT_EQ(lines, (std::vector<std::pair<int, int64_t>>{{1, 2}, {2, 4}}));  // line 0 left out, line 2 summed
+
+    TestCase first = *set.find("unit/parse-1");
+    std::ostringstream one;
+    ASSERT_TRUE(write_cobertura(one, first, options));
+    tinyxml2::XMLDocument single;
+    ASSERT_EQ(single.Parse(one.str().c_str()), tinyxml2::XML_SUCCESS);
+    EXPECT_EQ(single.FirstChildElement("coverage")->Int64Attribute("lines-covered"), 2);
+    EXPECT_STREQ(single.FirstChildElement("coverage")->Attribute("line-rate"), "0.6667");
+}
+
+TEST(CoberturaExport, AnyFileNameGivesWellFormedXml) {
+    EXPECT_EQ(xml_text("plain/a.cpp"), "plain/a.cpp");
+    EXPECT_EQ(xml_text("caf\xe9.cpp"), "caf\xc3\xa9.cpp");           // Latin-1 byte
+    EXPECT_EQ(xml_text("caf\xc3\xa9.cpp"), "caf\xc3\xa9.cpp");       // already UTF-8
+    EXPECT_EQ(xml_text("a\x01" "b"), "a?b");
+    EXPECT_EQ(xml_text("\xed\xa0\x80"), "\xc3\xad\xc2\xa0\xc2\x80");  // a surrogate is not UTF-8
+
+    TestCase t;
+    t.files["dir <&\">/f\xe9\x02.cpp"] = {{1, 1}};
+    t.files["C:\\w\\x.cpp"] = {{3, 0}};
+    t.files["top.cpp"] = {{2, 1}};
+    std::ostringstream out;
+    ASSERT_TRUE(write_cobertura(out, t, CoberturaOptions{}));
+    tinyxml2::XMLDocument doc;
+    ASSERT_EQ(doc.Parse(out.str().c_str()), tinyxml2::XML_SUCCESS) << out.str();
+    std::vector<std::string> packages;
+    for (auto* p = doc.FirstChildElement("coverage")->FirstChildElement("packages")->FirstChildElement("package");
+         p != nullptr; p = p->NextSiblingElement("package"))
+        packages.push_back(p->Attribute("name"));
+    EXPECT_EQ(packages, (std::vector<std::string>{".", "C:\\w", "dir <&\">"}));
+    EXPECT_EQ(doc.FirstChildElement("coverage")->Int64Attribute("lines-valid"), 3);
+    EXPECT_EQ(doc.FirstChildElement("coverage")->Int64Attribute("lines-covered"), 2);
+}
+
+// The tools of the LCOV package read what lcov writes: lcov --summary counts
+// its lines, and genhtml renders it with a per-test view of every file.
+class LcovTools : public ::testing::Test {
+protected:
+    void SetUp() override {
+        folder = mirt_test::make_temp_folder("report-lcov");
+        ASSERT_FALSE(std::string(MIRT_LCOV).empty()) << "lcov is not installed (scripts/setup.sh installs it)";
+        ASSERT_FALSE(std::string(MIRT_GENHTML).empty()) << "genhtml is not installed (scripts/setup.sh installs it)";
+    }
+    void TearDown() override { mirt_test::remove_tree(folder); }
+    std::string folder;
+};
+
+TEST_F(LcovTools, SummaryAndHtmlAcceptTheTracefile) {
+    CoverageSet set = set_of(two_tests);
+    std::ostringstream info, descriptions;
+    write_lcov(info, set);
+    write_lcov_descriptions(descriptions, set);
+    std::string info_path = mirt_test::join(folder, "all.info");
+    std::string description_path = mirt_test::join(folder, "tests.desc");
+    mirt_test::write_file(info_path, info.str());
+    mirt_test::write_file(description_path, descriptions.str());
+
+    auto summary = mirt_test::run_program(MIRT_LCOV, {"--summary", info_path});
+    EXPECT_EQ(summary.exit_code, 0) << summary.output;
+    EXPECT_NE(summary.output.find("lines......: 100.0% (3 of 3 lines)"), std::string::npos) << summary.output;
+
+    // The sources sit where the relative names point, as in a checkout.
+    std::string source_folder = mirt_test::join(folder, "src");
+    ASSERT_EQ(mkdir(source_folder.c_str(), 0700), 0);
+    std::string text;
+    for (int i = 1; i <= 10; ++i) text += "int line" + std::to_string(i) + ";\n";
+    mirt_test::write_file(mirt_test::join(source_folder, "a.cpp"), text);
+    mirt_test::write_file(mirt_test::join(source_folder, "b.cpp"), text);
+    std::string html = mirt_test::join(folder, "html");
+    auto genhtml = mirt_test::run_program(
+        MIRT_GENHTML, {"--show-details", "--description-file", description_path, "-o", html, info_path}, {}, folder);
+    EXPECT_EQ(genhtml.exit_code, 0) << genhtml.output;
+    EXPECT_EQ(genhtml.output.find("ERROR"), std::string::npos) << genhtml.output;
+    EXPECT_EQ(genhtml.output.find("WARNING"), std::string::npos) << genhtml.output;
+    EXPECT_TRUE(mirt_test::file_exists(mirt_test::join(html, "index.html")));
+    std::string page = mirt_test::read_file(mirt_test::join(html, "src/a.cpp.gcov.html"));
+    EXPECT_NE(page.find("int line1;"), std::string::npos);
+    std::string details = mirt_test::read_file(mirt_test::join(html, "src/index-detail.html"));
+    EXPECT_NE(details.find("unit_parse_1"), std::string::npos);
+    EXPECT_NE(details.find("unit_parse_1_again"), std::string::npos);
+    EXPECT_NE(mirt_test::read_file(mirt_test::join(html, "descriptions.html")).find("unit/parse-1 again [Optimize]"),
+              std::string::npos);
+}

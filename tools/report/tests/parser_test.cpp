@@ -1,0 +1,303 @@
+// The coverage file reader: every section form, simple counters, record groups and malformed input.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <sstream>
+
+#include "report_fixture.h"
+
+using namespace mirt_report;
+using mirt_report_test::parse_text;
+using mirt_report_test::set_of;
+
+namespace {
+
+const LineCounts& lines_of(const TestCase& t, const std::string& file) {
+    static const LineCounts none;
+    auto found = t.files.find(file);
+    return found == t.files.end() ? none : found->second;
+}
+
+}  // namespace
+
+// One record group with all five sections as the runtime writes them: the
+// point-hit section (a point listed twice, a zero count, a backslash key),
+// the source-line section repeating a directory heading, the simple
+// counters, a static registration with its lines out of order, and a module
+// section naming a file already seen.
+TEST(CoverageParser, ReadsEverySectionOfARecordGroup) {
+    auto p = parse_text(
+        "=== full\n>>> Optimize\n"
+        "--- src/app\n### main.cpp\n10,3\n10,2\n12,0\n### util.cpp\n5,1\n"
+        "--- C:\\w\\a.cpp\n### C:\\w\\a.cpp\n7,2\n"
+        "--- src/app\n### main.cpp\n14,9\n"
+        "1,4\n2,6\n"
+        "--- src/lib\n### reg.cpp\n30,1\n20,2\n"
+        "--- src/app\n### main.cpp\n10,1\n");
+    ASSERT_TRUE(p.ok) << to_string(p.diagnostics.at(0));
+    ASSERT_EQ(p.groups.size(), 1u);
+    const TestCase& g = p.groups[0];
+    EXPECT_EQ(g.name, "full");
+    EXPECT_EQ(g.labels, std::vector<std::string>{"Optimize"});
+    EXPECT_EQ(g.record_groups, 1u);
+    EXPECT_EQ(lines_of(g, "src/app/main.cpp"), (LineCounts{{10, 6}, {12, 0}, {14, 9}}));
+    EXPECT_EQ(lines_of(g, "src/app/util.cpp"), (LineCounts{{5, 1}}));
+    EXPECT_EQ(lines_of(g, "C:\\w\\a.cpp"), (LineCounts{{7, 2}}));
+    EXPECT_EQ(lines_of(g, "src/lib/reg.cpp"), (LineCounts{{20, 2}, {30, 1}}));
+    EXPECT_EQ(g.files.size(), 4u);
+    EXPECT_EQ(g.simple_counters, (LineCounts{{1, 4}, {2, 6}}));
+}
+
+// A key without a forward slash is a heading pair with the whole key twice;
+// a case-insensitive section leaves out the directory heading of a key that
+// differs from the one before only in case, and shares one directory
+// heading between keys whose directories differ only in case.
+TEST(CoverageParser, RebuildsKeysFromHeadingPairs) {
+    auto p = parse_text(
+        "=== keys\n>>> unknown\n"
+        "### a.cpp\n3,1\n"
+        "--- C:\\x\\A.cpp\n### C:\\x\\A.cpp\n1,1\n### c:\\x\\a.cpp\n2,1\n"
+        "--- C:/Work\n### a.cpp\n1,1\n### b.cpp\n2,2\n"
+        "--- plain\n### plain\n4,4\n"
+        "--- dir\n### \n6,1\n");
+    ASSERT_TRUE(p.ok) << to_string(p.diagnostics.at(0));
+    const TestCase& g = p.groups.at(0);
+    EXPECT_EQ(lines_of(g, "/a.cpp"), (LineCounts{{3, 1}}));  // the key's only slash is its first byte
+    EXPECT_EQ(lines_of(g, "C:\\x\\A.cpp"), (LineCounts{{1, 1}}));
+    EXPECT_EQ(lines_of(g, "c:\\x\\a.cpp"), (LineCounts{{2, 1}}));
+    EXPECT_EQ(lines_of(g, "C:/Work/a.cpp"), (LineCounts{{1, 1}}));
+    EXPECT_EQ(lines_of(g, "C:/Work/b.cpp"), (LineCounts{{2, 2}}));
+    EXPECT_EQ(lines_of(g, "plain"), (LineCounts{{4, 4}}));
+    EXPECT_EQ(lines_of(g, "dir/"), (LineCounts{{6, 1}}));
+    EXPECT_EQ(g.files.size(), 7u);
+}
+
+// Count lines before any heading are simple counters; registration
+// sections after them may list lines in any order.
+TEST(CoverageParser, SimpleCountersWithoutPointSections) {
+    auto only = parse_text("=== s\n>>> l\n5,3\n");
+    ASSERT_TRUE(only.ok);
+    EXPECT_EQ(only.groups.at(0).simple_counters, (LineCounts{{5, 3}}));
+    EXPECT_TRUE(only.groups.at(0).files.empty());
+
+    auto with_registrations = parse_text("=== s\n>>> l\n1,2\n7,1\n--- d\n### f.cpp\n3,1\n1,1\n");
+    ASSERT_TRUE(with_registrations.ok);
+    const TestCase& g = with_registrations.groups.at(0);
+    EXPECT_EQ(g.simple_counters, (LineCounts{{1, 2}, {7, 1}}));
+    EXPECT_EQ(lines_of(g, "d/f.cpp"), (LineCounts{{1, 1}, {3, 1}}));
+}
+
+// A falling line number opens the simple counters only while the run could
+// be simple counters; otherwise the lines stay with their file.
+TEST(CoverageParser, FallingLinesThatCannotBeSimpleCountersStayWithTheFile) {
+    auto falls_twice = parse_text("=== t\n>>> l\n--- d\n### f.cpp\n40,1\n5,2\n3,1\n");
+    ASSERT_TRUE(falls_twice.ok);
+    EXPECT_EQ(lines_of(falls_twice.groups.at(0), "d/f.cpp"), (LineCounts{{3, 1}, {5, 2}, {40, 1}}));
+    EXPECT_TRUE(falls_twice.groups.at(0).simple_counters.empty());
+
+    auto zero_count = parse_text("=== t\n>>> l\n--- d\n### f.cpp\n40,1\n5,2\n6,0\n");
+    ASSERT_TRUE(zero_count.ok);
+    EXPECT_EQ(lines_of(zero_count.groups.at(0), "d/f.cpp"), (LineCounts{{5, 2}, {6, 0}, {40, 1}}));
+    EXPECT_TRUE(zero_count.groups.at(0).simple_counters.empty());
+
+    auto negative_line = parse_text("=== t\n>>> l\n--- d\n### f.cpp\n40,1\n-3,2\n");
+    ASSERT_TRUE(negative_line.ok);
+    EXPECT_EQ(lines_of(negative_line.groups.at(0), "d/f.cpp"), (LineCounts{{-3, 2}, {40, 1}}));
+
+    auto simple_then_registration = parse_text("=== t\n>>> l\n--- d\n### f.cpp\n40,1\n5,2\n6,1\n### g.cpp\n9,9\n");
+    ASSERT_TRUE(simple_then_registration.ok);
+    EXPECT_EQ(simple_then_registration.groups.at(0).simple_counters, (LineCounts{{5, 2}, {6, 1}}));
+    EXPECT_EQ(lines_of(simple_then_registration.groups.at(0), "d/f.cpp"), (LineCounts{{40, 1}}));
+}
+
+TEST(CoverageParser, ReadsTheDemoOutput) {
+    auto p = parse_text(mirt_report_test::demo_output());
+    ASSERT_TRUE(p.ok);
+    ASSERT_EQ(p.groups.size(), 2u);
+    EXPECT_EQ(p.groups[0].name, "demo.vowels");
+    EXPECT_EQ(lines_of(p.groups[0], "examples/demo.cpp"), (LineCounts{{29, 44}, {31, 12}, {33, 21}, {35, 3}, {37, 8}}));
+    EXPECT_EQ(lines_of(p.groups[0], "examples/text/helpers.cpp"), (LineCounts{{50, 2}, {52, 42}}));
+    EXPECT_EQ(p.groups[0].simple_counters, (LineCounts{{1, 44}, {2, 12}, {3, 2}}));
+    EXPECT_EQ(p.groups[1].name, "demo.words");
+    EXPECT_EQ(lines_of(p.groups[1], "examples/demo.cpp"), (LineCounts{{72, 45}, {74, 9}, {76, 1}}));
+    EXPECT_TRUE(p.groups[1].simple_counters.empty());
+}
+
+// A registered table whose lines are not in ascending order, alone in its
+// group, reads as simple counters unless the reader is told otherwise.
+TEST(CoverageParser, LinesCanBeKeptWithTheirFile) {
+    const std::string text = "=== t\n>>> l\n--- lib\n### mod.cpp\n4,1\n2,1\n3,5\n";
+    auto found = parse_text(text);
+    ASSERT_TRUE(found.ok);
+    EXPECT_EQ(lines_of(found.groups.at(0), "lib/mod.cpp"), (LineCounts{{4, 1}}));
+    EXPECT_EQ(found.groups.at(0).simple_counters, (LineCounts{{2, 1}, {3, 5}}));
+
+    std::istringstream in(text);
+    ParseOptions options;
+    options.find_simple_counters_after_files = false;
+    std::vector<TestCase> groups;
+    std::vector<Diagnostic> diagnostics;
+    ASSERT_TRUE(parse_coverage(in, "t.out", options, [&](TestCase&& g) { groups.push_back(std::move(g)); },
+                               diagnostics));
+    EXPECT_EQ(lines_of(groups.at(0), "lib/mod.cpp"), (LineCounts{{2, 1}, {3, 5}, {4, 1}}));
+    EXPECT_TRUE(groups.at(0).simple_counters.empty());
+}
+
+// Record groups: header-only ones, several in a file, the same test name
+// more than once (summed, labels kept once each) and headings that start
+// over in each group.
+TEST(CoverageParser, RecordGroupsAndTheirTestCases) {
+    const std::string text =
+        "=== a\n>>> x\n"
+        "=== b\n>>> y\n--- d\n### f\n1,1\n"
+        "=== a\n>>> z\n### g\n2,5\n"
+        "=== a\n>>> x\n--- d\n### f\n1,2\n";
+    auto p = parse_text(text);
+    ASSERT_TRUE(p.ok);
+    ASSERT_EQ(p.groups.size(), 4u);
+    EXPECT_TRUE(p.groups[0].files.empty());
+    EXPECT_TRUE(p.groups[0].simple_counters.empty());
+    EXPECT_EQ(lines_of(p.groups[2], "/g"), (LineCounts{{2, 5}}));  // no directory heading in its own group
+
+    CoverageSet set = set_of(text);
+    ASSERT_EQ(set.tests().size(), 2u);
+    const TestCase& a = set.tests()[0];
+    EXPECT_EQ(a.name, "a");
+    EXPECT_EQ(a.record_groups, 3u);
+    EXPECT_EQ(a.labels, (std::vector<std::string>{"x", "z"}));
+    EXPECT_EQ(lines_of(a, "d/f"), (LineCounts{{1, 2}}));
+    EXPECT_EQ(lines_of(a, "/g"), (LineCounts{{2, 5}}));
+    EXPECT_EQ(set.tests()[1].name, "b");
+}
+
+TEST(CoverageParser, EmptyInputAndCarriageReturns) {
+    auto empty = parse_text("");
+    EXPECT_TRUE(empty.ok);
+    EXPECT_TRUE(empty.groups.empty());
+
+    auto crlf = parse_text("=== w\r\n>>> l\r\n--- d\r\n### f.cpp\r\n3,4\r\n");
+    ASSERT_TRUE(crlf.ok);
+    EXPECT_EQ(crlf.groups.at(0).name, "w");
+    EXPECT_EQ(lines_of(crlf.groups.at(0), "d/f.cpp"), (LineCounts{{3, 4}}));
+}
+
+// Each malformed input stops the reading with its line number and a message.
+TEST(CoverageParser, MalformedInputIsReportedWithItsLine) {
+    struct Case {
+        std::string text;
+        std::size_t line;
+        std::string message;
+    };
+    const std::string head = "=== a\n>>> b\n";
+    const std::vector<Case> cases = {
+        {"junk\n", 1, "before the first \"=== \" test name line: \"junk\""},
+        {"=== a\nfoo\n", 1, "not followed by a \">>> \" label line"},
+        {"=== a\n", 1, "at the end of the input without its \">>> \" label line"},
+        {"=== a\n=== b\n>>> c\n", 1, "not followed by a \">>> \" label line"},
+        {head + "12,x\n", 3, "not a heading"},
+        {head + "\n", 3, "not a heading"},
+        {head + " 1,2\n", 3, "not a heading"},
+        {head + "+1,2\n", 3, "not a heading"},
+        {head + "1, 2\n", 3, "not a heading"},
+        {head + "1,2 \n", 3, "not a heading"},
+        {head + ",2\n", 3, "not a heading"},
+        {head + "---d\n", 3, "not a heading"},
+        {head + std::string("1,2\0", 4) + "\n", 3, "\"1,2\\x00\""},
+        {head + "--- d\n5,1\n", 4, "between a directory heading and its file heading"},
+        {head + "--- d\n--- e\n", 4, "right after another one"},
+        {head + ">>> c\n", 3, "label line without"},
+        {head + "1,-5\n", 3, "negative count"},
+        {head + "99999999999,1\n", 3, "line number out of the 32-bit range"},
+        {head + "1,99999999999999999999\n", 3, "count out of the 64-bit range"},
+        {head + "5,1\n3,1\n", 4, "simple-counter line out of order"},
+        {head + "0,1\n", 3, "simple-counter line out of order"},
+        {head + "1000000,1\n", 3, "simple-counter line out of order"},
+        {head + "--- d\n### f\n1,5", 5, "the last line has no line feed"},
+        {head + std::string(70000, 'x') + "\n", 3, "line longer than 65536 bytes"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(quote_line(c.text));
+        auto p = parse_text(c.text);
+        EXPECT_FALSE(p.ok);
+        ASSERT_EQ(p.diagnostics.size(), 1u);
+        const Diagnostic& d = p.diagnostics[0];
+        EXPECT_EQ(d.source, "cov.out");
+        EXPECT_EQ(d.line, c.line);
+        EXPECT_TRUE(d.error);
+        EXPECT_NE(d.message.find(c.message), std::string::npos) << d.message;
+        EXPECT_EQ(to_string(d).rfind("cov.out:" + std::to_string(c.line) + ": error: ", 0), 0u) << to_string(d);
+    }
+}
+
+// Lenient reading skips each malformed line with a warning and keeps the rest.
+TEST(CoverageParser, LenientReadingSkipsMalformedLines) {
+    auto p = parse_text(
+        "stray\n=== a\n>>> b\n--- d\n### f\n1,1\nbad line\n2,x\n3,3\n=== c\n=== e\n>>> l\n4,4\n5,5", true);
+    EXPECT_TRUE(p.ok);
+    ASSERT_EQ(p.diagnostics.size(), 5u);
+    std::vector<std::size_t> lines;
+    for (const Diagnostic& d : p.diagnostics) {
+        EXPECT_FALSE(d.error);
+        EXPECT_NE(to_string(d).find(": warning: "), std::string::npos);
+        lines.push_back(d.line);
+    }
+    EXPECT_EQ(lines, (std::vector<std::size_t>{1, 7, 8, 10, 14}));
+    ASSERT_EQ(p.groups.size(), 3u);
+    EXPECT_EQ(lines_of(p.groups[0], "d/f"), (LineCounts{{1, 1}, {3, 3}}));
+    EXPECT_EQ(p.groups[1].name, "c");
+    EXPECT_EQ(p.groups[1].labels, std::vector<std::string>{""});
+    EXPECT_EQ(p.groups[2].simple_counters, (LineCounts{{4, 4}}));  // "5,5" was cut short
+}
+
+TEST(CoverageParser, QuotesLinesForMessages) {
+    EXPECT_EQ(quote_line("a\tb\x01\xff"), "\"a\\x09b\\x01\\xFF\"");
+    std::string long_line(100, 'y');
+    EXPECT_EQ(quote_line(long_line), "\"" + std::string(80, 'y') + "\"...");
+}
+
+// Mangled copies of a valid file and random bytes never make the reader
+// throw or crash: each is read or refused with a line number inside it.
+TEST(CoverageParser, SurvivesMangledInput) {
+    const std::string valid =
+        "=== full\n>>> Optimize\n--- src/app\n### main.cpp\n10,3\n12,0\n### util.cpp\n5,1\n"
+        "--- C:\\w\\a.cpp\n### C:\\w\\a.cpp\n7,2\n1,4\n2,6\n--- src/lib\n### reg.cpp\n30,1\n";
+    static const char symbols[] = "=>-#, 0123456789\n\r\0\xff" "aZ/\\";
+    const std::string alphabet(symbols, sizeof symbols - 1);
+    std::mt19937 random(12345);
+    for (int round = 0; round < 3000; ++round) {
+        std::string text = valid;
+        int edits = 1 + static_cast<int>(random() % 6);
+        for (int e = 0; e < edits && !text.empty(); ++e) {
+            std::size_t at = random() % text.size();
+            char c = alphabet[random() % alphabet.size()];
+            switch (random() % 3) {
+                case 0: text[at] = c; break;
+                case 1: text.insert(text.begin() + static_cast<long>(at), c); break;
+                default: text.erase(at, 1 + random() % 8); break;
+            }
+        }
+        if (round % 10 == 0) {
+            text.clear();
+            for (int i = 0; i < 200; ++i) text += static_cast<char>(random() % 256);
+        }
+        std::size_t line_count = 1;
+        for (char c : text) line_count += c == '\n';
+        for (bool lenient : {false, true}) {
+            mirt_report_test::Parsed p;
+            ASSERT_NO_THROW(p = parse_text(text, lenient));
+            EXPECT_EQ(p.ok, lenient || p.diagnostics.empty());
+            for (const Diagnostic& d : p.diagnostics) {
+                EXPECT_GE(d.line, 1u);
+                EXPECT_LE(d.line, line_count);
+            }
+            for (const TestCase& g : p.groups) {
+                for (const auto& f : g.files)
+                    for (const auto& l : f.second) EXPECT_GE(l.second, 0);
+                for (const auto& s : g.simple_counters) {
+                    EXPECT_GE(s.first, 1);
+                    EXPECT_GT(s.second, 0);
+                }
+            }
+        }
+    }
+}
