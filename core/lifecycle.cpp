@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "autodump.h"
 #include "error_log.h"
 #include "files.h"
 #include "mirt64.h"
@@ -92,10 +93,14 @@ void process_attach() {
     }
     merge_lock.init();
     file_line_lock.init();
+    if (is_host && !automation_mode) start_autodump();
 }
 
 void process_detach() {
     exiting = true;
+    // On POSIX the timer has a thread of its own: no tick may run while the
+    // tables below are written and released.
+    if (is_host && !automation_mode) hold_autodump();
     if (shutdown_writing_allowed) mirt_write_coverage_data(exit_output_path);
     // The source-line table is not released here: it lives as long as the process.
     destroy_all_modules();
@@ -104,6 +109,7 @@ void process_detach() {
     close_error_log();
     merge_lock.destroy();
     file_line_lock.destroy();
+    if (is_host && !automation_mode) stop_autodump();
 }
 
 void host_side_write() {}

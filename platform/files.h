@@ -34,6 +34,11 @@ bool path_exists(const char* path);
 bool create_directory(const char* path);
 bool delete_file(const char* path);
 
+// Size of an existing file, opened for reading with shared read access and
+// closed again: its low 32 bits, or 0xFFFFFFFF when it cannot be opened (a
+// folder cannot be opened as a file).
+uint32_t shared_read_file_size(const char* path);
+
 // The temporary folder with its trailing separator, at most size - 1
 // characters. Returns false when it cannot be got.
 bool temp_folder(char* buffer, size_t size);

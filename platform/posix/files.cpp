@@ -67,3 +67,20 @@ bool temp_folder(char* buffer, size_t size) {
 }
 
 }  // namespace mirt::platform
+
+namespace mirt::platform {
+
+// Opened without blocking, so that a FIFO at the path cannot stall the
+// caller; anything but a regular file counts as not openable, as a folder
+// does on Windows.
+uint32_t shared_read_file_size(const char* path) {
+    int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return 0xFFFFFFFFu;
+    struct stat info;
+    bool regular = fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
+    close(fd);
+    if (!regular) return 0xFFFFFFFFu;
+    return static_cast<uint32_t>(static_cast<uint64_t>(info.st_size) & 0xFFFFFFFFu);
+}
+
+}  // namespace mirt::platform

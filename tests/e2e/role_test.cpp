@@ -1,6 +1,7 @@
 // The process's role, decided from its executable name and environment, in real processes.
 #include <gtest/gtest.h>
 
+#include "autodump_support.h"
 #include "test_support.h"
 
 using namespace mirt_test;
@@ -19,7 +20,10 @@ protected:
 
     Role run_as(const std::string& name, const std::vector<EnvChange>& env) {
         std::string program = copy_program("role_probe", folder, name);
-        RunResult r = run_program(program, {}, env);
+        // A host starts auto-dump in the user's profile folder: a private one.
+        std::vector<EnvChange> all = env;
+        all.emplace_back(profile_variable(), join(folder, "profile"));
+        RunResult r = run_program(program, {}, all);
         EXPECT_EQ(r.exit_code, 0) << r.output;
         Role role{};
         char data_name[256] = "";

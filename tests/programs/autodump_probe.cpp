@@ -1,0 +1,77 @@
+// autodump_probe: the runtime's objects started as the library's loading would, with
+// auto-dump driven from the command line (its interval set in milliseconds, which the
+// configuration file cannot express).
+//   attach | detach | settings | interval MS | tick | stop | fn N | noexit | write PATH |
+//   waitdumps N (run the message loop until N test cases were dumped) |
+//   waitclear N (run the message loop until counter N was cleared)
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "autodump.h"
+#include "autodump_support.h"
+#include "lifecycle.h"
+#include "mirt64.h"
+#include "point_table.h"
+#include "test_support.h"
+
+namespace {
+constexpr unsigned wait_limit_ms = 20000;
+
+uint32_t dumped_test_cases() {
+    std::string bytes = mirt_test::read_file(mirt::autodump_paths.testcase_counter);
+    if (bytes.size() != 4) return 0;
+    uint32_t n = 0;
+    for (int i = 3; i >= 0; --i) n = n << 8 | static_cast<unsigned char>(bytes[static_cast<size_t>(i)]);
+    return n;
+}
+
+// The timer thread (POSIX) clears while this thread reads.
+bool counter_cleared(int id) {
+    return mirt::simple_counters == nullptr || __atomic_load_n(&mirt::simple_counters[id], __ATOMIC_RELAXED) == 0;
+}
+}  // namespace
+
+int main(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        std::string command = argv[i];
+        auto next = [&]() -> char* { return i + 1 < argc ? argv[++i] : const_cast<char*>(""); };
+        if (command == "attach") {
+            mirt::run_static_initialisers();
+            mirt::process_attach();
+        } else if (command == "detach") {
+            mirt::process_detach();
+        } else if (command == "settings") {
+            const mirt::AutodumpSettings& s = mirt::autodump_settings;
+            printf("interval=%d size=%u switch=%d running=%d\n", s.interval, s.max_file_size, s.dump_switch,
+                   s.timer_running ? 1 : 0);
+        } else if (command == "interval") {
+            mirt::stop_autodump();
+            mirt::autodump_settings.interval = atoi(next());
+            mirt::arm_autodump_timer();
+        } else if (command == "tick") {
+            mirt::autodump_timer_callback();
+        } else if (command == "stop") {
+            mirt::stop_autodump();
+        } else if (command == "fn") {
+            mirt_fn(atoi(next()));
+        } else if (command == "noexit") {
+            mirt_allow_shutdown_writing(false);
+        } else if (command == "write") {
+            mirt_write_coverage_data(next());
+        } else if (command == "waitdumps") {
+            uint32_t n = static_cast<uint32_t>(atoi(next()));
+            bool done = mirt_test::pump_until([n] { return dumped_test_cases() >= n; }, wait_limit_ms);
+            printf(done ? "dumped\n" : "timeout\n");
+        } else if (command == "waitclear") {
+            int id = atoi(next());
+            bool done = mirt_test::pump_until([id] { return counter_cleared(id); }, wait_limit_ms);
+            printf(done ? "cleared\n" : "timeout\n");
+        } else {
+            fprintf(stderr, "autodump_probe: unknown command %s\n", command.c_str());
+            return 2;
+        }
+    }
+    fflush(stdout);
+    return 0;
+}

@@ -1,0 +1,245 @@
+// Tests of auto-dump: paths, configuration file, counter files, numbered output files.
+#include <climits>
+#include <cstring>
+#include <filesystem>
+
+#include "autodump.h"
+#include "autodump_support.h"
+#include "mirt64.h"
+#include "point_table.h"
+#include "runtime_fixture.h"
+
+using namespace mirt;
+using namespace mirt_test;
+
+namespace {
+
+std::string counter_bytes(uint32_t n) {
+    return std::string{static_cast<char>(n), static_cast<char>(n >> 8), static_cast<char>(n >> 16),
+                       static_cast<char>(n >> 24)};
+}
+
+class AutodumpTest : public RuntimeTest {
+protected:
+    void SetUp() override {
+        RuntimeTest::SetUp();
+        computer = computer_name();
+        ASSERT_FALSE(computer.empty());
+        use_profile("profile");
+        autodump_settings = AutodumpSettings{};
+    }
+    void use_profile(const std::string& name) {
+        profile = join(folder, name);
+        coverage = join(profile, "coverage");
+        datafiles = join(join(coverage, "datafiles"), "UNKNOWN");
+        config = join(coverage, "mirt_autodump_config.ini");
+        testcase_counter = join(coverage, "mirt_autodump_testcase_ID.dat");
+        outfile_counter = join(coverage, "mirt_autodump_outfile_ID.dat");
+        set_environment(profile_variable(), profile);
+    }
+    void TearDown() override {
+        stop_autodump();
+        RuntimeTest::TearDown();
+    }
+
+    // Loads the given configuration text onto the initial settings. Each
+    // text has a profile of its own: Windows keeps a read INI file cached
+    // until its modification time changes, which a quick rewrite may not do.
+    AutodumpSettings loaded(const std::string& text) {
+        use_profile("profile" + std::to_string(++profiles));
+        std::filesystem::create_directories(coverage);
+        write_file(config, text);
+        autodump_settings = AutodumpSettings{};
+        EXPECT_TRUE(compute_autodump_paths());
+        load_autodump_configuration();
+        EXPECT_EQ(read_file(config), text) << "an existing configuration is never written";
+        return autodump_settings;
+    }
+    std::string output_file(int n) const { return join(datafiles, "UNKNOWN_" + computer + "_" + std::to_string(n) + ".out"); }
+    std::string group(int test_case, const std::string& lines) const {
+        return "=== " + computer + "_" + std::to_string(test_case) + "\n>>> Optimize\n" + lines;
+    }
+
+    std::string profile, coverage, datafiles, config, testcase_counter, outfile_counter, computer;
+    int profiles = 0;
+};
+
+}  // namespace
+
+TEST_F(AutodumpTest, PathsLieInTheProfileFolder) {
+    ASSERT_TRUE(compute_autodump_paths());
+    EXPECT_EQ(autodump_paths.profile, profile);
+    EXPECT_EQ(autodump_paths.coverage, coverage);
+    EXPECT_STREQ(autodump_paths.long_version, "UNKNOWN");
+    EXPECT_STREQ(autodump_paths.short_version, "UNKNOWN");
+    EXPECT_EQ(autodump_paths.datafiles, datafiles);
+    EXPECT_EQ(autodump_paths.config, config);
+    EXPECT_EQ(autodump_paths.testcase_counter, testcase_counter);
+    EXPECT_EQ(autodump_paths.outfile_counter, outfile_counter);
+}
+
+// Undefined where the paths are formed without a bound: here a path that
+// does not fit its 255 characters leaves auto-dump not started.
+TEST_F(AutodumpTest, ProfileTooLongForThePathsStartsNothing) {
+    std::string long_profile = join(folder, std::string(220, 'p'));
+    set_environment(profile_variable(), long_profile);
+    start_autodump();
+    EXPECT_FALSE(autodump_settings.timer_running);
+    EXPECT_FALSE(std::filesystem::exists(long_profile));
+}
+
+TEST_F(AutodumpTest, FirstStartWritesTheConfigurationAndTheNextStartReadsIt) {
+    start_autodump();
+    EXPECT_EQ(lines_of(read_text_file(config)),
+              (std::vector<std::string>{"[MIRT_AUTODUMP]", "TIMEINTERVAL=5", "MAXFILESIZE=2", "AUTODUMP=1"}));
+    EXPECT_EQ(autodump_settings.interval, 300000);
+    EXPECT_EQ(autodump_settings.max_file_size, 2465792u);
+    EXPECT_EQ(autodump_settings.dump_switch, 1);
+    EXPECT_TRUE(autodump_settings.timer_running);
+    EXPECT_TRUE(std::filesystem::is_directory(datafiles));
+    EXPECT_FALSE(file_exists(testcase_counter));
+    EXPECT_FALSE(file_exists(outfile_counter));
+
+    std::string written = read_file(config);
+    stop_autodump();
+    EXPECT_FALSE(autodump_settings.timer_running);
+    autodump_settings = AutodumpSettings{};
+    start_autodump();
+    EXPECT_EQ(autodump_settings.max_file_size, 2097152u);
+    EXPECT_EQ(autodump_settings.interval, 300000);
+    EXPECT_EQ(read_file(config), written);
+}
+
+TEST_F(AutodumpTest, ConfigurationValuesAndTheirLimits) {
+    struct Case {
+        const char* text;
+        int32_t interval;
+        uint32_t size;
+        int32_t dump_switch;
+    } cases[] = {
+        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=1\nMAXFILESIZE=3\nAUTODUMP=7\n", 60000, 3145728, 7},
+        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=0\nMAXFILESIZE=0\nAUTODUMP=0\n", 300000, 2465792, 0},
+        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=-4\nMAXFILESIZE=-1\nAUTODUMP=-1\n", 300000, 2465792, -1},
+        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=abc\nMAXFILESIZE=\nAUTODUMP=on\n", 300000, 2465792, 0},
+        {"[MIRT_AUTODUMP]\nMAXFILESIZE=4096\n", 300000, 0, 0},  // 4096 MiB wraps to 0 bytes
+        {"[MIRT_AUTODUMP]\nMAXFILESIZE=4097\nAUTODUMP=1\n", 300000, 1048576, 1},
+        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=35791\nAUTODUMP=1\n", 2147460000, 2465792, 1},
+        // Beyond the 32-bit milliseconds the longest interval is taken.
+        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=35792\n", INT32_MAX, 2465792, 0},
+        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=99999999999\nAUTODUMP=99999999999\n", INT32_MAX, 2465792, INT32_MAX},
+        {"[mirt_autodump]\r\n  timeinterval = 2 \r\nAutoDump=1\r\n", 120000, 2465792, 1},
+        {"[OTHER]\nTIMEINTERVAL=9\nAUTODUMP=1\n[MIRT_AUTODUMP]\nMAXFILESIZE=1\n", 300000, 1048576, 0},
+    };
+    for (const Case& c : cases) {
+        AutodumpSettings s = loaded(c.text);
+        EXPECT_EQ(s.interval, c.interval) << c.text;
+        EXPECT_EQ(s.max_file_size, c.size) << c.text;
+        EXPECT_EQ(s.dump_switch, c.dump_switch) << c.text;
+    }
+    // A value that is not taken leaves what memory held, not the initial value.
+    autodump_settings.interval = 120000;
+    load_autodump_configuration();
+    EXPECT_EQ(autodump_settings.interval, 120000);
+}
+
+TEST_F(AutodumpTest, SwitchedOffTickDumpsNothingButClears) {
+    loaded("[MIRT_AUTODUMP]\nTIMEINTERVAL=5\nMAXFILESIZE=2\n");
+    arm_autodump_timer();
+    mirt_fn(5);
+    autodump_timer_callback();
+    EXPECT_EQ(simple_counters[5], 0u);
+    EXPECT_FALSE(file_exists(testcase_counter));
+    EXPECT_FALSE(file_exists(outfile_counter));
+    EXPECT_TRUE(std::filesystem::is_empty(datafiles));
+}
+
+TEST_F(AutodumpTest, DumpsNumberTestCasesAndOutputFiles) {
+    start_autodump();
+    mirt_fn(5);
+    mirt_fn(5);
+    autodump_timer_callback();
+    EXPECT_EQ(read_file(output_file(0)), group(0, "5,2\n"));
+    EXPECT_EQ(read_file(testcase_counter), counter_bytes(1));
+    EXPECT_EQ(read_file(outfile_counter), counter_bytes(1));
+    EXPECT_EQ(simple_counters[5], 0u) << "every tick clears";
+
+    mirt_fn(6);
+    autodump_timer_callback();
+    std::string first_file = group(0, "5,2\n") + group(1, "6,1\n");
+    EXPECT_EQ(read_file(output_file(0)), first_file);
+    EXPECT_EQ(read_file(testcase_counter), counter_bytes(2));
+    EXPECT_EQ(read_file(outfile_counter), counter_bytes(1));
+
+    // A file that has reached the limit is left; the next number is begun.
+    autodump_settings.max_file_size = static_cast<uint32_t>(first_file.size());
+    mirt_fn(7);
+    perform_dump();
+    EXPECT_EQ(read_file(output_file(0)), first_file);
+    EXPECT_EQ(read_file(output_file(1)), group(2, "7,1\n"));
+    EXPECT_EQ(read_file(outfile_counter), counter_bytes(2));
+    EXPECT_EQ(read_file(testcase_counter), counter_bytes(3));
+
+    // One byte below the limit still takes a whole group.
+    autodump_settings.max_file_size = static_cast<uint32_t>(group(2, "7,1\n").size()) + 1;
+    perform_dump();
+    EXPECT_EQ(read_file(output_file(1)), group(2, "7,1\n") + group(3, "7,1\n"));
+    EXPECT_EQ(read_file(outfile_counter), counter_bytes(2));
+}
+
+TEST_F(AutodumpTest, CountersAreFourLittleEndianBytes) {
+    start_autodump();
+    write_file(testcase_counter, counter_bytes(298));
+    write_file(outfile_counter, counter_bytes(7));
+    mirt_fn(1);
+    perform_dump();
+    // The candidate 6 does not exist: the dump begins file 7.
+    EXPECT_EQ(read_file(output_file(7)), group(298, "1,1\n"));
+    EXPECT_EQ(read_file(testcase_counter), counter_bytes(299));
+    EXPECT_EQ(read_file(outfile_counter), counter_bytes(8));
+
+    // Counters print as signed numbers: 0xFFFFFFFF names case -1, and an
+    // existing candidate -1 takes the dump of output number 0.
+    write_file(testcase_counter, counter_bytes(0xFFFFFFFFu));
+    write_file(outfile_counter, counter_bytes(0));
+    write_file(output_file(-1), "");
+    perform_dump();
+    EXPECT_EQ(read_file(output_file(-1)), group(-1, "1,1\n"));
+    EXPECT_EQ(read_file(testcase_counter), counter_bytes(0));
+    EXPECT_EQ(read_file(outfile_counter), counter_bytes(0));
+}
+
+TEST_F(AutodumpTest, UnreadableCountersAndCandidatesAreHandled) {
+    start_autodump();
+    mirt_fn(1);
+    // A counter file too short to hold a number counts as 0.
+    write_file(testcase_counter, std::string("\x05\x00", 2));
+    // A candidate that cannot be opened as a file counts as full.
+    write_file(outfile_counter, counter_bytes(1));
+    std::filesystem::create_directory(output_file(0));
+    perform_dump();
+    EXPECT_EQ(read_file(output_file(1)), group(0, "1,1\n"));
+    EXPECT_EQ(read_file(testcase_counter), counter_bytes(1));
+    EXPECT_EQ(read_file(outfile_counter), counter_bytes(2));
+
+    // A counter that can be neither read nor written (a folder) gives 0 at
+    // every dump, and the dump goes on.
+    remove_file(testcase_counter);
+    std::filesystem::create_directory(testcase_counter);
+    perform_dump();
+    perform_dump();
+    EXPECT_EQ(read_file(output_file(1)), group(0, "1,1\n") + group(0, "1,1\n") + group(0, "1,1\n"));
+    EXPECT_TRUE(std::filesystem::is_directory(testcase_counter));
+}
+
+TEST_F(AutodumpTest, TimerThatCannotBeArmedLeavesNoDatafilesFolder) {
+    // The process's one timer is taken already.
+    platform::TimerId other = platform::start_timer(60000, [] {});
+    ASSERT_NE(other, 0u);
+    start_autodump();
+    platform::stop_timer(other);
+    EXPECT_FALSE(autodump_settings.timer_running);
+    EXPECT_TRUE(file_exists(config));
+    EXPECT_FALSE(std::filesystem::exists(join(coverage, "datafiles")));
+    stop_autodump();  // does nothing
+    EXPECT_FALSE(autodump_settings.timer_running);
+}

@@ -1,0 +1,65 @@
+// Tests of the periodic timer, the same on every system: the tests run this thread's
+// message loop, inside which a Windows thread timer fires.
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "autodump_support.h"
+#include "timer.h"
+
+using namespace mirt::platform;
+using namespace mirt_test;
+
+namespace {
+
+std::atomic<int> ticks{0};
+void count_tick() { ++ticks; }
+
+class TimerTest : public ::testing::Test {
+protected:
+    void SetUp() override { ticks = 0; }
+    void TearDown() override { stop_timer(id); }
+    TimerId id = 0;
+};
+
+}  // namespace
+
+TEST_F(TimerTest, TicksUntilStopped) {
+    id = start_timer(20, count_tick);
+    ASSERT_NE(id, 0u);
+    EXPECT_TRUE(pump_until([] { return ticks >= 3; }, 10000));
+    stop_timer(id);
+    int seen = ticks;
+    pump_for(200);
+    EXPECT_EQ(ticks, seen);
+}
+
+TEST_F(TimerTest, OneTimerAtATime) {
+    id = start_timer(1000, count_tick);
+    ASSERT_NE(id, 0u);
+    EXPECT_EQ(start_timer(1000, count_tick), 0u);
+    stop_timer(id + 1);  // not this timer: ignored
+    EXPECT_EQ(start_timer(1000, count_tick), 0u);
+    stop_timer(id);
+    id = start_timer(1000, count_tick);
+    EXPECT_NE(id, 0u);
+    EXPECT_EQ(start_timer(1000, nullptr), 0u);
+}
+
+TEST_F(TimerTest, HeldTimerTicksNoMore) {
+    id = start_timer(20, count_tick);
+    ASSERT_TRUE(pump_until([] { return ticks >= 1; }, 10000));
+    hold_timer(id);
+    int seen = ticks;
+    pump_for(200);
+    EXPECT_EQ(ticks, seen);
+}
+
+TEST_F(TimerTest, IntervalsBelowTenMillisecondsBecomeTen) {
+    id = start_timer(0, count_tick);
+    ASSERT_NE(id, 0u);
+    pump_for(300);
+    stop_timer(id);
+    EXPECT_GE(ticks, 1);
+    EXPECT_LE(ticks, 31);
+}
