@@ -10,14 +10,14 @@ scripts/build.sh
 
 status=0
 echo "== native tests"
-(cd build/native && ctest --output-on-failure -j "$(nproc)") || status=1
+(cd build/native && ctest --output-on-failure --timeout 300 -j "$(nproc)") || status=1
 
 echo "== Windows tests under Wine"
 MIRT_BUILD="$root/build"
 source scripts/wine_env.sh
 trap wine_stop EXIT
 wine_start
-(cd build/windows && ctest --output-on-failure -j "$(nproc)") || status=1
+(cd build/windows && ctest --output-on-failure --timeout 300 -j "$(nproc)") || status=1
 
 if [ $status -eq 0 ]; then echo "all tests passed"; else echo "some tests failed"; fi
 exit $status
