@@ -549,9 +549,9 @@ private:
         } else if (auto* rd = dyn_cast<RecordDecl>(d)) {
             // Instantiations share the text of their template: only the
             // template and explicit specialisations are walked.
-            if (auto* spec = dyn_cast<ClassTemplateSpecializationDecl>(d))
+            if (auto* cts = dyn_cast<ClassTemplateSpecializationDecl>(d))
                 if (!isa<ClassTemplatePartialSpecializationDecl>(d) &&
-                    spec->getSpecializationKind() != TSK_ExplicitSpecialization)
+                    cts->getSpecializationKind() != TSK_ExplicitSpecialization)
                     return;
             if (!rd->isThisDeclarationADefinition()) return;
             for (const Decl* child : rd->decls()) walk_decl(child);
