@@ -1,6 +1,8 @@
 // The process's role, decided from its executable name and environment, in real processes.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "autodump_support.h"
 #include "test_support.h"
 
@@ -18,8 +20,12 @@ protected:
     void SetUp() override { folder = make_temp_folder("role"); }
     void TearDown() override { remove_tree(folder); }
 
+    // Each run gets a folder of its own: names that differ only in case
+    // are one file on Windows.
     Role run_as(const std::string& name, const std::vector<EnvChange>& env) {
-        std::string program = copy_program("role_probe", folder, name);
+        std::string own = join(folder, std::to_string(++runs));
+        std::filesystem::create_directory(own);
+        std::string program = copy_program("role_probe", own, name);
         // A host starts auto-dump in the user's profile folder: a private one.
         std::vector<EnvChange> all = env;
         all.emplace_back(profile_variable(), join(folder, "profile"));
@@ -41,6 +47,7 @@ protected:
     }
 
     std::string folder;
+    int runs = 0;
 };
 
 }  // namespace
