@@ -46,6 +46,8 @@ TEST_F(OutputE2E, SameCallsWriteTheSameBytesOnEverySystem) {
     EXPECT_FALSE(file_exists(exit_output_path()));
 }
 
+// The exit write follows the shutdown switch; a process that recorded
+// nothing leaves no file at all.
 TEST_F(OutputE2E, ExitFileFollowsTheShutdownSwitch) {
     probe({"fn", "3"});
     std::string written = read_file(exit_output_path());
@@ -56,9 +58,6 @@ TEST_F(OutputE2E, ExitFileFollowsTheShutdownSwitch) {
 
     probe({"fn", "3", "noexit"});
     EXPECT_FALSE(file_exists(exit_output_path()));
-}
-
-TEST_F(OutputE2E, ProcessThatRecordedNothingLeavesNoFile) {
     std::string out = join(folder, "none.out");
     probe({"write", out});
     EXPECT_FALSE(file_exists(out));

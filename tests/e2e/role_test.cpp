@@ -1,6 +1,8 @@
 // The process's role, decided from its executable name and environment, in real processes.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "autodump_support.h"
 #include "test_support.h"
 
@@ -18,8 +20,12 @@ protected:
     void SetUp() override { folder = make_temp_folder("role"); }
     void TearDown() override { remove_tree(folder); }
 
+    // Each run gets a folder of its own: names that differ only in case
+    // are one file on Windows.
     Role run_as(const std::string& name, const std::vector<EnvChange>& env) {
-        std::string program = copy_program("role_probe", folder, name);
+        std::string own = join(folder, std::to_string(++runs));
+        std::filesystem::create_directory(own);
+        std::string program = copy_program("role_probe", own, name);
         // A host starts auto-dump in the user's profile folder: a private one.
         std::vector<EnvChange> all = env;
         all.emplace_back(profile_variable(), join(folder, "profile"));
@@ -41,48 +47,44 @@ protected:
     }
 
     std::string folder;
-    const std::vector<EnvChange> plain{{"MIRTHOST", std::nullopt}, {"CodeCoverageAutomation", std::nullopt}};
+    int runs = 0;
 };
 
 }  // namespace
 
-TEST_F(RoleTest, DefaultHostNameInAnyCase) {
-    EXPECT_TRUE(run_as("pelvanor.exe", plain).host);
-    EXPECT_TRUE(run_as("PELVANOR.EXE", plain).host);
-    EXPECT_FALSE(run_as("pelvanor2.exe", plain).host);
-}
-
-TEST_F(RoleTest, MirtHostNamesAnotherExecutable) {
-    std::vector<EnvChange> env{{"MIRTHOST", std::string("Studio.EXE")}, {"CodeCoverageAutomation", std::nullopt}};
-    EXPECT_TRUE(run_as("studio.exe", env).host);
-    EXPECT_TRUE(run_as("sTuDiO.eXe", env).host);
-    EXPECT_FALSE(run_as("pelvanor.exe", env).host);
-}
-
-TEST_F(RoleTest, AutomationModeWithAnyValue) {
-    EXPECT_FALSE(run_as("pelvanor.exe", plain).automation);
-    std::vector<EnvChange> zero{{"MIRTHOST", std::nullopt}, {"CodeCoverageAutomation", std::string("0")}};
-    Role role = run_as("pelvanor.exe", zero);
-    EXPECT_TRUE(role.automation);
-    EXPECT_TRUE(role.host);
-}
-
-TEST_F(RoleTest, ShellIsRecognisedEvenWhenItIsTheHost) {
-    Role shell = run_as("Explorer.exe", plain);
-    EXPECT_TRUE(shell.shell);
-    EXPECT_FALSE(shell.host);
-    std::vector<EnvChange> env{{"MIRTHOST", std::string("explorer.exe")}, {"CodeCoverageAutomation", std::nullopt}};
-    Role both = run_as("explorer.exe", env);
-    EXPECT_TRUE(both.shell);
-    EXPECT_TRUE(both.host);
-}
-
-TEST_F(RoleTest, DataNameHoldsNamePidAndMinusOne) {
-    Role role = run_as("worker.exe", plain);
-    ASSERT_EQ(role.data_name.rfind("mirt_worker.exe_data_", 0), 0u) << role.data_name;
-    std::string tail = role.data_name.substr(strlen("mirt_worker.exe_data_"));
-    size_t underscore = tail.find('_');
-    ASSERT_NE(underscore, std::string::npos);
-    EXPECT_GT(std::stoul(tail.substr(0, underscore)), 0u);
-    EXPECT_EQ(tail.substr(underscore), "_-1");
+// The host is "pelvanor.exe" or the executable that MIRTHOST names, in any
+// case; the shell is Explorer.exe, even when it is the host too; any value
+// of CodeCoverageAutomation, even "0", sets automation mode. Every process
+// names its data by its executable and process id.
+TEST_F(RoleTest, HostShellAndAutomationFromNameAndEnvironment) {
+    const std::optional<std::string> none;
+    const struct {
+        const char* name;
+        std::optional<std::string> mirthost, automation;
+        bool host, shell, automation_mode;
+    } cases[] = {
+        {"pelvanor.exe", none, none, true, false, false},
+        {"PELVANOR.EXE", none, none, true, false, false},
+        {"pelvanor2.exe", none, none, false, false, false},
+        {"studio.exe", std::string("Studio.EXE"), none, true, false, false},
+        {"sTuDiO.eXe", std::string("Studio.EXE"), none, true, false, false},
+        {"pelvanor.exe", std::string("Studio.EXE"), none, false, false, false},
+        {"pelvanor.exe", none, std::string("0"), true, false, true},
+        {"Explorer.exe", none, none, false, true, false},
+        {"explorer.exe", std::string("explorer.exe"), none, true, true, false},
+    };
+    for (const auto& c : cases) {
+        Role role = run_as(c.name, {{"MIRTHOST", c.mirthost}, {"CodeCoverageAutomation", c.automation}});
+        std::string tag = std::string(c.name) + " MIRTHOST=" + c.mirthost.value_or("-");
+        EXPECT_EQ(role.host, c.host) << tag;
+        EXPECT_EQ(role.shell, c.shell) << tag;
+        EXPECT_EQ(role.automation, c.automation_mode) << tag;
+        // The data name: "mirt_", the executable's name, "_data_", the process id and -1.
+        std::string prefix = "mirt_" + std::string(c.name) + "_data_";
+        ASSERT_EQ(role.data_name.rfind(prefix, 0), 0u) << role.data_name;
+        std::string tail = role.data_name.substr(prefix.size());
+        ASSERT_NE(tail.find('_'), std::string::npos) << role.data_name;
+        EXPECT_GT(std::stoul(tail.substr(0, tail.find('_'))), 0u);
+        EXPECT_EQ(tail.substr(tail.find('_')), "_-1");
+    }
 }

@@ -66,7 +66,7 @@ protected:
 
 }  // namespace
 
-TEST_F(AutodumpTest, PathsLieInTheProfileFolder) {
+TEST_F(AutodumpTest, PathsLieInTheProfileFolderAndMustFit) {
     ASSERT_TRUE(compute_autodump_paths());
     EXPECT_EQ(autodump_paths.profile, profile);
     EXPECT_EQ(autodump_paths.coverage, coverage);
@@ -76,11 +76,9 @@ TEST_F(AutodumpTest, PathsLieInTheProfileFolder) {
     EXPECT_EQ(autodump_paths.config, config);
     EXPECT_EQ(autodump_paths.testcase_counter, testcase_counter);
     EXPECT_EQ(autodump_paths.outfile_counter, outfile_counter);
-}
 
-// Undefined where the paths are formed without a bound: here a path that
-// does not fit its 255 characters leaves auto-dump not started.
-TEST_F(AutodumpTest, ProfileTooLongForThePathsStartsNothing) {
+    // Undefined where the paths are formed without a bound: here a path that
+    // does not fit its 255 characters leaves auto-dump not started.
     std::string long_profile = join(folder, std::string(220, 'p'));
     set_environment(profile_variable(), long_profile);
     start_autodump();
@@ -140,17 +138,6 @@ TEST_F(AutodumpTest, ConfigurationValuesAndTheirLimits) {
     autodump_settings.interval = 120000;
     load_autodump_configuration();
     EXPECT_EQ(autodump_settings.interval, 120000);
-}
-
-TEST_F(AutodumpTest, SwitchedOffTickDumpsNothingButClears) {
-    loaded("[MIRT_AUTODUMP]\nTIMEINTERVAL=5\nMAXFILESIZE=2\n");
-    arm_autodump_timer();
-    mirt_fn(5);
-    autodump_timer_callback();
-    EXPECT_EQ(simple_counters[5], 0u);
-    EXPECT_FALSE(file_exists(testcase_counter));
-    EXPECT_FALSE(file_exists(outfile_counter));
-    EXPECT_TRUE(std::filesystem::is_empty(datafiles));
 }
 
 TEST_F(AutodumpTest, DumpsNumberTestCasesAndOutputFiles) {

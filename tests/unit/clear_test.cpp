@@ -9,14 +9,6 @@
 
 using namespace mirt;
 
-TEST_F(RuntimeTest, ClearBeforeAnyProbeAllocatesNothing) {
-    mirt_clear_coverage_data();
-    EXPECT_EQ(point_hit_table, nullptr);
-    EXPECT_EQ(simple_counters, nullptr);
-    EXPECT_EQ(file_line_table().file_count(), 0u);
-    EXPECT_TRUE(module_names().empty());
-}
-
 TEST_F(RuntimeTest, ClearZeroesEveryCountAndKeepsEveryStructure) {
     static char point[] = "p.cpp", key[] = "k.cpp", module[] = "m.cpp", stat[] = "s.cpp", file[] = "f.cpp";
     static char name[] = "case", label[] = "label";
@@ -75,7 +67,14 @@ TEST_F(RuntimeTest, ClearZeroesEveryCountAndKeepsEveryStructure) {
     EXPECT_EQ(total_hits(module_registry().at("m.cpp")), 1);
 }
 
-TEST_F(RuntimeTest, NamedPointAfterClearIsNumberedAgainAndListedTwice) {
+// A clear before any probe allocates nothing; a named point after a clear
+// is numbered again and listed twice.
+TEST_F(RuntimeTest, ClearBeforeProbesAndNamedPointsAfterClear) {
+    mirt_clear_coverage_data();
+    EXPECT_EQ(point_hit_table, nullptr);
+    EXPECT_EQ(simple_counters, nullptr);
+    EXPECT_EQ(file_line_table().file_count(), 0u);
+    EXPECT_TRUE(module_names().empty());
     static char point[] = "again.cpp";
     mirt_obj before(point, 12);
     EXPECT_EQ(before.index, 1);

@@ -13,31 +13,24 @@ using mirt_test::read_file;
 using mirt_test::read_text_file;
 using mirt_test::write_file;
 
+// 1,022 characters are taken at a time: the tail ",7" of a longer line is
+// read as a line of its own, naming the empty point at line 7.
 TEST_F(RuntimeTest, IndexFileNumbersListedPointsAndAppendsNewOnes) {
-    write_file(index_path, "a.cpp,10\nb.cpp,20\na.cpp,10\n,5\nno comma here\n");
-    static char c[] = "c.cpp", a[] = "a.cpp", empty[] = "";
+    write_file(index_path, "a.cpp,10\nb.cpp,20\na.cpp,10\n,5\nno comma here\n" + std::string(1022, 'x') + ",7\nz.cpp,8\n");
+    static char c[] = "c.cpp", a[] = "a.cpp", z[] = "z.cpp", empty[] = "";
     mirt_obj third(c, 30);
-    EXPECT_EQ(third.index, 4);  // a.cpp,10 = 1, b.cpp,20 = 2, ",5" (empty name) = 3
+    EXPECT_EQ(third.index, 6);  // a.cpp,10 = 1, b.cpp,20 = 2, ",5" (empty name) = 3, ",7" = 4, z.cpp,8 = 5
     mirt_obj first(a, 10);
     EXPECT_EQ(first.index, 1);
-    mirt_obj unnamed(empty, 5);
+    mirt_obj unnamed(empty, 5), tail(empty, 7), listed(z, 8);
     EXPECT_EQ(unnamed.index, 3);
+    EXPECT_EQ(tail.index, 4);
+    EXPECT_EQ(listed.index, 5);
     // Listed points start with a count of 1 (a repeated listing adds one).
     EXPECT_EQ(point_hit_table[home_slot(name_fold("a.cpp"), 10)].count, 3u);
-    EXPECT_EQ(point_entry_count, 4);
+    EXPECT_EQ(point_entry_count, 6);
     EXPECT_EQ(lines_of(read_text_file(index_path)).back(), "c.cpp,30");
-    EXPECT_EQ(lines_of(read_text_file(index_path)).size(), 6u);
-}
-
-TEST_F(RuntimeTest, IndexLinesLongerThanTheReadBufferContinueAsNextLine) {
-    // 1,022 characters are taken at a time: the tail ",7" of a longer line
-    // is read as a line of its own, naming the empty point at line 7.
-    write_file(index_path, std::string(1022, 'x') + ",7\nz.cpp,8\n");
-    static char z[] = "z.cpp", empty[] = "";
-    mirt_obj tail(empty, 7);
-    mirt_obj listed(z, 8);
-    EXPECT_EQ(tail.index, 1);
-    EXPECT_EQ(listed.index, 2);
+    EXPECT_EQ(lines_of(read_text_file(index_path)).size(), 8u);
 }
 
 TEST_F(RuntimeTest, IndexFileThatCannotBeOpenedForAppendingIsReported) {
@@ -61,9 +54,14 @@ TEST_F(RuntimeTest, IndexFileThatCannotBeOpenedForAppendingIsReported) {
     EXPECT_EQ(point_entry_count, 2);
 }
 
+// A pointer-keyed probe returns the point counter only when it claims a
+// slot (0 while no named point exists) and never opens the index file; a
+// named point after it finds the index unopened.
 TEST_F(RuntimeTest, PointerKeyedFirstLeavesTheIndexUnopenedForNamedPoints) {
     static char key[] = "k.cpp", named[] = "n.cpp";
-    mirt_fn(key, 1);
+    EXPECT_EQ(c_mirt_fn(key, 1), 0);
+    EXPECT_EQ(mirt_fn(key, 1), 0);
+    EXPECT_EQ(index_stream, nullptr);
     testing::internal::CaptureStdout();
     mirt_obj point(named, 2);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: can't fprintf to " + index_path + "\n");
@@ -72,18 +70,14 @@ TEST_F(RuntimeTest, PointerKeyedFirstLeavesTheIndexUnopenedForNamedPoints) {
     EXPECT_FALSE(file_exists(index_path));
 }
 
-TEST_F(RuntimeTest, TraceRecordsArePackedThreeBytesLittleEndian) {
+// Records are three bytes, little-endian; named-point scopes trace their
+// number on entry and its negation on leaving.
+TEST_F(RuntimeTest, TraceRecordsOfNamedPointScopes) {
     trace_append(70000);
     trace_append(-70000);
     trace_append(1);
     EXPECT_EQ(trace_record_count, 3);
     ASSERT_TRUE(trace_created);
-    trace_flush();
-    std::string bytes = trace_contents();
-    EXPECT_EQ(bytes, std::string("\x70\x11\x01\x90\xEE\xFE\x01\x00\x00", 9));
-}
-
-TEST_F(RuntimeTest, NamedPointScopesTraceEntryAndLeaving) {
     static char outer_name[] = "outer.cpp", inner_name[] = "inner.cpp";
     {
         mirt_obj outer(outer_name, 1);
@@ -93,7 +87,8 @@ TEST_F(RuntimeTest, NamedPointScopesTraceEntryAndLeaving) {
     }
     trace_flush();
     // +1 +2 -2 +2 (the copy's construction) -1 (the copy now holds 1) -1
-    EXPECT_EQ(trace_contents(), std::string("\x01\0\0\x02\0\0\xFE\xFF\xFF\x02\0\0\xFF\xFF\xFF\xFF\xFF\xFF", 18));
+    EXPECT_EQ(trace_contents(), std::string("\x70\x11\x01\x90\xEE\xFE\x01\0\0"
+                                            "\x01\0\0\x02\0\0\xFE\xFF\xFF\x02\0\0\xFF\xFF\xFF\xFF\xFF\xFF", 27));
 }
 
 TEST_F(RuntimeTest, TenThousandthTraceRecordWritesThirtyThousandBytes) {

@@ -65,7 +65,10 @@ TEST_F(RuntimeTest, ZeroCountTablesMatchAtOnceAndBadArgumentsAreSafe) {
     EXPECT_EQ(module_names().back(), "");
 }
 
-TEST_F(RuntimeTest, StaticRegistrationsAreKeptInCallOrderUncopied) {
+// Static registrations keep the callers' own tables, uncopied and in call
+// order, apart from the module registry: destroying every module keeps them,
+// and registration starts afresh afterwards.
+TEST_F(RuntimeTest, StaticRegistrationsOutliveDestroyingEveryModule) {
     static char name[] = "static.cpp";
     int lines[] = {1, 2};
     long long counters[] = {0, 0};
@@ -75,6 +78,14 @@ TEST_F(RuntimeTest, StaticRegistrationsAreKeptInCallOrderUncopied) {
     EXPECT_EQ(static_registrations()[1].name, name);
     EXPECT_EQ(static_registrations()[1].counters, counters);
     EXPECT_TRUE(module_names().empty());
+    mirt_reg2(name, 1, lines)[0] = 4;
+    destroy_all_modules();
+    EXPECT_TRUE(module_registry().empty());
+    EXPECT_TRUE(module_names().empty());
+    EXPECT_EQ(static_registrations().size(), 2u);
+    long long* again = mirt_reg2(name, 1, lines);
+    EXPECT_EQ(again[0], 0);
+    EXPECT_EQ(module_names().size(), 1u);
 }
 
 TEST_F(RuntimeTest, LoadedRecordsAttachOrBecomeHeads) {
@@ -115,19 +126,4 @@ TEST_F(RuntimeTest, MergedViewSumsPerLineNumberWithLinesAscending) {
     MergedView plain = merged_view(module_registry().at("plain.cpp"));
     EXPECT_FALSE(plain.owned);
     EXPECT_EQ(plain.record, module_registry().at("plain.cpp"));
-}
-
-TEST_F(RuntimeTest, DestroyAllEmptiesRegistryAndNames) {
-    static char name[] = "gone.cpp";
-    int lines[] = {1};
-    mirt_reg2(name, 1, lines);
-    mirt_reg(name, 1, lines, nullptr);
-    destroy_all_modules();
-    EXPECT_TRUE(module_registry().empty());
-    EXPECT_TRUE(module_names().empty());
-    EXPECT_EQ(static_registrations().size(), 1u);  // only the callers' pointers: kept
-    // Registration starts afresh afterwards.
-    long long* again = mirt_reg2(name, 1, lines);
-    EXPECT_EQ(again[0], 0);
-    EXPECT_EQ(module_names().size(), 1u);
 }

@@ -71,15 +71,3 @@ TEST_F(MsvcExports, DecoratedNamesReachTheSameFunctionsAsGnuAndCNames) {
     }
     EXPECT_EQ(GetProcAddress(dll, "?mirt_fn@@YAHH@Z"), GetProcAddress(dll, "_Z7mirt_fni"));
 }
-
-TEST_F(MsvcExports, ProbesCalledByDecoratedNameCount) {
-    using NumberProbe = int (*)(int);
-    using KeyProbe = int (*)(char*, int);
-    auto numbered = get<NumberProbe>("?mirt_fn@@YAHH@Z");
-    auto keyed = get<KeyProbe>("?mirt_fn@@YAHPEADH@Z");
-    ASSERT_TRUE(numbered && keyed);
-    EXPECT_EQ(numbered(5), 0);
-    static char key[] = "k.cpp";
-    EXPECT_EQ(keyed(key, 3), 0);
-    EXPECT_EQ(keyed(key, 3), 0);
-}

@@ -66,7 +66,7 @@ protected:
 };
 
 // Runs spread over machines: the same test case in several files is summed.
-TEST_F(CoverageFiles, FilesAreSummedPerTestCaseFileAndLine) {
+TEST_F(CoverageFiles, FilesAreSummedPerTestCaseFileAndLineUnlessBroken) {
     std::string a = file("a.out", "=== t\n>>> l\n--- d\n### f\n1,1\n2,0\n=== u\n>>> l\n1,1\n");
     std::string b = file("b.out", "=== t\n>>> m\n--- d\n### f\n2,3\n### g\n4,4\n");
     CoverageSet set;
@@ -79,6 +79,18 @@ TEST_F(CoverageFiles, FilesAreSummedPerTestCaseFileAndLine) {
     EXPECT_EQ(t->files.at("d/g"), (LineCounts{{4, 4}}));
     EXPECT_EQ(t->labels, (std::vector<std::string>{"l", "m"}));
     EXPECT_EQ(set.tests().size(), 2u);
+
+    // A missing or malformed file adds nothing, not even the good first
+    // group of a file that breaks later.
+    std::string bad = file("bad.out", "=== u\n>>> l\n5,5\n=== v\n>>> l\nnonsense\n");
+    CoverageSet partial;
+    EXPECT_FALSE(load_coverage({mirt_test::join(folder, "none.out"), bad, b}, LoadOptions{}, partial, diagnostics));
+    ASSERT_EQ(diagnostics.size(), 2u);
+    EXPECT_EQ(to_string(diagnostics[0]), mirt_test::join(folder, "none.out") + ": error: can't open the file");
+    EXPECT_EQ(diagnostics[1].source, bad);
+    EXPECT_EQ(diagnostics[1].line, 6u);
+    ASSERT_EQ(partial.tests().size(), 1u);
+    EXPECT_EQ(partial.tests()[0].name, "t");
 }
 
 // Writes without a clear in between repeat the totals so far.
@@ -96,20 +108,6 @@ TEST_F(CoverageFiles, RunningTotalsKeepTheLastGroupOfEachFile) {
     CoverageSet summed;
     ASSERT_TRUE(load_coverage({a}, LoadOptions{}, summed, diagnostics));
     EXPECT_EQ(summed.find("t")->files.at("d/f"), (LineCounts{{1, 4}, {2, 1}}));
-}
-
-TEST_F(CoverageFiles, AMissingOrMalformedFileAddsNothing) {
-    std::string good = file("good.out", "=== t\n>>> l\n5,5\n");
-    std::string bad = file("bad.out", "=== u\n>>> l\n5,5\n=== v\n>>> l\nnonsense\n");
-    CoverageSet set;
-    std::vector<Diagnostic> diagnostics;
-    EXPECT_FALSE(load_coverage({mirt_test::join(folder, "none.out"), bad, good}, LoadOptions{}, set, diagnostics));
-    ASSERT_EQ(diagnostics.size(), 2u);
-    EXPECT_EQ(to_string(diagnostics[0]), mirt_test::join(folder, "none.out") + ": error: can't open the file");
-    EXPECT_EQ(diagnostics[1].source, bad);
-    EXPECT_EQ(diagnostics[1].line, 6u);
-    ASSERT_EQ(set.tests().size(), 1u);  // nothing of bad.out, not even its good first group
-    EXPECT_EQ(set.tests()[0].name, "t");
 }
 
 // What merge writes reads back as the same test cases, also where the

@@ -110,19 +110,6 @@ TEST(CoverageParser, FallingLinesThatCannotBeSimpleCountersStayWithTheFile) {
     EXPECT_EQ(lines_of(simple_then_registration.groups.at(0), "d/f.cpp"), (LineCounts{{40, 1}}));
 }
 
-TEST(CoverageParser, ReadsTheDemoOutput) {
-    auto p = parse_text(mirt_report_test::demo_output());
-    ASSERT_TRUE(p.ok);
-    ASSERT_EQ(p.groups.size(), 2u);
-    EXPECT_EQ(p.groups[0].name, "demo.vowels");
-    EXPECT_EQ(lines_of(p.groups[0], "examples/demo.cpp"), (LineCounts{{29, 44}, {31, 12}, {33, 21}, {35, 3}, {37, 8}}));
-    EXPECT_EQ(lines_of(p.groups[0], "examples/text/helpers.cpp"), (LineCounts{{50, 2}, {52, 42}}));
-    EXPECT_EQ(p.groups[0].simple_counters, (LineCounts{{1, 44}, {2, 12}, {3, 2}}));
-    EXPECT_EQ(p.groups[1].name, "demo.words");
-    EXPECT_EQ(lines_of(p.groups[1], "examples/demo.cpp"), (LineCounts{{72, 45}, {74, 9}, {76, 1}}));
-    EXPECT_TRUE(p.groups[1].simple_counters.empty());
-}
-
 // A registered table whose lines are not in ascending order, alone in its
 // group, reads as simple counters unless the reader is told otherwise.
 TEST(CoverageParser, LinesCanBeKeptWithTheirFile) {
@@ -227,6 +214,9 @@ TEST(CoverageParser, MalformedInputIsReportedWithItsLine) {
         EXPECT_NE(d.message.find(c.message), std::string::npos) << d.message;
         EXPECT_EQ(to_string(d).rfind("cov.out:" + std::to_string(c.line) + ": error: ", 0), 0u) << to_string(d);
     }
+    // The messages quote the line: control bytes escaped, 80 bytes at most.
+    EXPECT_EQ(quote_line("a\tb\x01\xff"), "\"a\\x09b\\x01\\xFF\"");
+    EXPECT_EQ(quote_line(std::string(100, 'y')), "\"" + std::string(80, 'y') + "\"...");
 }
 
 // Lenient reading skips each malformed line with a warning and keeps the rest.
@@ -247,12 +237,6 @@ TEST(CoverageParser, LenientReadingSkipsMalformedLines) {
     EXPECT_EQ(p.groups[1].name, "c");
     EXPECT_EQ(p.groups[1].labels, std::vector<std::string>{""});
     EXPECT_EQ(p.groups[2].simple_counters, (LineCounts{{4, 4}}));  // "5,5" was cut short
-}
-
-TEST(CoverageParser, QuotesLinesForMessages) {
-    EXPECT_EQ(quote_line("a\tb\x01\xff"), "\"a\\x09b\\x01\\xFF\"");
-    std::string long_line(100, 'y');
-    EXPECT_EQ(quote_line(long_line), "\"" + std::string(80, 'y') + "\"...");
 }
 
 // Mangled copies of a valid file and random bytes never make the reader
