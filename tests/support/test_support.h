@@ -55,4 +55,7 @@ namespace mirt_test {
 std::string exit_output_path();
 std::string index_file_path();
 std::string error_log_path();
+// A file that can be opened for writing but whose every write fails for want
+// of space ("/dev/full"); empty where the system has none.
+std::string full_device_path();
 }  // namespace mirt_test

@@ -85,4 +85,5 @@ namespace mirt_test {
 std::string exit_output_path() { return "/tmp/mirt_exit.out"; }
 std::string index_file_path() { return "/tmp/index.txt"; }
 std::string error_log_path() { return "/tmp/mirt_err.txt"; }
+std::string full_device_path() { return "/dev/full"; }
 }  // namespace mirt_test

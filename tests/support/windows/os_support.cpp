@@ -131,4 +131,5 @@ namespace mirt_test {
 std::string exit_output_path() { return "c:\\temp\\mirt_exit.out"; }
 std::string index_file_path() { return "c:/temp/index.txt"; }
 std::string error_log_path() { return "c:/temp/mirt_err.txt"; }
+std::string full_device_path() { return ""; }
 }  // namespace mirt_test
