@@ -95,6 +95,10 @@ TEST_F(RuntimeTest, AddCountCreatesFilesWithEmptyMapsAndSums) {
     table.add_count("y\0z", 3, 1, 1);
     EXPECT_EQ(table.find(std::string("y\0z", 3))->size(), 1u);
     EXPECT_EQ(table.find("y"), nullptr);
+    // Counts merged from elsewhere can be anything: a sum past the largest
+    // count wraps round instead of overflowing.
+    table.add_count("x.cpp", 5, 4, INT64_MAX);
+    EXPECT_EQ(lines_in("x.cpp"), (Lines{{2, 1}, {4, INT64_MIN + 14}}));
 }
 
 TEST_F(RuntimeTest, ConcurrentHitsAreNeverLost) {
