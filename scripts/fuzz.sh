@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets (clang, build/fuzz, with AddressSanitizer and
+# Builds the fuzz targets (clang, in build/asan, with AddressSanitizer and
 # UndefinedBehaviorSanitizer), replays every kept regression input, then fuzzes
 # each target for a fixed time, two at a time.
 #   scripts/fuzz.sh [seconds per target] [target ...]     (default: 20 seconds, every target)
-# New inputs go to build/fuzz/work/<target>/corpus; a crash, leak, time-out or
+# New inputs go to build/asan/fuzz-work/<target>/corpus; a crash, leak, time-out or
 # over-large allocation leaves its input there as crash-*, leak-*, timeout-*
 # or oom-*: after the fix, keep it in fuzz/regressions/<target>/.
 set -euo pipefail
@@ -18,15 +18,14 @@ if [ ${#targets[@]} -eq 0 ]; then
   done
 fi
 
-CC=clang CXX=clang++ cmake -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMIRT_BUILD_FUZZERS=ON \
-  -DMIRT_BUILD_TESTS=OFF -DMIRT_SANITIZE=address,undefined >/dev/null
-cmake --build build/fuzz -j "$(nproc)" --target "${targets[@]/#/fuzz_}" >/dev/null
+scripts/asan_tree.sh
+cmake --build build/asan -j "$(nproc)" --target "${targets[@]/#/fuzz_}" >/dev/null
 
 # One target: the regression inputs once each, then fuzzing from the seed
 # corpus and what earlier runs found. Over 64 MiB in one allocation, over
 # 1 GiB in all or over 10 s for one input counts as a finding.
 fuzz_one() {
-  local name=$1 work=build/fuzz/work/$1 binary=build/fuzz/bin/fuzz_$1
+  local name=$1 work=build/asan/fuzz-work/$1 binary=build/asan/bin/fuzz_$1
   mkdir -p "$work/corpus"
   local regressions=()
   for f in "fuzz/regressions/$name"/*; do
