@@ -28,9 +28,16 @@ int emit(FILE* stream, const char* format, ...) {
 
 namespace {
 
+// The source-line table is looked at under the probes' lock, as its writer
+// does: a probe may be adding a file at that moment.
 bool nothing_recorded() {
-    return module_registry().empty() && point_hit_table == nullptr && simple_counters == nullptr &&
-           static_registrations().empty() && file_line_table().file_count() == 0;
+    if (!module_registry().empty() || point_hit_table != nullptr || simple_counters != nullptr ||
+        !static_registrations().empty())
+        return false;
+    file_line_lock.enter();
+    bool no_lines = file_line_table().file_count() == 0;
+    file_line_lock.leave();
+    return no_lines;
 }
 
 // Numbered counters 1 to 999,999 above zero; counter 0 is never written,
@@ -85,7 +92,7 @@ void write_record_group(FILE* stream, const char* path) {
     }
     if (!merged_points().empty()) write_merged_point_section(stream);
     else if (point_hit_table != nullptr) write_point_section(stream);
-    if (file_line_table().file_count() > 0) write_line_section(stream);
+    write_line_section(stream);  // looks at the table under the probes' lock; no file, no lines
     if (!write_simple_counters(stream, path)) return;
     write_static_section(stream);
     write_module_section(stream);
