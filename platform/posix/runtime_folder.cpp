@@ -19,13 +19,16 @@ bool runtime_folder(char* buffer, size_t size) {
     char temp[4096];
     if (!temp_folder(temp, sizeof temp)) return false;
     char path[4096];
-    int n = snprintf(path, sizeof path, "%smirt-%u/", temp, static_cast<unsigned>(getuid()));
-    if (n <= 0 || static_cast<size_t>(n) >= size || static_cast<size_t>(n) >= sizeof path) return false;
+    // Without its trailing slash, so that lstat sees a link rather than its target.
+    int n = snprintf(path, sizeof path, "%smirt-%u", temp, static_cast<unsigned>(getuid()));
+    if (n <= 0 || static_cast<size_t>(n) + 1 >= size || static_cast<size_t>(n) + 1 >= sizeof path) return false;
     if (mkdir(path, 0700) != 0 && errno != EEXIST) return false;
     struct stat info;
     if (lstat(path, &info) != 0) return false;
     if (!S_ISDIR(info.st_mode) || info.st_uid != getuid() || (info.st_mode & 077) != 0) return false;
-    memcpy(buffer, path, static_cast<size_t>(n) + 1);
+    memcpy(buffer, path, static_cast<size_t>(n));
+    buffer[n] = '/';
+    buffer[n + 1] = '\0';
     return true;
 }
 
