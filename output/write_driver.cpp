@@ -98,20 +98,7 @@ void write_record_group(FILE* stream, const char* path) {
     write_module_section(stream);
 }
 
-}  // namespace
-
-}  // namespace mirt
-
-using namespace mirt;
-
-// A write never resets a count: successive writes append the totals so far.
-// The host first gathers its clients' counts, even for a write that then
-// finds nothing to do.
-void mirt_write_coverage_data(const char* path) {
-    host_side_write();
-    std::string directory;
-    if (!directory_of(path, &directory)) return;
-    make_directory_path(directory.c_str());  // a path without a folder is opened where the process runs
+void write_locked(const char* path) {
     if (nothing_recorded()) return;
     FILE* stream = fopen(path, "a+b");
     if (stream == nullptr) {
@@ -126,6 +113,26 @@ void mirt_write_coverage_data(const char* path) {
         return;
     }
     close_trace_and_index();
+}
+
+}  // namespace
+
+}  // namespace mirt
+
+using namespace mirt;
+
+// A write never resets a count: successive writes append the totals so far.
+// The host first gathers its clients' counts, even for a write that then
+// finds nothing to do.
+void mirt_write_coverage_data(const char* path) {
+    host_side_write();
+    std::string directory;
+    if (!directory_of(path, &directory)) return;
+    make_directory_path(directory.c_str());  // a path without a folder is opened where the process runs
+    // Merges of clients' data files add to the tables: none runs meanwhile.
+    merge_lock.enter();
+    write_locked(path);
+    merge_lock.leave();
 }
 
 extern "C" void c_mirt_write_coverage_data(const char* path) { mirt_write_coverage_data(path); }
