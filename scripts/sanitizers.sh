@@ -11,8 +11,10 @@ jobs=$(nproc)
 which=${1:-all}
 status=0
 
-# Tests that run several threads or processes against one runtime.
-tsan_tests='Concurrent|Threads|Timer|Tick|Detach|Stress'
+# Tests that run several threads or processes against one runtime (the
+# minute-long load test is left to the plain native run).
+tsan_tests='Concurrent|Threads|Timer|Tick|IpcE2E|IpcEvents|CollectionTest'
+tsan_targets=(unit_tests ipc_e2e_tests collection_fault_tests probe_app ipc_probe mirt64)
 
 if [ "$which" = asan ] || [ "$which" = all ]; then
   echo "== native tests under AddressSanitizer and UndefinedBehaviorSanitizer"
@@ -28,7 +30,7 @@ if [ "$which" = tsan ] || [ "$which" = all ]; then
   echo "== multi-thread and multi-process tests under ThreadSanitizer"
   cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMIRT_SANITIZE=thread \
     -DMIRT_BUILD_TOOLS=OFF -DMIRT_BUILD_BENCHMARKS=OFF >/dev/null
-  cmake --build build/tsan -j "$jobs" --target unit_tests >/dev/null
+  cmake --build build/tsan -j "$jobs" --target "${tsan_targets[@]}" >/dev/null
   (cd build/tsan &&
     TSAN_OPTIONS="suppressions=$root/tests/sanitizers/tsan_suppressions.txt halt_on_error=1 second_deadlock_stack=1" \
     ctest --output-on-failure -j "$jobs" -R "$tsan_tests") || status=1
