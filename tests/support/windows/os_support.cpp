@@ -181,7 +181,13 @@ namespace mirt_test {
 std::string exit_output_path() { return "c:\\temp\\mirt_exit.out"; }
 std::string index_file_path() { return "c:/temp/index.txt"; }
 std::string error_log_path() { return "c:/temp/mirt_err.txt"; }
-std::string full_device_path() { return ""; }
+// Windows has no such device; under Wine the Linux one is reached through
+// drive Z:, which maps the root folder.
+std::string full_device_path() {
+    HMODULE ntdll = GetModuleHandleA("ntdll.dll");
+    bool wine = ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
+    return wine ? "Z:\\dev\\full" : "";
+}
 }  // namespace mirt_test
 
 namespace mirt_test {
