@@ -31,7 +31,8 @@ TEST_F(CollectionTest, ClientsKilledAtRandomMomentsOfAGather) {
     const std::string lines = line_list(module_lines);
     for (int round = 0; round < 2; ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
-        for (const char* name : {"host.ready", "go", "written", "end", "out"}) remove_file(path(name));
+        for (const char* name : {"host.ready", "go", "written", "end", "out", "alive.ready"}) remove_file(path(name));
+        for (int v = 0; v < victims; ++v) remove_file(path("victim" + std::to_string(v) + ".ready"));
         Child& host = start_host();
         ASSERT_TRUE(wait_for("host.ready"));
         start("client.exe", {"line", "alive.c", "3", "2", "touch", path("alive.ready"), "waitfile", path("end")});
