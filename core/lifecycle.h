@@ -33,8 +33,8 @@ extern platform::Lock merge_lock;      // serialises merges of data files with e
 // collection_closed is false; detach closes collection before it releases
 // the tables, so that no such thread touches a table or a lock after that.
 // The lock also guards the host's registry of clients. It is created once
-// and never deleted. Locks are taken in the order collection_lock,
-// gather_serial_lock, merge_lock, file_line_lock.
+// and never deleted. Locks are taken in the order gather_serial_lock,
+// collection_lock, merge_lock, file_line_lock.
 extern platform::Lock collection_lock;
 extern std::atomic<bool> collection_closed;
 extern platform::Lock gather_serial_lock;  // one gather or client clear at a time

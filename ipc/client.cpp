@@ -37,7 +37,7 @@ bool connect_to_host() {
         return false;
     }
     char name[512];
-    platform::module_base_name(name, name_buffer_size);
+    platform::module_base_name(name, sizeof name);  // at most 511 characters
     char message[512];
     make_registration(message, sizeof message, name, platform::current_process_id());
     if (!platform::write_message(pipe, message, strlen(message) + 1)) {

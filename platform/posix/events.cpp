@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "runtime_folder.h"
@@ -29,7 +30,7 @@ struct FifoEvent {
     int fd;
     bool creator;
     bool manual_reset;
-    char path[4096];
+    std::string path;
 };
 
 FifoEvent* as_event(EventHandle handle) { return reinterpret_cast<FifoEvent*>(handle); }
@@ -50,7 +51,7 @@ EventHandle open_fifo(const char* path, bool creator, bool manual_reset) {
     event->fd = fd;
     event->creator = creator;
     event->manual_reset = manual_reset;
-    strcpy(event->path, path);
+    event->path = path;
     return reinterpret_cast<EventHandle>(event);
 }
 
@@ -110,7 +111,7 @@ bool set_event(EventHandle handle) {
 void close_event(EventHandle handle) {
     FifoEvent* event = as_event(handle);
     if (event == nullptr) return;
-    if (event->creator) unlink(event->path);
+    if (event->creator) unlink(event->path.c_str());
     close(event->fd);
     delete event;
 }
@@ -118,7 +119,7 @@ void close_event(EventHandle handle) {
 void remove_event_name(EventHandle handle) {
     FifoEvent* event = as_event(handle);
     if (event != nullptr && event->creator) {
-        unlink(event->path);
+        unlink(event->path.c_str());
         event->creator = false;
     }
 }
