@@ -15,6 +15,8 @@ using namespace mirt;
 // the process's role. The host first makes its clients clear.
 extern "C" void c_mirt_clear_coverage_data(void) {
     host_side_clear();
+    // A merge of a client's data file would add to the tables being emptied.
+    merge_lock.enter();
     // The slots are emptied but point_entry_count is kept: every claim since
     // the table was allocated counts towards its cap.
     if (point_hit_table != nullptr) memset(point_hit_table, 0, sizeof(PointHitEntry) * point_table_slots);
@@ -33,6 +35,7 @@ extern "C" void c_mirt_clear_coverage_data(void) {
     file_line_table().empty_all_line_maps();
     file_line_lock.leave();
     free_merged_points();
+    merge_lock.leave();
 }
 
 #pragma GCC diagnostic push

@@ -26,8 +26,9 @@ FILE* index_stream = nullptr;
 bool index_closed_by_write = false;
 
 void load_index_file(int mode) {
-    allocate_point_table();
-    if (mode != index_mode_numbering || point_hit_table == nullptr) return;
+    // Only the call that put the table in place reads the index: a probe
+    // that lost the race to another thread's first probe uses its table.
+    if (!allocate_point_table() || mode != index_mode_numbering) return;
     if (FILE* listed = fopen(index_file_path, "r")) {
         // A line longer than the buffer is read on as the next line, as fgets does.
         char line[1023];

@@ -17,7 +17,8 @@ inline constexpr int index_mode_numbering = 1;
 
 // Allocates the point-hit table zeroed. In numbering mode also enters every
 // point listed in the index file, numbering them 1, 2, 3 ... in file order,
-// and opens the file for appending.
+// and opens the file for appending. Does nothing when the table is already
+// there (another thread's first probe made it).
 void load_index_file(int mode);
 
 // Appends "name,line" for a newly numbered point. False when the line could

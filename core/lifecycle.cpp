@@ -5,10 +5,13 @@
 #include <string>
 
 #include "autodump.h"
+#include "client.h"
 #include "error_log.h"
 #include "files.h"
+#include "host.h"
 #include "mirt64.h"
 #include "modules.h"
+#include "pipe.h"
 #include "point_table.h"
 #include "process.h"
 #include "source_lines.h"
@@ -19,13 +22,18 @@ namespace mirt {
 int is_host = 0;
 bool automation_mode = false;
 int roles_started = 0;
-bool exiting = false;
+std::atomic<bool> exiting{false};
 bool registered_with_host = false;
 bool shutdown_writing_allowed = true;
 char process_data_name[process_data_name_size];
 const char* exit_output_path = platform::default_exit_output_path;
 platform::Lock file_line_lock;
 platform::Lock merge_lock;
+platform::Lock collection_lock;
+std::atomic<bool> collection_closed{false};
+platform::Lock gather_serial_lock;
+platform::Lock gather_lock;
+bool threads_gone_at_exit = false;
 
 namespace {
 constexpr size_t base_name_buffer = 512;  // at most 511 characters
@@ -73,7 +81,28 @@ void set_own_client_number(int32_t number) {
     }
 }
 
+namespace {
+// The locks that live as long as the process, created once.
+void create_lasting_locks() {
+    static bool created = false;
+    if (created) return;
+    created = true;
+    collection_lock.init();
+    gather_serial_lock.init();
+    gather_lock.init();
+}
+
+// Collection's threads end their work here: after this none of them touches
+// a table or a lock that detach releases.
+void close_collection() {
+    collection_lock.enter();
+    collection_closed = true;
+    collection_lock.leave();
+}
+}  // namespace
+
 void run_static_initialisers() {
+    create_lasting_locks();
     is_host = is_host_process() ? 1 : 0;
     automation_mode = platform::get_environment("CodeCoverageAutomation", nullptr);
     own_record();
@@ -84,36 +113,68 @@ void run_static_initialisers() {
     file_line_table();
 }
 
+// Every lock exists before a role thread starts. A failed registration
+// leaves the process stand-alone.
 void process_attach() {
+    create_lasting_locks();
     set_own_client_number(-1);
-    if (!roles_started) {
-        // The shell starts no role threads; the host and client roles are
-        // started here once collection is built into the library.
-        roles_started = 1;
-    }
     merge_lock.init();
     file_line_lock.init();
+    if (!roles_started) {
+        if (is_shell_process()) {
+            // the shell takes no part in collection
+        } else if (is_host) {
+            start_host_pipe_server();
+        } else if (connect_to_host()) {
+            start_client_listener();
+        }
+        roles_started = 1;
+    }
     if (is_host && !automation_mode) start_autodump();
 }
 
-void process_detach() {
+void process_detach(bool threads_gone) {
+    if (threads_gone) {
+        // The ended threads may have held these; nobody else runs now.
+        threads_gone_at_exit = true;
+        collection_lock.init();
+        gather_serial_lock.init();
+        gather_lock.init();
+        merge_lock.init();
+        file_line_lock.init();
+    }
     exiting = true;
     // On POSIX the timer has a thread of its own: no tick may run while the
     // tables below are written and released.
     if (is_host && !automation_mode) hold_autodump();
+    if (!is_host && registered_with_host) {
+        // The listener may be answering a request: it finishes first, then
+        // stops, and the final data is this thread's.
+        close_collection();
+        hand_over_data(own_record(), true);
+    }
+    // No client registers after this; the exit write below gathers the
+    // final data of those that did.
+    if (is_host) platform::stop_pipe_server();
     if (shutdown_writing_allowed) mirt_write_coverage_data(exit_output_path);
+    close_collection();
     // The source-line table is not released here: it lives as long as the process.
     destroy_all_modules();
     free_point_table();
     free_merged_points();
     close_error_log();
+    if (is_host) destroy_client_registry(threads_gone);
     merge_lock.destroy();
     file_line_lock.destroy();
     if (is_host && !automation_mode) stop_autodump();
 }
 
-void host_side_write() {}
+void host_side_write() {
+    if (is_host) gather_from_clients(exiting);
+}
 
-void host_side_clear() {}
+void host_side_clear() {
+    if (is_host) clear_clients();
+}
 
 }  // namespace mirt

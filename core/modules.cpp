@@ -5,6 +5,7 @@
 #include <cstring>
 #include <map>
 
+#include "counts.h"
 #include "mirt64.h"
 
 namespace mirt {
@@ -88,7 +89,10 @@ MergedView merged_view(ModuleRecord* head) {
     collected.insert(collected.end(), head->variants.begin(), head->variants.end());
     std::map<int32_t, long long> totals;
     for (const ModuleRecord* record : collected) {
-        for (int32_t i = 0; i < record->count; ++i) totals[record->lines[i]] += record->counters[i];
+        for (int32_t i = 0; i < record->count; ++i) {
+            long long& total = totals[record->lines[i]];
+            total = add_counts(total, record->counters[i]);
+        }
     }
     auto* view = create_module_record(head->name, static_cast<int32_t>(totals.size()), nullptr);
     int32_t i = 0;
@@ -102,9 +106,9 @@ MergedView merged_view(ModuleRecord* head) {
 
 long long total_hits(const ModuleRecord* record) {
     long long total = 0;
-    for (int32_t i = 0; i < record->count; ++i) total += record->counters[i];
-    for (const ModuleRecord* loaded : record->attached) total += total_hits(loaded);
-    for (const ModuleRecord* variant : record->variants) total += total_hits(variant);
+    for (int32_t i = 0; i < record->count; ++i) total = add_counts(total, record->counters[i]);
+    for (const ModuleRecord* loaded : record->attached) total = add_counts(total, total_hits(loaded));
+    for (const ModuleRecord* variant : record->variants) total = add_counts(total, total_hits(variant));
     return total;
 }
 

@@ -33,8 +33,26 @@ uint32_t name_fold(const char* name) {
     return h;
 }
 
-void allocate_point_table() {
-    point_hit_table = static_cast<PointHitEntry*>(calloc(point_table_slots, sizeof(PointHitEntry)));
+namespace {
+
+// Puts a freshly allocated table in place unless another thread's first
+// probe got there first; the loser frees its copy and counts into the
+// winner's table, so that threads starting at once share one table and lose
+// neither memory nor hits to a table that is then dropped.
+template <typename T>
+bool install_table(T** table, void* fresh) {
+    T* expected = nullptr;
+    if (fresh != nullptr && __atomic_compare_exchange_n(table, &expected, static_cast<T*>(fresh), false,
+                                                        __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE))
+        return true;
+    free(fresh);
+    return false;
+}
+
+}  // namespace
+
+bool allocate_point_table() {
+    return install_table(&point_hit_table, calloc(point_table_slots, sizeof(PointHitEntry)));
 }
 
 namespace {
@@ -104,7 +122,7 @@ using namespace mirt;
 // Numbered counter. An id outside 0..999,999 counts nothing: the array has
 // no room for it, and writing past it would corrupt the program.
 int mirt_fn(int id) {
-    if (simple_counters == nullptr) simple_counters = static_cast<uint64_t*>(calloc(simple_counter_count, sizeof(uint64_t)));
+    if (simple_counters == nullptr) install_table(&simple_counters, calloc(simple_counter_count, sizeof(uint64_t)));
     if (simple_counters != nullptr && id >= 0 && id < simple_counter_count) simple_counters[id] += 1;
     return 0;
 }

@@ -41,8 +41,9 @@ inline uint32_t home_slot(uint64_t key, int32_t line) {
            point_slot_mask;
 }
 
-// Allocates the point-hit table zeroed.
-void allocate_point_table();
+// Allocates the point-hit table zeroed, unless it is there already (another
+// thread's first probe made it). True when this call put it in place.
+bool allocate_point_table();
 // Enters a point listed in the index file: numbered, count 1, not traced.
 // Returns true when it claimed a new slot (false when the point was known).
 bool enter_listed_point(const char* name, int32_t line);

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "counts.h"
 #include "lifecycle.h"
 #include "mirt64.h"
 
@@ -131,11 +132,11 @@ void LineIndex::reset() {
 
 void FileLineTable::add_line(Entry& entry, int32_t line, int64_t n) {
     if (int64_t* count = entry.index.find(line)) {
-        *count += n;
+        *count = add_counts(*count, n);
         return;
     }
     auto [it, inserted] = entry.lines.emplace(line, n);
-    if (!inserted) it->second += n;
+    if (!inserted) it->second = add_counts(it->second, n);
     entry.index.add(line, &it->second);
 }
 
@@ -184,7 +185,7 @@ FileLineTable& file_line_table() {
 
 int64_t total_of(const line_count_map& lines) {
     int64_t total = 0;
-    for (const auto& [line, count] : lines) total += count;
+    for (const auto& [line, count] : lines) total = add_counts(total, count);
     return total;
 }
 

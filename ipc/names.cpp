@@ -1,11 +1,18 @@
-// names.cpp: builders of the names that host and clients share.
+// names.cpp: builders of the names, events and messages that host and clients share.
 #include "names.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "files.h"
+
 namespace mirt {
+
+const char* host_pipe_name = "\\\\.\\pipe\\MIRT_HOST_PIPE";
+const char* host_exiting_base = "MIRT_HOST_EXITING";
+const char* getdata_request_base = "MIRT_HOST_REQUEST_GETDATA";
+const char* cleardata_request_base = "MIRT_HOST_REQUEST_CLEARDATA";
 
 namespace {
 char* exact_copy(const char* text) {
@@ -14,6 +21,8 @@ char* exact_copy(const char* text) {
     if (copy != nullptr) memcpy(copy, text, n + 1);
     return copy;
 }
+
+void numbered_name(char* buffer, size_t size, const char* base, int32_t id) { snprintf(buffer, size, "%s_%d", base, id); }
 }  // namespace
 
 char* make_data_base_name(const char* name, uint32_t pid, int32_t id) {
@@ -24,6 +33,63 @@ char* make_data_base_name(const char* name, uint32_t pid, int32_t id) {
 
 char* make_data_base_name(const ClientRecord& record) {
     return make_data_base_name(record.name.c_str(), record.pid, record.id);
+}
+
+char* make_kind_name(const ClientRecord& record, const char* kind) {
+    char* base = make_data_base_name(record);
+    char buffer[name_buffer_size];
+    snprintf(buffer, sizeof buffer, "%s_%s", base != nullptr ? base : "", kind);
+    free(base);
+    return exact_copy(buffer);
+}
+
+char* make_exiting_name(const ClientRecord& record) { return make_kind_name(record, "EXITING"); }
+char* make_data_ready_name(const ClientRecord& record) { return make_kind_name(record, "DATA_READY"); }
+char* make_cleardata_done_name(const ClientRecord& record) { return make_kind_name(record, "CLEARDATA_DONE"); }
+
+void make_data_file_path(char* destination, const char* base, bool final) {
+    char temp[256];
+    if (!platform::temp_folder(temp, sizeof temp)) temp[0] = '\0';
+    snprintf(destination, data_file_path_size, "%s%s_%s", temp, base, final ? "Y" : "N");
+}
+
+platform::EventHandle create_named_event(const char* name, bool manual_reset, bool initial) {
+    return platform::create_event(name, manual_reset, initial);
+}
+
+platform::EventHandle create_numbered_event(const char* base, int32_t id, bool manual_reset) {
+    char name[name_buffer_size];
+    numbered_name(name, sizeof name, base, id);
+    return platform::create_event(name, manual_reset, false);
+}
+
+platform::EventHandle open_numbered_event(const char* base, int32_t id) {
+    char name[name_buffer_size];
+    numbered_name(name, sizeof name, base, id);
+    return platform::open_event(name);
+}
+
+bool signal_named_event(const char* name) {
+    if (name == nullptr) return false;
+    platform::EventHandle event = platform::open_event(name);
+    if (event == 0) return false;
+    bool set = platform::set_event(event);
+    platform::close_event(event);
+    return set;
+}
+
+void make_registration(char* buffer, size_t size, const char* name, uint32_t pid) {
+    snprintf(buffer, size, "CR:%s:%d", name, static_cast<int>(pid));
+}
+
+void parse_registration(const std::string& text, std::string* name, uint32_t* pid) {
+    name->clear();
+    *pid = 0;
+    size_t first = text.find(':');
+    if (first == std::string::npos || text.compare(0, first, "CR") != 0) return;
+    size_t last = text.rfind(':');
+    *name = text.substr(first + 1, last - first - 1);
+    *pid = static_cast<uint32_t>(atoi(text.c_str() + last + 1));
 }
 
 }  // namespace mirt

@@ -7,6 +7,7 @@
 #include <map>
 #include <vector>
 
+#include "counts.h"
 #include "emit.h"
 #include "error_log.h"
 #include "lifecycle.h"
@@ -133,7 +134,10 @@ void write_merged_point_section(FILE* stream) {
         }
     }
     std::map<std::string, std::map<int32_t, int64_t>> grouped;
-    for (const PointHitEntry* entry : points) grouped[key_text(entry->key)][entry->line] += static_cast<int64_t>(entry->count);
+    for (const PointHitEntry* entry : points) {
+        int64_t& total = grouped[key_text(entry->key)][entry->line];
+        total = add_counts(total, static_cast<int64_t>(entry->count));
+    }
     points.resize(merged);
     Section section(stream, true, {"can't fprintf to file", 1417, 1427, 1436});
     for (const auto& [key, lines] : grouped) {
@@ -159,7 +163,7 @@ void write_line_section(FILE* stream) {
     Section section(stream, false, {"can't fprintf to mirt.out", 280, 288, 295});
     for (const auto& [name, lines] : files) {
         int64_t sum = 0;
-        for (const auto& line : lines) sum += line.second;
+        for (const auto& line : lines) sum = add_counts(sum, line.second);
         if (sum == 0) continue;
         if (!section.headings(name.c_str())) return;
         for (const auto& [line, count] : lines) {
@@ -179,7 +183,7 @@ void write_static_section(FILE* stream) {
         // Tables that are not there are passed over rather than read.
         if (r.count <= 0 || r.lines == nullptr || r.counters == nullptr) continue;
         long long sum = 0;
-        for (int32_t i = 0; i < r.count; ++i) sum += r.counters[i];
+        for (int32_t i = 0; i < r.count; ++i) sum = add_counts(sum, r.counters[i]);
         if (sum <= 0) continue;
         if (!section.headings(r.name != nullptr ? r.name : "")) return;
         for (int32_t i = 0; i < r.count; ++i) {

@@ -28,9 +28,16 @@ int emit(FILE* stream, const char* format, ...) {
 
 namespace {
 
+// The source-line table is looked at under the probes' lock, as its writer
+// does: a probe may be adding a file at that moment.
 bool nothing_recorded() {
-    return module_registry().empty() && point_hit_table == nullptr && simple_counters == nullptr &&
-           static_registrations().empty() && file_line_table().file_count() == 0;
+    if (!module_registry().empty() || point_hit_table != nullptr || simple_counters != nullptr ||
+        !static_registrations().empty())
+        return false;
+    file_line_lock.enter();
+    bool no_lines = file_line_table().file_count() == 0;
+    file_line_lock.leave();
+    return no_lines;
 }
 
 // Numbered counters 1 to 999,999 above zero; counter 0 is never written,
@@ -85,10 +92,27 @@ void write_record_group(FILE* stream, const char* path) {
     }
     if (!merged_points().empty()) write_merged_point_section(stream);
     else if (point_hit_table != nullptr) write_point_section(stream);
-    if (file_line_table().file_count() > 0) write_line_section(stream);
+    write_line_section(stream);  // looks at the table under the probes' lock; no file, no lines
     if (!write_simple_counters(stream, path)) return;
     write_static_section(stream);
     write_module_section(stream);
+}
+
+void write_locked(const char* path) {
+    if (nothing_recorded()) return;
+    FILE* stream = fopen(path, "a+b");
+    if (stream == nullptr) {
+        print_error("Error: can't open %s\n", path);
+        MIRT_LOG_ERROR(1184, "can not open file.");
+        return;
+    }
+    write_record_group(stream, path);
+    if (fclose(stream) != 0) {
+        print_error("Error: can't close %s\n", path);
+        MIRT_LOG_ERROR(1241, "can not close file.");
+        return;
+    }
+    close_trace_and_index();
 }
 
 }  // namespace
@@ -105,20 +129,10 @@ void mirt_write_coverage_data(const char* path) {
     std::string directory;
     if (!directory_of(path, &directory)) return;
     make_directory_path(directory.c_str());  // a path without a folder is opened where the process runs
-    if (nothing_recorded()) return;
-    FILE* stream = fopen(path, "a+b");
-    if (stream == nullptr) {
-        print_error("Error: can't open %s\n", path);
-        MIRT_LOG_ERROR(1184, "can not open file.");
-        return;
-    }
-    write_record_group(stream, path);
-    if (fclose(stream) != 0) {
-        print_error("Error: can't close %s\n", path);
-        MIRT_LOG_ERROR(1241, "can not close file.");
-        return;
-    }
-    close_trace_and_index();
+    // Merges of clients' data files add to the tables: none runs meanwhile.
+    merge_lock.enter();
+    write_locked(path);
+    merge_lock.leave();
 }
 
 extern "C" void c_mirt_write_coverage_data(const char* path) { mirt_write_coverage_data(path); }

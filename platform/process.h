@@ -22,6 +22,17 @@ bool get_environment(const char* name, std::string* value);
 // Windows, the start time in clock ticks since boot on POSIX).
 uint64_t own_creation_time();
 
+// Whether another process can be opened for queries.
+bool process_can_be_opened(uint32_t pid);
+// Opens process pid and reports the base name of its main module (exact case,
+// at most size - 1 characters) and whether it has ended. False when the
+// process cannot be opened.
+bool query_process(uint32_t pid, char* name, size_t size, bool* ended);
+
+// Fetches the text of the last system error and drops it: failures of the
+// multi-process exchange are silent.
+void drop_last_error_text();
+
 }  // namespace mirt::platform
 
 #endif

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # The whole test suite: installs what is missing, builds both systems, runs
-# every test natively and, for the Windows build, under Wine.
+# every test natively and, for the Windows build, under Wine; then the native
+# tests under AddressSanitizer, UndefinedBehaviorSanitizer and
+# ThreadSanitizer, and a short run of every fuzz target.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -18,6 +20,14 @@ source scripts/wine_env.sh
 trap wine_stop EXIT
 wine_start
 (cd build/windows && ctest --output-on-failure --timeout 300 -j "$(nproc)") || status=1
+
+wine_stop
+trap - EXIT
+
+# The native suite again under sanitizers, then every fuzz target for 20 seconds.
+scripts/sanitizers.sh || status=1
+echo "== fuzzing"
+scripts/fuzz.sh 20 || status=1
 
 if [ $status -eq 0 ]; then echo "all tests passed"; else echo "some tests failed"; fi
 exit $status

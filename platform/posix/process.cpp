@@ -1,7 +1,10 @@
 // process.cpp (POSIX): process queries. This file holds only POSIX code.
 #include "process.h"
 
+#include <signal.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include <cstdio>
 #include <cstdlib>
@@ -49,5 +52,50 @@ uint64_t own_creation_time() {
     for (int field = 2; field < 22 && p != nullptr; ++field) p = strchr(p + 1, ' ');
     return p != nullptr ? strtoull(p + 1, nullptr, 10) : 0;
 }
+
+}  // namespace mirt::platform
+
+namespace mirt::platform {
+
+namespace {
+bool process_exists(uint32_t pid) {
+    if (pid == 0 || static_cast<pid_t>(pid) <= 0) return false;
+    return kill(static_cast<pid_t>(pid), 0) == 0 || errno == EPERM;
+}
+}  // namespace
+
+bool process_can_be_opened(uint32_t pid) { return process_exists(pid); }
+
+// The process is found with kill(pid, 0), its name is the base name of
+// /proc/<pid>/exe, and a zombie counts as ended.
+bool query_process(uint32_t pid, char* name, size_t size, bool* ended) {
+    if (name == nullptr || size == 0 || !process_exists(pid)) return false;
+    char path[64];
+    snprintf(path, sizeof path, "/proc/%u/exe", pid);
+    char target[4096];
+    ssize_t n = readlink(path, target, sizeof target - 1);
+    if (n <= 0) return false;
+    target[n] = '\0';
+    const char* base = strrchr(target, '/');
+    base = base != nullptr ? base + 1 : target;
+    size_t length = strlen(base);
+    if (length > size - 1) length = size - 1;
+    memcpy(name, base, length);
+    name[length] = '\0';
+    bool zombie = false;
+    snprintf(path, sizeof path, "/proc/%u/stat", pid);
+    if (FILE* f = fopen(path, "r")) {
+        char text[1024];
+        size_t got = fread(text, 1, sizeof text - 1, f);
+        fclose(f);
+        text[got] = '\0';
+        const char* p = strrchr(text, ')');
+        zombie = p != nullptr && p[1] == ' ' && p[2] == 'Z';
+    }
+    if (ended != nullptr) *ended = zombie;
+    return true;
+}
+
+void drop_last_error_text() {}
 
 }  // namespace mirt::platform

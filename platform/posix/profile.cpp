@@ -163,6 +163,9 @@ size_t read_profile_string(const char* section, const char* key, const char* def
         KeyPlace place = find_key(lines, section, key);
         if (place.key >= 0) value = parse_line(lines[static_cast<size_t>(place.key)]).value;
     }
+    // A NUL byte in the file ends the value there, so that the count
+    // returned is the length of the text the caller sees.
+    value.resize(strlen(value.c_str()));
     size_t length = value.size() < size - 1 ? value.size() : size - 1;
     memcpy(buffer, value.data(), length);
     buffer[length] = '\0';

@@ -14,7 +14,9 @@ namespace mirt::platform {
 namespace {
 
 // One armed timer. Its state is never freed: the detached thread may still
-// be leaving its loop after stop_timer returned.
+// be leaving its loop after stop_timer returned. A stopped timer is kept on
+// the retired list, so that it stays reachable rather than lost (one per
+// arming: auto-dump arms once per start, or again for a new interval).
 struct TimerThread {
     pthread_mutex_t mutex;  // held by the thread while it runs a tick
     pthread_cond_t wake;
@@ -24,10 +26,12 @@ struct TimerThread {
     pthread_t thread;
     bool stopped;
     bool held;
+    TimerThread* next_retired;
 };
 
 pthread_mutex_t slot_mutex = PTHREAD_MUTEX_INITIALIZER;
 TimerThread* armed = nullptr;
+TimerThread* retired = nullptr;
 
 uint32_t effective_interval(uint32_t interval_ms) {
     if (interval_ms < 10) return 10;
@@ -162,7 +166,11 @@ void stop_timer(TimerId id) {
         timer->stopped = true;
     }
     pthread_mutex_lock(&slot_mutex);
-    if (armed == timer) armed = nullptr;
+    if (armed == timer) {
+        armed = nullptr;
+        timer->next_retired = retired;
+        retired = timer;
+    }
     pthread_mutex_unlock(&slot_mutex);
 }
 

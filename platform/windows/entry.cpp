@@ -5,14 +5,16 @@
 // The C runtime's start-up has already run the C++ static initialisers when
 // this is called for the attach, and runs the static destructors after the
 // detach returns.
-extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+// A detach with reserved set comes from a process that is ending: its other
+// threads are already gone.
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved) {
     switch (reason) {
     case DLL_PROCESS_ATTACH:
         mirt::run_static_initialisers();
         mirt::process_attach();
         break;
     case DLL_PROCESS_DETACH:
-        mirt::process_detach();
+        mirt::process_detach(reserved != nullptr);
         break;
     default:
         break;

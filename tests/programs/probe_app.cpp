@@ -1,6 +1,7 @@
 // probe_app: a program that loads the real library and runs the probe calls named on its command line.
 //   fn N | key TEXT LINE | obj NAME LINE | line FILE LINE [TIMES] | reg2 NAME LINE,LINE... |
-//   reg NAME LINE,LINE... | name TEXT LABEL | write PATH | clear | noexit | exit CODE
+//   reg NAME LINE,LINE... | name TEXT LABEL | write PATH | clear | noexit | exit CODE |
+//   touch PATH | waitfile PATH (exit code 3 when it never comes)
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "file_signals.h"
 #include "mirt64.h"
 
 namespace {
@@ -63,6 +65,10 @@ int main(int argc, char** argv) {
             c_mirt_clear_coverage_data();
         } else if (command == "noexit") {
             mirt_allow_shutdown_writing(false);
+        } else if (command == "touch") {
+            touch_file(next());
+        } else if (command == "waitfile") {
+            if (!wait_for_file(next())) return 3;
         } else if (command == "exit") {
             fflush(stdout);
             exit(atoi(next()));

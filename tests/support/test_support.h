@@ -43,6 +43,24 @@ using EnvChange = std::pair<std::string, std::optional<std::string>>;
 RunResult run_program(const std::string& path, const std::vector<std::string>& args,
                       const std::vector<EnvChange>& env = {}, const std::string& working_folder = "");
 
+// The environment that makes a program's temporary folder (and on POSIX its
+// runtime folder of named pipes and events) the given one.
+std::vector<EnvChange> temp_folder_env(const std::string& folder);
+
+// A program started without waiting for it.
+struct Child {
+    long long handle = 0;  // process handle (Windows) or process id (POSIX)
+    bool started = false;
+};
+// Starts a program; its standard output and error are appended to
+// output_path (discarded when it is empty).
+Child start_program(const std::string& path, const std::vector<std::string>& args,
+                    const std::vector<EnvChange>& env = {}, const std::string& output_path = "");
+// Waits for the program's end and gives its exit code (-1 when it was never started).
+int wait_program(Child& child);
+// Ends the program at once, as a crash would, and reaps it.
+void kill_program(Child& child);
+
 // Lines of text, split at line feeds (a carriage return before one is dropped).
 std::vector<std::string> lines_of(const std::string& text);
 
@@ -55,4 +73,7 @@ namespace mirt_test {
 std::string exit_output_path();
 std::string index_file_path();
 std::string error_log_path();
+// A file that can be opened for writing but whose every write fails for want
+// of space ("/dev/full"); empty where the system has none.
+std::string full_device_path();
 }  // namespace mirt_test

@@ -70,6 +70,10 @@ TEST_F(RuntimeTest, NamesAreTheBytesOfEachCallAndMergedCountsSum) {
     table.add_count("x.cpp", 5, 4, 5);
     table.add_count("x.cpp", 5, 2, 1);
     EXPECT_EQ(lines_in("x.cpp"), (Lines{{2, 1}, {4, 15}}));
+    // Counts merged from elsewhere can be anything: a sum past the largest
+    // count wraps round instead of overflowing.
+    table.add_count("x.cpp", 5, 4, INT64_MAX);
+    EXPECT_EQ(lines_in("x.cpp"), (Lines{{2, 1}, {4, INT64_MIN + 14}}));
 }
 
 TEST_F(RuntimeTest, ManyFilesSurviveTheTableGrowing) {

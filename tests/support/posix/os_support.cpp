@@ -1,5 +1,6 @@
 // os_support.cpp (POSIX): child processes and program paths for the tests. This file holds only POSIX code.
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -85,4 +86,56 @@ namespace mirt_test {
 std::string exit_output_path() { return "/tmp/mirt_exit.out"; }
 std::string index_file_path() { return "/tmp/index.txt"; }
 std::string error_log_path() { return "/tmp/mirt_err.txt"; }
+std::string full_device_path() { return "/dev/full"; }
+}  // namespace mirt_test
+
+namespace mirt_test {
+
+Child start_program(const std::string& path, const std::vector<std::string>& args, const std::vector<EnvChange>& env,
+                    const std::string& output_path) {
+    Child result;
+    pid_t child = fork();
+    if (child == 0) {
+        int out = open(output_path.empty() ? "/dev/null" : output_path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+        if (out >= 0) {
+            dup2(out, 1);
+            dup2(out, 2);
+            close(out);
+        }
+        for (const auto& change : env) {
+            if (change.second) setenv(change.first.c_str(), change.second->c_str(), 1);
+            else unsetenv(change.first.c_str());
+        }
+        std::vector<char*> argv;
+        argv.push_back(const_cast<char*>(path.c_str()));
+        for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+        argv.push_back(nullptr);
+        execv(path.c_str(), argv.data());
+        _exit(127);
+    }
+    if (child > 0) {
+        result.handle = child;
+        result.started = true;
+    }
+    return result;
+}
+
+int wait_program(Child& child) {
+    if (!child.started) return -1;
+    int status = 0;
+    waitpid(static_cast<pid_t>(child.handle), &status, 0);
+    child.started = false;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void kill_program(Child& child) {
+    if (!child.started) return;
+    kill(static_cast<pid_t>(child.handle), SIGKILL);
+    wait_program(child);
+}
+
+}  // namespace mirt_test
+
+namespace mirt_test {
+std::vector<EnvChange> temp_folder_env(const std::string& folder) { return {{"TMPDIR", folder}}; }
 }  // namespace mirt_test

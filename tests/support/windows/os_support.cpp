@@ -125,10 +125,71 @@ RunResult run_program(const std::string& path, const std::vector<std::string>& a
     return result;
 }
 
+// Under Wine, starting many processes at once now and then fails for a
+// moment (ERROR 1359): the start is tried again.
+Child start_program(const std::string& path, const std::vector<std::string>& args, const std::vector<EnvChange>& env,
+                    const std::string& output_path) {
+    Child result;
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    HANDLE out = CreateFileA(output_path.empty() ? "NUL" : output_path.c_str(), FILE_APPEND_DATA,
+                             FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = out;
+    startup.hStdError = out;
+    std::string command = quote(path);
+    for (const auto& a : args) command += " " + quote(a);
+    std::string environment = environment_block(env);
+    PROCESS_INFORMATION process{};
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        std::string line = command;
+        if (CreateProcessA(path.c_str(), line.data(), nullptr, nullptr, TRUE, 0, environment.data(), nullptr, &startup,
+                           &process)) {
+            CloseHandle(process.hThread);
+            result.handle = reinterpret_cast<long long>(process.hProcess);
+            result.started = true;
+            break;
+        }
+        Sleep(100);
+    }
+    if (out != INVALID_HANDLE_VALUE) CloseHandle(out);
+    return result;
+}
+
+int wait_program(Child& child) {
+    if (!child.started) return -1;
+    HANDLE process = reinterpret_cast<HANDLE>(child.handle);
+    WaitForSingleObject(process, INFINITE);
+    DWORD code = 0;
+    GetExitCodeProcess(process, &code);
+    CloseHandle(process);
+    child.started = false;
+    return static_cast<int>(code);
+}
+
+void kill_program(Child& child) {
+    if (!child.started) return;
+    TerminateProcess(reinterpret_cast<HANDLE>(child.handle), 9);
+    wait_program(child);
+}
+
 }  // namespace mirt_test
 
 namespace mirt_test {
 std::string exit_output_path() { return "c:\\temp\\mirt_exit.out"; }
 std::string index_file_path() { return "c:/temp/index.txt"; }
 std::string error_log_path() { return "c:/temp/mirt_err.txt"; }
+// Windows has no such device; under Wine the Linux one is reached through
+// drive Z:, which maps the root folder.
+std::string full_device_path() {
+    HMODULE ntdll = GetModuleHandleA("ntdll.dll");
+    bool wine = ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
+    return wine ? "Z:\\dev\\full" : "";
+}
+}  // namespace mirt_test
+
+namespace mirt_test {
+std::vector<EnvChange> temp_folder_env(const std::string& folder) { return {{"TMP", folder}, {"TEMP", folder}}; }
 }  // namespace mirt_test

@@ -1,0 +1,112 @@
+// client.cpp: registration with the host, the listener thread and the hand-over of counts.
+#include "client.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "data_file.h"
+#include "events.h"
+#include "lifecycle.h"
+#include "mirt64.h"
+#include "pipe.h"
+#include "process.h"
+#include "threads.h"
+
+namespace mirt {
+
+void report_last_error(const char*) { platform::drop_last_error_text(); }
+
+// On the failure paths after the pipe was opened, the pipe is left open, as
+// the host may still be reading it; the process carries on unregistered.
+bool connect_to_host() {
+    platform::PipeHandle pipe = platform::invalid_pipe;
+    platform::PipeOpen opened = platform::open_host_pipe(&pipe);
+    while (opened != platform::PipeOpen::opened) {
+        if (opened == platform::PipeOpen::absent) {
+            report_last_error("CreateFileA at client pipe end");
+            return false;
+        }
+        if (!platform::wait_for_host_pipe(500)) {
+            report_last_error("WaitNamedPipeA");
+            return false;
+        }
+        opened = platform::open_host_pipe(&pipe);
+    }
+    if (!platform::set_message_mode(pipe)) {
+        report_last_error("SetNamedPipeHandleState");
+        return false;
+    }
+    char name[512];
+    platform::module_base_name(name, sizeof name);  // at most 511 characters
+    char message[512];
+    make_registration(message, sizeof message, name, platform::current_process_id());
+    if (!platform::write_message(pipe, message, strlen(message) + 1)) {
+        report_last_error("write to pipe at client end");
+        return false;
+    }
+    char answer[4096];
+    long got = platform::read_message(pipe, answer, sizeof answer - 1);
+    if (got <= 0) {
+        report_last_error("Read From Host Pipe at client end");
+        return false;
+    }
+    answer[got] = '\0';
+    set_own_client_number(atoi(answer));
+    platform::close_pipe(pipe);
+    c_mirt_allow_shutdown_writing(false);
+    registered_with_host = true;
+    return true;
+}
+
+void start_client_listener() {
+    if (!platform::start_thread(client_request_thread, &own_record())) report_last_error("CreateThread");
+}
+
+void hand_over_data(const ClientRecord& record, bool final) {
+    char* base = make_data_base_name(record);
+    char path[data_file_path_size];
+    make_data_file_path(path, base != nullptr ? base : "", final);
+    write_data_file(path);
+    free(base);
+    char* name = final ? make_exiting_name(record) : make_data_ready_name(record);
+    signal_named_event(name);
+    free(name);
+}
+
+// Each answer is made under the collection lock and only while collection
+// is open: once detach has closed it, this thread touches no table.
+void client_request_thread(void* argument) {
+    if (argument == nullptr) return;
+    const ClientRecord& record = *static_cast<const ClientRecord*>(argument);
+    platform::EventHandle requests[3] = {open_numbered_event(host_exiting_base, record.id),
+                                         open_numbered_event(getdata_request_base, record.id),
+                                         open_numbered_event(cleardata_request_base, record.id)};
+    for (;;) {
+        int which = platform::wait_any(requests, 3, platform::wait_forever);
+        if (which == 0) break;
+        if (which == 1 || which == 2) {
+            collection_lock.enter();
+            if (!collection_closed) {
+                if (which == 1) {
+                    hand_over_data(record, false);
+                } else {
+                    c_mirt_clear_coverage_data();
+                    char* done = make_cleardata_done_name(record);
+                    signal_named_event(done);
+                    free(done);
+                }
+            }
+            collection_lock.leave();
+        } else if (which != platform::wait_timeout) {
+            // A wait that cannot work (an event was missing) is retried
+            // after a pause rather than at once, so that it never spins.
+            platform::sleep_ms(1000);
+        }
+    }
+    collection_lock.enter();
+    if (!collection_closed) hand_over_data(record, true);
+    collection_lock.leave();
+    for (platform::EventHandle request : requests) platform::close_event(request);
+}
+
+}  // namespace mirt

@@ -1,0 +1,382 @@
+// host.cpp: the pipe server, the registry of clients, their monitors, gathering and clearing.
+#include "host.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "client.h"
+#include "data_file.h"
+#include "events.h"
+#include "files.h"
+#include "lifecycle.h"
+#include "pipe.h"
+#include "process.h"
+#include "threads.h"
+
+namespace mirt {
+
+namespace {
+
+int32_t next_client_number = 0;  // under collection_lock
+
+// Answers still owed to the current ordinary gather. It starts at 0 when the
+// library loads and is never reset: a monitor counts down whenever a gather
+// is in progress, so a negative remainder of one gather shortens the next.
+int32_t gather_pending = 0;
+std::atomic<bool> gather_in_progress{false};
+
+void count_answer() {
+    if (!gather_in_progress) return;
+    gather_lock.enter();
+    --gather_pending;
+    gather_lock.leave();
+}
+
+constexpr unsigned monitor_timeout_ms = 10000;
+constexpr unsigned exiting_timeout_ms = 60000;
+constexpr unsigned exiting_slice_ms = 100;
+
+void close_events(ClientRecord* record) {
+    for (platform::EventHandle& event : record->events) {
+        platform::close_event(event);
+        event = 0;
+    }
+}
+
+// Records whose events a clear or an exiting gather still waits on are kept
+// (retired) until that wait is over, so that no handle is closed under a
+// wait. Both under collection_lock.
+int handle_users = 0;
+std::vector<ClientRecord*>& retired_records() {
+    static auto* retired = new std::vector<ClientRecord*>;
+    return *retired;
+}
+
+void retire(ClientRecord* record) {
+    if (handle_users > 0) {
+        retired_records().push_back(record);
+        return;
+    }
+    close_events(record);
+    delete record;
+}
+
+void use_handles() { ++handle_users; }
+
+void release_handles() {
+    if (--handle_users > 0) return;
+    for (ClientRecord* record : retired_records()) {
+        close_events(record);
+        delete record;
+    }
+    retired_records().clear();
+}
+
+}  // namespace
+
+ClientRegistry& client_registry() {
+    static auto* registry = new ClientRegistry;
+    return *registry;
+}
+
+void start_host_pipe_server() {
+    if (!platform::start_thread(host_pipe_server_thread, nullptr)) report_last_error("CreateThread");
+}
+
+void host_pipe_server_thread(void*) {
+    while (!exiting) {
+        platform::PipeHandle connection = platform::invalid_pipe;
+        platform::AcceptResult accepted = platform::accept_pipe_client(&connection);
+        if (accepted == platform::AcceptResult::failed) return;
+        if (accepted == platform::AcceptResult::retry) {
+            report_last_error("Host:ConnectNamedPipe");
+            continue;
+        }
+        // The connection's number travels as the thread's argument.
+        if (!platform::start_thread(host_connection_thread, reinterpret_cast<void*>(connection))) {
+            report_last_error("Host: create thread for pipe communication");
+            platform::close_pipe(connection);
+            return;
+        }
+    }
+}
+
+void host_connection_thread(void* argument) {
+    auto pipe = reinterpret_cast<platform::PipeHandle>(argument);
+    char buffer[4096];
+    long got = platform::read_message(pipe, buffer, sizeof buffer);
+    if (got <= 0) {
+        report_last_error("ReadFile at host pipe end");
+        platform::close_pipe(pipe);
+        return;
+    }
+    std::string text(buffer, strnlen(buffer, static_cast<size_t>(got)));
+    std::string name;
+    uint32_t pid = 0;
+    parse_registration(text, &name, &pid);
+    ClientRecord* record = pid != 0 ? add_client(name, pid) : nullptr;
+    if (record != nullptr) {
+        int32_t number = record->id;
+        collection_lock.enter();
+        record->monitor_running = true;
+        collection_lock.leave();
+        if (!platform::start_thread(client_monitor_thread, record)) {
+            collection_lock.enter();
+            record->monitor_running = false;
+            collection_lock.leave();
+        }
+        char answer[32];
+        int length = snprintf(answer, sizeof answer, "%d", number);
+        if (!platform::write_message(pipe, answer, static_cast<size_t>(length) + 1))
+            report_last_error("WriteFile at host pipe end");
+    }
+    platform::close_pipe(pipe);
+}
+
+ClientRecord* add_client(const std::string& name, uint32_t pid) {
+    collection_lock.enter();
+    if (collection_closed) {
+        collection_lock.leave();
+        return nullptr;
+    }
+    auto* record = new ClientRecord;
+    record->name = name;
+    record->pid = pid;
+    record->id = ++next_client_number;
+    // The host's own creation time, taken only when the client's process can
+    // be opened: the liveness test compares it with the host's again.
+    if (platform::process_can_be_opened(pid)) record->creation_time = platform::own_creation_time();
+    create_client_events(record);
+    client_registry()[record->id] = record;
+    collection_lock.leave();
+    return record;
+}
+
+bool create_client_events(ClientRecord* record) {
+    char* (*kinds[3])(const ClientRecord&) = {make_exiting_name, make_data_ready_name, make_cleardata_done_name};
+    for (int i = 0; i < 3; ++i) {
+        char* name = kinds[i](*record);
+        record->events[i] = create_named_event(name, false, false);
+        free(name);
+    }
+    record->events[event_host_exiting] = create_numbered_event(host_exiting_base, record->id, false);
+    record->events[event_getdata] = create_numbered_event(getdata_request_base, record->id, false);
+    record->events[event_cleardata] = create_numbered_event(cleardata_request_base, record->id, false);
+    return record->events[0] != 0 && record->events[1] != 0 && record->events[2] != 0;
+}
+
+// Called under collection_lock.
+void remove_client(int32_t number) {
+    ClientRegistry& registry = client_registry();
+    auto it = registry.find(number);
+    if (it == registry.end()) return;
+    ClientRecord* record = it->second;
+    registry.erase(it);
+    retire(record);
+}
+
+bool client_is_alive(const ClientRecord& record) {
+    char name[512];
+    bool ended = false;
+    if (!platform::query_process(record.pid, name, sizeof name, &ended)) return false;
+    if (record.name != name) return false;  // the process id now belongs to another program
+    uint64_t created = platform::own_creation_time();
+    if ((created >> 32) != (record.creation_time >> 32) && (created & 0xFFFFFFFFu) != (record.creation_time & 0xFFFFFFFFu))
+        return false;
+    return !ended;
+}
+
+void merge_client_file(const ClientRecord& record, bool final) {
+    char* base = make_data_base_name(record);
+    char path[data_file_path_size];
+    make_data_file_path(path, base != nullptr ? base : "", final);
+    free(base);
+    merge_data_file(path);
+    platform::delete_file(path);
+}
+
+// Every step is taken under collection_lock and only while collection is
+// open. What it did is also marked in the record, for an exiting gather
+// that waits on the same events.
+void client_monitor_thread(void* argument) {
+    auto* record = static_cast<ClientRecord*>(argument);
+    platform::EventHandle signals[2] = {record->events[event_exiting], record->events[event_data_ready]};
+    for (;;) {
+        int which = platform::wait_any(signals, 2, monitor_timeout_ms);
+        collection_lock.enter();
+        if (collection_closed) {
+            collection_lock.leave();
+            return;
+        }
+        if (which == 1) {
+            merge_client_file(*record, false);
+            collection_lock.leave();
+            count_answer();
+            continue;
+        }
+        if (which == 0 || (which == platform::wait_timeout && !client_is_alive(*record))) {
+            if (which == 0) {
+                merge_client_file(*record, true);
+                record->final_merged = true;
+            } else {
+                record->gone = true;
+            }
+            record->monitor_running = false;
+            remove_client(record->id);
+            collection_lock.leave();
+            count_answer();
+            return;
+        }
+        collection_lock.leave();
+        if (which != platform::wait_timeout) platform::sleep_ms(100);  // a failed wait never spins
+    }
+}
+
+namespace {
+
+void ordinary_gather() {
+    std::vector<platform::EventHandle> requests;
+    collection_lock.enter();
+    for (const auto& [number, record] : client_registry()) {
+        if (record->gone || record->final_merged) continue;
+        gather_lock.enter();
+        ++gather_pending;
+        gather_lock.leave();
+        requests.push_back(record->events[event_getdata]);
+    }
+    gather_in_progress = true;
+    // Set under the lock: no record's events are closed meanwhile.
+    for (platform::EventHandle request : requests) {
+        if (request != 0 && !platform::set_event(request)) break;
+    }
+    collection_lock.leave();
+    for (;;) {
+        platform::sleep_ms(1000);
+        gather_lock.enter();
+        int32_t pending = gather_pending;
+        gather_lock.leave();
+        if (pending <= 0) break;
+    }
+    gather_in_progress = false;
+}
+
+// Three minutes of silence in all end the wait. An answer taken by a
+// client's monitor (which may still wait on the same event on POSIX, or
+// when the library is unloaded) counts as given, and so does a client that
+// its monitor found dead.
+void exiting_gather(bool threads_gone) {
+    struct Owed {
+        ClientRecord* record;
+        platform::EventHandle exiting;
+    };
+    std::vector<Owed> owed;
+    collection_lock.enter();
+    for (const auto& [number, record] : client_registry()) {
+        if (record->gone || record->final_merged) continue;
+        owed.push_back({record, record->events[event_exiting]});
+    }
+    for (const Owed& o : owed) {
+        if (o.record->events[event_host_exiting] != 0 && !platform::set_event(o.record->events[event_host_exiting])) break;
+    }
+    use_handles();
+    collection_lock.leave();
+    int timeouts = 0;
+    unsigned quiet_ms = 0;
+    while (!owed.empty() && timeouts < 3) {
+        std::vector<platform::EventHandle> handles;
+        for (const Owed& o : owed) handles.push_back(o.exiting);
+        // With no monitor left, one long wait does; otherwise short ones, so
+        // that what the monitors did is seen soon.
+        unsigned slice = threads_gone ? exiting_timeout_ms : exiting_slice_ms;
+        int which = platform::wait_any(handles.data(), static_cast<int>(handles.size()), slice);
+        collection_lock.enter();
+        if (which >= 0 && which < static_cast<int>(owed.size())) {
+            merge_client_file(*owed[which].record, true);
+            owed[which].record->final_merged = true;
+            owed.erase(owed.begin() + which);
+            quiet_ms = 0;
+        } else if (which == platform::wait_timeout) {
+            quiet_ms += slice;
+            if (quiet_ms >= exiting_timeout_ms) {
+                ++timeouts;
+                quiet_ms = 0;
+            }
+        } else {
+            owed.pop_back();  // a failed wait is taken as an answer
+        }
+        for (size_t i = owed.size(); i-- > 0;) {
+            if (owed[i].record->final_merged || owed[i].record->gone) owed.erase(owed.begin() + static_cast<long>(i));
+        }
+        collection_lock.leave();
+    }
+    collection_lock.enter();
+    release_handles();
+    collection_lock.leave();
+}
+
+}  // namespace
+
+void gather_from_clients(bool host_exiting) {
+    gather_serial_lock.enter();
+    collection_lock.enter();
+    bool any = !client_registry().empty();
+    collection_lock.leave();
+    if (any) {
+        if (host_exiting) exiting_gather(threads_gone_at_exit);
+        else ordinary_gather();
+    }
+    gather_serial_lock.leave();
+}
+
+// Every client is asked under the lock; the wait for their answers is not.
+void clear_clients() {
+    std::vector<platform::EventHandle> done;
+    gather_serial_lock.enter();
+    collection_lock.enter();
+    std::vector<platform::EventHandle> requests;
+    for (const auto& [number, record] : client_registry()) {
+        if (record->gone || record->final_merged) continue;
+        done.push_back(record->events[event_cleardata_done]);
+        requests.push_back(record->events[event_cleardata]);
+    }
+    for (platform::EventHandle request : requests) {
+        if (request != 0 && !platform::set_event(request)) break;
+    }
+    use_handles();
+    collection_lock.leave();
+    if (!done.empty()) platform::wait_all(done.data(), static_cast<int>(done.size()), exiting_timeout_ms);
+    collection_lock.enter();
+    release_handles();
+    collection_lock.leave();
+    gather_serial_lock.leave();
+}
+
+void destroy_client_registry(bool threads_gone) {
+    collection_lock.enter();
+    ClientRegistry& registry = client_registry();
+    for (auto& [number, record] : registry) {
+        if (threads_gone || !record->monitor_running) {
+            close_events(record);
+            delete record;
+        } else {
+            // Kept where leak checks see it: the monitor may still read it.
+            static auto* left_running = new std::vector<ClientRecord*>;
+            left_running->push_back(record);
+            for (platform::EventHandle event : record->events) platform::remove_event_name(event);
+        }
+    }
+    registry.clear();
+    if (threads_gone) handle_users = 0;
+    if (handle_users == 0) {
+        for (ClientRecord* record : retired_records()) {
+            close_events(record);
+            delete record;
+        }
+        retired_records().clear();
+    }
+    collection_lock.leave();
+}
+
+}  // namespace mirt

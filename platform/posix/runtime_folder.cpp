@@ -1,0 +1,42 @@
+// runtime_folder.cpp (POSIX): the per-user runtime folder, checked at every use.
+// This file holds only POSIX code.
+#include "runtime_folder.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "files.h"
+
+namespace mirt::platform {
+
+bool runtime_folder(char* buffer, size_t size) {
+    if (buffer == nullptr || size == 0) return false;
+    buffer[0] = '\0';
+    char temp[4096];
+    if (!temp_folder(temp, sizeof temp)) return false;
+    char path[4096];
+    // Without its trailing slash, so that lstat sees a link rather than its target.
+    int n = snprintf(path, sizeof path, "%smirt-%u", temp, static_cast<unsigned>(getuid()));
+    if (n <= 0 || static_cast<size_t>(n) + 1 >= size || static_cast<size_t>(n) + 1 >= sizeof path) return false;
+    if (mkdir(path, 0700) != 0 && errno != EEXIST) return false;
+    struct stat info;
+    if (lstat(path, &info) != 0) return false;
+    if (!S_ISDIR(info.st_mode) || info.st_uid != getuid() || (info.st_mode & 077) != 0) return false;
+    memcpy(buffer, path, static_cast<size_t>(n));
+    buffer[n] = '/';
+    buffer[n + 1] = '\0';
+    return true;
+}
+
+bool runtime_path(const char* name, char* buffer, size_t size) {
+    char folder[4096];
+    if (!runtime_folder(folder, sizeof folder)) return false;
+    int n = snprintf(buffer, size, "%s%s", folder, name);
+    return n > 0 && static_cast<size_t>(n) < size;
+}
+
+}  // namespace mirt::platform

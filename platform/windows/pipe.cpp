@@ -1,0 +1,58 @@
+// pipe.cpp (Windows): the host's named pipe in message mode. This file holds only Windows code.
+#include "pipe.h"
+
+#include "windows_api.h"
+
+namespace mirt::platform {
+
+const PipeHandle invalid_pipe = reinterpret_cast<PipeHandle>(INVALID_HANDLE_VALUE);
+
+namespace {
+const char* const pipe_name = "\\\\.\\pipe\\MIRT_HOST_PIPE";
+HANDLE as_handle(PipeHandle pipe) { return reinterpret_cast<HANDLE>(pipe); }
+}  // namespace
+
+AcceptResult accept_pipe_client(PipeHandle* connection) {
+    HANDLE pipe = CreateNamedPipeA(pipe_name, PIPE_ACCESS_DUPLEX, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_WAIT,
+                                   PIPE_UNLIMITED_INSTANCES, 4096, 4096, 0, nullptr);
+    if (pipe == INVALID_HANDLE_VALUE) return AcceptResult::failed;
+    if (!ConnectNamedPipe(pipe, nullptr) && GetLastError() != ERROR_PIPE_CONNECTED) {
+        CloseHandle(pipe);
+        return AcceptResult::retry;
+    }
+    *connection = reinterpret_cast<PipeHandle>(pipe);
+    return AcceptResult::connected;
+}
+
+void stop_pipe_server() {}
+
+PipeOpen open_host_pipe(PipeHandle* pipe) {
+    HANDLE handle = CreateFileA(pipe_name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_PIPE_BUSY ? PipeOpen::busy : PipeOpen::absent;
+    *pipe = reinterpret_cast<PipeHandle>(handle);
+    return PipeOpen::opened;
+}
+
+bool wait_for_host_pipe(unsigned ms) { return WaitNamedPipeA(pipe_name, ms) != 0; }
+
+bool set_message_mode(PipeHandle pipe) {
+    DWORD mode = PIPE_READMODE_MESSAGE;
+    return SetNamedPipeHandleState(as_handle(pipe), &mode, nullptr, nullptr) != 0;
+}
+
+bool write_message(PipeHandle pipe, const void* data, size_t n) {
+    DWORD written = 0;
+    return WriteFile(as_handle(pipe), data, static_cast<DWORD>(n), &written, nullptr) && written == n;
+}
+
+long read_message(PipeHandle pipe, void* buffer, size_t size) {
+    DWORD got = 0;
+    if (!ReadFile(as_handle(pipe), buffer, static_cast<DWORD>(size), &got, nullptr)) return -1;
+    return static_cast<long>(got);
+}
+
+void close_pipe(PipeHandle pipe) {
+    if (pipe != invalid_pipe && pipe != 0) CloseHandle(as_handle(pipe));
+}
+
+}  // namespace mirt::platform

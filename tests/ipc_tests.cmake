@@ -1,0 +1,36 @@
+# Collection tests: unit tests of names, events and data files, and end-to-end
+# tests with a host and clients as real processes.
+target_sources(unit_tests PRIVATE unit/ipc_test.cpp)
+if(NOT WIN32)
+  target_sources(unit_tests PRIVATE unit/posix/runtime_folder_test.cpp)
+endif()
+
+# Speaks to the host's pipe with texts that no real client sends.
+add_executable(ipc_probe programs/ipc_probe.cpp)
+target_link_libraries(ipc_probe PRIVATE mirt_objects)
+
+# Host and clients use the fixed exit file and, under Wine, the one pipe name.
+add_executable(ipc_e2e_tests e2e/ipc_e2e_test.cpp)
+target_link_libraries(ipc_e2e_tests PRIVATE mirt_test_support GTest::gtest_main)
+add_dependencies(ipc_e2e_tests ipc_probe probe_app mirt64)
+mirt_discover(ipc_e2e_tests PROPERTIES RESOURCE_LOCK fixed_files)
+
+# Collection under faults: killed clients and hosts. The exit file is fixed,
+# and under Wine the pipe name is one for all.
+add_executable(collection_fault_tests e2e/collection_fault_test.cpp)
+target_link_libraries(collection_fault_tests PRIVATE mirt_test_support GTest::gtest_main)
+add_dependencies(collection_fault_tests probe_app mirt64)
+mirt_discover(collection_fault_tests PROPERTIES RESOURCE_LOCK fixed_files)
+
+# Collection under load for a minute. On POSIX its pipe and events live in a
+# private folder, so it runs beside the other tests, started first (its cost)
+# so that they share its minute; under Wine it shares the one pipe name and
+# runs alone.
+add_executable(collection_load_tests e2e/collection_load_test.cpp)
+target_link_libraries(collection_load_tests PRIVATE mirt_test_support GTest::gtest_main)
+add_dependencies(collection_load_tests probe_app mirt64)
+if(WIN32)
+  mirt_discover(collection_load_tests PROPERTIES RESOURCE_LOCK fixed_files TIMEOUT 240)
+else()
+  mirt_discover(collection_load_tests PROPERTIES COST 1000 TIMEOUT 240)
+endif()
