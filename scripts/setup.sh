@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(cmake make g++ googletest libbenchmark-dev llvm g++-mingw-w64-x86-64-posix wine64 binutils-mingw-w64-x86-64
           mono-mcs mono-runtime libcli11-dev libtinyxml2-dev nlohmann-json3-dev lcov pkg-config
-          clang llvm-14-dev libclang-14-dev libclang-cpp14-dev)
+          clang llvm-14-dev libclang-14-dev libclang-cpp14-dev libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
