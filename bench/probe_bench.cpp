@@ -25,8 +25,8 @@ __attribute__((noinline)) void out_of_line_increment(int id) {
 }
 
 char key_name[] = "src/key.cpp";
-char point_name[] = "src/subsystem/module/point_name_40b.cpp";  // 40 bytes with its terminator
-static_assert(sizeof(point_name) == 40, "a 40-byte point name");
+char point_name[] = "src/subsystem/module/point_name_40_b.cpp";
+static_assert(sizeof(point_name) == 41, "a point name of 40 bytes");
 char file_name[] = "src/subsystem/some_module.cpp";
 
 void BM_Floor_InlineIncrement(benchmark::State& state) {
@@ -72,6 +72,20 @@ void BM_MirtObj_KnownPoint(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_MirtObj_KnownPoint);
+
+void BM_MirtObj_KnownPointNameAtChangingAddress(benchmark::State& state) {
+    // The same text from 1024 buffers in turn (names built at run time):
+    // more addresses than the runtime remembers, so every construction folds
+    // the name and walks to its slot.
+    static char copies[1024][sizeof point_name];
+    for (auto& c : copies) memcpy(c, point_name, sizeof point_name);
+    unsigned i = 0;
+    for (auto _ : state) {
+        mirt_obj scope(copies[i++ & 1023], 12);
+        benchmark::DoNotOptimize(scope.index);
+    }
+}
+BENCHMARK(BM_MirtObj_KnownPointNameAtChangingAddress);
 
 void BM_MirtFn2_KnownLine(benchmark::State& state) {
     for (int line = 1; line <= 200; ++line) mirt_fn2(file_name, line);
