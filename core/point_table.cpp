@@ -7,6 +7,7 @@
 #include "error_log.h"
 #include "index_file.h"
 #include "lifecycle.h"
+#include "memory.h"
 #include "mirt64.h"
 #include "trace.h"
 #include "text.h"
@@ -145,7 +146,7 @@ namespace {
 // The first call only: kept out of line so that every later call is a test,
 // a bounds check and an increment, with nothing saved around a call.
 __attribute__((noinline, cold)) void count_first_simple(int id) {
-    simple_counters = static_cast<uint64_t*>(calloc(simple_counter_count, sizeof(uint64_t)));
+    simple_counters = static_cast<uint64_t*>(platform::allocate_zeroed_table(simple_counter_count * sizeof(uint64_t)));
     if (simple_counters != nullptr && static_cast<unsigned>(id) < simple_counter_count) simple_counters[id] += 1;
 }
 }  // namespace

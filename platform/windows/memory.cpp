@@ -1,0 +1,11 @@
+// memory.cpp (Windows): large zeroed tables. This file holds only Windows code.
+#include "memory.h"
+
+#include <cstdlib>
+
+namespace mirt::platform {
+
+// Large pages need a privilege that processes seldom hold: ordinary zeroed memory.
+void* allocate_zeroed_table(size_t bytes) { return calloc(1, bytes); }
+
+}  // namespace mirt::platform
