@@ -19,7 +19,14 @@ extern "C" void c_mirt_clear_coverage_data(void) {
     merge_lock.enter();
     // The slots are emptied but point_entry_count is kept: every claim since
     // the table was allocated counts towards its cap.
-    if (point_hit_table != nullptr) memset(point_hit_table, 0, sizeof(PointHitEntry) * point_table_slots);
+    // Only the regions that ever held a slot can be other than zero.
+    if (point_hit_table != nullptr) {
+        for (uint32_t r = 0; r < point_region_count; ++r) {
+            if (point_region_used[r])
+                memset(point_hit_table + r * point_region_slots, 0, sizeof(PointHitEntry) * point_region_slots);
+        }
+        forget_recent_points();
+    }
     if (simple_counters != nullptr) memset(simple_counters, 0, sizeof(uint64_t) * simple_counter_count);
     for (StaticRegistration& r : static_registrations()) {
         if (r.counters != nullptr && r.count > 0) memset(r.counters, 0, sizeof(long long) * r.count);

@@ -7,6 +7,7 @@
 #include "error_log.h"
 #include "index_file.h"
 #include "lifecycle.h"
+#include "memory.h"
 #include "mirt64.h"
 #include "trace.h"
 #include "text.h"
@@ -19,6 +20,7 @@ int32_t point_entry_count = 0;
 uint64_t* simple_counters = nullptr;
 char test_name[test_text_size];
 char test_label[test_text_size];
+bool point_region_used[point_region_count];
 
 std::vector<PointHitEntry*>& merged_points() {
     // Never destroyed: detach and clearing empty it, and on POSIX other
@@ -27,38 +29,55 @@ std::vector<PointHitEntry*>& merged_points() {
     return *points;
 }
 
+// Each step doubles h, so a byte k places from the end ends up shifted left by
+// k and a byte 32 or more places from the end drops out: the fold is the XOR
+// of the last 32 bytes, each shifted by its distance from the end. The terms
+// do not wait for each other as the steps of the loop form did.
 uint32_t name_fold(const char* name) {
-    uint32_t h = 0;
-    for (const char* p = name; *p != '\0'; ++p) h = (h * 2) ^ static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(*p)));
-    return h;
+    const size_t length = strlen(name);
+    const size_t first = length > 32 ? length - 32 : 0;
+    uint32_t even = 0, odd = 0;
+    size_t i = first;
+    for (; i + 1 < length; i += 2) {
+        even ^= static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(name[i]))) << (length - 1 - i);
+        odd ^= static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(name[i + 1]))) << (length - 2 - i);
+    }
+    if (i < length) even ^= static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(name[i])));
+    return even ^ odd;
 }
 
 namespace {
 
 // Puts a freshly allocated table in place unless another thread's first
-// probe got there first; the loser frees its copy and counts into the
-// winner's table, so that threads starting at once share one table and lose
-// neither memory nor hits to a table that is then dropped.
+// probe got there first; then the caller releases its copy and counts into
+// the winner's table, so that threads starting at once share one table and
+// lose neither memory nor hits to a table that is then dropped.
 template <typename T>
 bool install_table(T** table, void* fresh) {
     T* expected = nullptr;
-    if (fresh != nullptr && __atomic_compare_exchange_n(table, &expected, static_cast<T*>(fresh), false,
-                                                        __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE))
-        return true;
-    free(fresh);
-    return false;
+    return fresh != nullptr && __atomic_compare_exchange_n(table, &expected, static_cast<T*>(fresh), false,
+                                                           __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE);
 }
 
 }  // namespace
 
+// The used-region marks are not reset here: they are all clear whenever the
+// table is absent (free_point_table clears them), and a thread that lost the
+// race to install would otherwise wipe the marks of the winner's first hits.
 bool allocate_point_table() {
-    return install_table(&point_hit_table, calloc(point_table_slots, sizeof(PointHitEntry)));
+    void* fresh = calloc(point_table_slots, sizeof(PointHitEntry));
+    if (install_table(&point_hit_table, fresh)) return true;
+    free(fresh);
+    return false;
 }
 
 namespace {
 
+// The same pointer is the same text: a point named by a literal skips the
+// comparison on every hit after its first.
 bool same_name(const PointHitEntry& slot, const char* name) {
-    return slot.key != 0 && strcmp(reinterpret_cast<const char*>(slot.key), name) == 0;
+    return slot.key == reinterpret_cast<uintptr_t>(name) ||
+           (slot.key != 0 && strcmp(reinterpret_cast<const char*>(slot.key), name) == 0);
 }
 
 // Where a named point (name, line) is, or would be claimed. found tells
@@ -74,16 +93,38 @@ PointHitEntry* find_named_slot(const char* name, int32_t line, bool* found) {
         }
         if (entry.line == 0 && point_entry_count < point_table_cap) {
             *found = false;
+            mark_point_slot(slot);
             return &entry;
         }
     }
     return nullptr;
 }
 
+// Where recent constructions found their named point, by the address of the
+// name passed and the line: a point constructed again finds its slot without
+// folding the name or walking the table. A slot stays the first match of its
+// point in the probe sequence until a slot is emptied or moved, which only
+// clearing, the point section's compaction and freeing do; they forget these
+// entries. A hit still checks the slot's line and text.
+struct RecentPoint {
+    const char* name;
+    int32_t line;
+    uint32_t slot;
+};
+constexpr uint32_t recent_point_slots = 256;
+RecentPoint recent_points[recent_point_slots];
+
+inline RecentPoint& recent_point(const char* name, int32_t line) {
+    uintptr_t h = (reinterpret_cast<uintptr_t>(name) >> 3) ^ (static_cast<uint32_t>(line) * 0x9E3779B1u >> 20);
+    return recent_points[h & (recent_point_slots - 1)];
+}
+
 // The library's name for a null point name: named points never hold a null key.
 char empty_name[1] = "";
 
 }  // namespace
+
+void forget_recent_points() { memset(recent_points, 0, sizeof recent_points); }
 
 bool enter_listed_point(const char* name, int32_t line) {
     bool found = false;
@@ -104,6 +145,8 @@ bool enter_listed_point(const char* name, int32_t line) {
 void free_point_table() {
     free(point_hit_table);
     point_hit_table = nullptr;
+    memset(point_region_used, 0, sizeof point_region_used);
+    forget_recent_points();
 }
 
 void free_merged_points() {
@@ -119,11 +162,27 @@ void free_merged_points() {
 
 using namespace mirt;
 
+namespace {
+// The first call only: kept out of line so that every later call is a test,
+// a bounds check and an increment, with nothing saved around a call.
+__attribute__((noinline, cold)) void count_first_simple(int id) {
+    constexpr size_t bytes = simple_counter_count * sizeof(uint64_t);
+    void* fresh = platform::allocate_zeroed_table(bytes);
+    if (fresh != nullptr && !install_table(&simple_counters, fresh)) platform::release_zeroed_table(fresh, bytes);
+    uint64_t* counters = __atomic_load_n(&simple_counters, __ATOMIC_ACQUIRE);
+    if (counters != nullptr && static_cast<unsigned>(id) < simple_counter_count) counters[id] += 1;
+}
+}  // namespace
+
 // Numbered counter. An id outside 0..999,999 counts nothing: the array has
 // no room for it, and writing past it would corrupt the program.
 int mirt_fn(int id) {
-    if (simple_counters == nullptr) install_table(&simple_counters, calloc(simple_counter_count, sizeof(uint64_t)));
-    if (simple_counters != nullptr && id >= 0 && id < simple_counter_count) simple_counters[id] += 1;
+    uint64_t* counters = simple_counters;
+    if (__builtin_expect(counters == nullptr, 0)) {
+        count_first_simple(id);
+        return 0;
+    }
+    if (static_cast<unsigned>(id) < simple_counter_count) counters[id] += 1;
     return 0;
 }
 
@@ -142,6 +201,7 @@ extern "C" int c_mirt_fn(char* key, int line) {
             return static_cast<int>(entry.index);
         }
         if (entry.line == 0 && point_entry_count < point_table_cap) {
+            mark_point_slot(slot);
             entry.line = line;
             entry.key = k;
             entry.count = 1;
@@ -163,9 +223,20 @@ mirt_obj::mirt_obj(char* name, int line) : index(0) {
     if (point_hit_table == nullptr) load_index_file(1);
     if (point_hit_table == nullptr) return;
     const char* text = name != nullptr ? name : empty_name;
+    RecentPoint& recent = recent_point(text, line);
+    if (recent.name == text && recent.line == line) {
+        PointHitEntry& slot = point_hit_table[recent.slot & point_slot_mask];
+        if (slot.line == line && same_name(slot, text)) {
+            slot.count += 1;
+            trace_append(static_cast<int32_t>(slot.index));
+            index = static_cast<int>(slot.index);
+            return;
+        }
+    }
     bool found = false;
     PointHitEntry* entry = find_named_slot(text, line, &found);
     if (entry == nullptr) return;
+    recent = {text, line, static_cast<uint32_t>(entry - point_hit_table)};
     if (found) {
         entry->count += 1;
         trace_append(static_cast<int32_t>(entry->index));

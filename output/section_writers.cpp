@@ -103,9 +103,15 @@ void split_key(const char* key, std::string* directory, std::string* file) {
 void write_point_section(FILE* stream) {
     if (stream == nullptr || point_hit_table == nullptr) return;
     size_t n = 0;
-    for (uint32_t i = 0; i < point_table_slots; ++i) {
-        if (point_hit_table[i].line != 0) point_hit_table[n++] = point_hit_table[i];
-    }
+    // Slots outside the used regions are empty; the front that the occupied
+    // slots move to is marked used in turn.
+    for_each_slot_in_used_regions([&n](uint32_t i) {
+        if (point_hit_table[i].line != 0) {
+            mark_point_slot(static_cast<uint32_t>(n));
+            point_hit_table[n++] = point_hit_table[i];
+        }
+    });
+    forget_recent_points();
     // Unstable: equal points (the same text at two addresses, same line) keep no defined order.
     std::sort(point_hit_table, point_hit_table + n, slot_less);
     if (n < 1) return;
@@ -129,9 +135,9 @@ void write_merged_point_section(FILE* stream) {
     auto& points = merged_points();
     const size_t merged = points.size();
     if (point_hit_table != nullptr) {
-        for (uint32_t i = 0; i < point_table_slots; ++i) {
+        for_each_slot_in_used_regions([&points](uint32_t i) {
             if (point_hit_table[i].line != 0) points.push_back(&point_hit_table[i]);
-        }
+        });
     }
     std::map<std::string, std::map<int32_t, int64_t>> grouped;
     for (const PointHitEntry* entry : points) {

@@ -5,7 +5,7 @@ cd "$(dirname "$0")/.."
 root=$PWD
 jobs=$(nproc)
 
-cmake -S . -B build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+cmake -S . -B build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMIRT_BUILD_BENCHMARKS=ON "$@" >/dev/null
 cmake --build build/native -j "$jobs"
 
 cmake -S . -B build/windows -DCMAKE_BUILD_TYPE=RelWithDebInfo \

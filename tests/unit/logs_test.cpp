@@ -33,6 +33,22 @@ TEST_F(RuntimeTest, IndexFileNumbersListedPointsAndAppendsNewOnes) {
     EXPECT_EQ(lines_of(read_text_file(index_path)).size(), 8u);
 }
 
+// A point found again at the same address counts into the slot it found
+// before, as long as the slot still holds its text; a buffer that holds
+// another name now is another point, and a clear starts the search afresh.
+TEST_F(RuntimeTest, PointsConstructedAgainFromOneBufferFollowItsText) {
+    write_file(index_path, "a.cpp,5\n");
+    static char buffer[] = "a.cpp";
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(mirt_obj(buffer, 5).index, 1);
+    EXPECT_EQ(point_hit_table[home_slot(name_fold("a.cpp"), 5)].count, 4u);  // listed, then three hits
+    memcpy(buffer, "b.cpp", 5);
+    EXPECT_EQ(mirt_obj(buffer, 5).index, 2);
+    EXPECT_EQ(mirt_obj(buffer, 5).index, 2);
+    mirt_clear_coverage_data();
+    EXPECT_EQ(mirt_obj(buffer, 5).index, 3);
+    EXPECT_EQ(lines_of(read_text_file(index_path)), (std::vector<std::string>{"a.cpp,5", "b.cpp,5", "b.cpp,5"}));
+}
+
 TEST_F(RuntimeTest, IndexFileThatCannotBeOpenedForAppendingIsReported) {
     std::string unreachable = mirt_test::join(mirt_test::join(folder, "missing"), "index.txt");
     index_file_path = unreachable.c_str();

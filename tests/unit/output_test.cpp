@@ -1,4 +1,5 @@
 // Tests of the coverage output: whole record groups compared byte for byte.
+#include <algorithm>
 #include <cstring>
 
 #include "emit.h"
@@ -109,6 +110,28 @@ TEST_F(OutputTest, PointThatMovedInCompactionIsListedTwiceLater) {
     EXPECT_TRUE(second == "=== T\n>>> unknown\n--- m\n### moved.cpp\n7,1\n7,2\n" ||
                 second == "=== T\n>>> unknown\n--- m\n### moved.cpp\n7,2\n7,1\n")
         << second;
+}
+
+// Points far apart in the table, the last slot among them: a write sees
+// every one, the next write sees the copies that compaction moved to the
+// front beside the stale ones, and a clear leaves the whole table zero.
+TEST_F(OutputTest, PointsAnywhereInTheTableAreWrittenAndCleared) {
+    static char a[] = "d1/a.cpp", b[] = "d2/b.cpp", c[] = "d3/c.cpp";
+    char* keys[] = {a, b, c};
+    const uint32_t targets[] = {point_slot_mask, point_table_slots / 2 + 5, 3 * point_table_slots / 4};
+    for (int i = 0; i < 3; ++i) {
+        int32_t line = 1;  // 257 is odd: some line below 2^20 lands on any slot
+        while (home_slot(reinterpret_cast<uintptr_t>(keys[i]), line) != targets[i]) ++line;
+        c_mirt_fn(keys[i], line);
+    }
+    std::string first = write();
+    EXPECT_EQ(std::count(first.begin(), first.end(), '\n'), 2 + 3 * 3) << first;
+    std::string second = write().substr(first.size());
+    EXPECT_EQ(std::count(second.begin(), second.end(), '\n'), 2 + 3 * 2 + 6) << second;
+    mirt_clear_coverage_data();
+    const auto* bytes = reinterpret_cast<const unsigned char*>(point_hit_table);
+    const size_t size = sizeof(PointHitEntry) * point_table_slots;
+    EXPECT_EQ(static_cast<size_t>(std::count(bytes, bytes + size, 0)), size);
 }
 
 TEST_F(OutputTest, MergedPointSectionGroupsByTextAndFoldsDirectoryCase) {

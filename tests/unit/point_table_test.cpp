@@ -24,6 +24,25 @@ TEST(PointHash, FoldAndHomeSlotFollowTheFormula) {
     EXPECT_EQ(home_slot(0, -1), 1048319u);  // negative lines wrap like any other unsigned product
 }
 
+// The fold takes the last 32 bytes at once; it must agree with the step by
+// step form on every length and on bytes of either sign.
+TEST(PointHash, FoldAgreesWithTheStepwiseFormOnManyNames) {
+    uint64_t state = 0x2545F4914F6CDD1DULL;
+    char name[101];
+    for (int round = 0; round < 20000; ++round) {
+        size_t length = static_cast<size_t>(round % 101);
+        for (size_t i = 0; i < length; ++i) {
+            state ^= state << 13, state ^= state >> 7, state ^= state << 17;
+            name[i] = static_cast<char>(1 + state % 255);
+        }
+        name[length] = '\0';
+        uint32_t stepwise = 0;
+        for (size_t i = 0; i < length; ++i)
+            stepwise = (stepwise * 2) ^ static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(name[i])));
+        ASSERT_EQ(name_fold(name), stepwise) << "length " << length;
+    }
+}
+
 TEST_F(RuntimeTest, PointerKeysClaimTheirHomeSlotAndProbeOnWithWrap) {
     char* a = key_value(0x10000);
     c_mirt_fn(a, 7);

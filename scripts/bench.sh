@@ -1,0 +1,103 @@
+#!/usr/bin/env bash
+# Measures the probes and the whole-program overhead of every probe style
+# against the established coverage tools, and writes BENCHMARKS.md from the
+# measurements. BENCH_SIZE (workload size) and BENCH_ROUNDS (runs per
+# variant, the median is kept) tune the overhead part.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+size=${BENCH_SIZE:-20000}
+rounds=${BENCH_ROUNDS:-9}
+build=$root/build/native
+report=${BENCH_REPORT:-$root/BENCHMARKS.md}
+
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMIRT_BUILD_BENCHMARKS=ON >/dev/null
+cmake --build "$build" --target mirt64 probe_bench -j "$(nproc)" >/dev/null
+
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+echo "== probe micro-benchmarks"
+# mirt_obj traces into trace.out in the current folder: the scratch folder.
+(cd "$scratch" && "$build/bin/probe_bench" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
+    --benchmark_format=csv) >"$scratch/probe.csv" 2>"$scratch/probe.err"
+rm -f "$scratch/trace.out"
+
+echo "== whole-program overhead: building the variants"
+bench/overhead/variants.sh "$build/bench-overhead" "$build/bin"
+echo "== whole-program overhead: $rounds rounds of size $size"
+bench/overhead/run.sh "$build/bench-overhead" "$size" "$rounds" \
+    plain gcov gcov_atomic clang_plain clang_profile clang_sancov mirt_table mirt_fn mirt_fn2 mirt_obj \
+    >"$scratch/overhead.txt"
+
+cpu=$(lscpu 2>/dev/null | sed -n 's/^Model name: *//p' | head -1)
+{
+    echo "# Benchmarks"
+    echo
+    echo "Written by \`scripts/bench.sh\` on $(date -u '+%Y-%m-%d %H:%M UTC'); every number below is measured by that run."
+    echo
+    echo "## Machine"
+    echo
+    echo "- CPU: ${cpu:-unknown}, $(nproc) CPUs available; load average at the end: $(cut -d' ' -f1-3 /proc/loadavg)"
+    echo "- System: $(uname -srm)"
+    echo "- $(g++ --version | head -1)"
+    echo "- $(clang++ --version | head -1)"
+    echo "- Google Benchmark $(dpkg-query -W -f='${Version}' libbenchmark-dev 2>/dev/null || echo unknown)"
+    echo
+    echo "## One probe (bench/probe_bench.cpp)"
+    echo
+    echo "CPU time per call, median of 5 repetitions, called through \`libmirt64.so\` as an instrumented"
+    echo "program calls it; the floors are measured in the same run."
+    echo
+    echo "| benchmark | ns per call | minus inline floor | minus call floor |"
+    echo "|---|---:|---:|---:|"
+    awk -F, '
+        /_median"?,/ {
+            name = $1; gsub(/"/, "", name); sub(/_median$/, "", name)
+            cpu = $4; unit = $5; gsub(/"/, "", unit)
+            if (unit == "us") cpu *= 1000; else if (unit == "ms") cpu *= 1000000
+            names[++n] = name; ns[name] = cpu
+        }
+        END {
+            inline_floor = ns["BM_Floor_InlineIncrement"]; call_floor = ns["BM_Floor_OutOfLineCall"]
+            for (i = 1; i <= n; i++)
+                printf "| %s | %.2f | %+.2f | %+.2f |\n", names[i], ns[names[i]], ns[names[i]] - inline_floor, ns[names[i]] - call_floor
+        }' "$scratch/probe.csv"
+    echo
+    echo "## Whole program (bench/overhead/)"
+    echo
+    echo "\`workload.cpp\` (sorting, hashing, an expression parser and a bytecode machine over generated"
+    echo "input) with a probe at every basic block, built at -O2 in each variant and run $rounds times in"
+    echo "turn (size $size); the table gives the median time of one run of the workload, its ratio to the"
+    echo "uninstrumented build of the same compiler, and the median time of the explicit final write or"
+    echo "dump of the coverage that the variant collected (\`__gcov_dump\`, \`__llvm_profile_write_file\`,"
+    echo "the callback's own table written as text, \`mirt_write_coverage_data\`). Every variant computes"
+    echo "the same result; the runner checks it."
+    echo
+    echo "| variant | instrumentation | run (ms) | ratio to g++ | ratio to clang++ | final write (ms) |"
+    echo "|---|---|---:|---:|---:|---:|"
+    awk '
+        BEGIN {
+            what["plain"] = "g++ -O2, none"
+            what["gcov"] = "g++ --coverage"
+            what["gcov_atomic"] = "g++ --coverage -fprofile-update=atomic"
+            what["clang_plain"] = "clang++ -O2, none"
+            what["clang_profile"] = "clang++ -fprofile-instr-generate -fcoverage-mapping"
+            what["clang_sancov"] = "clang++ -fsanitize-coverage=trace-pc-guard, counting callback"
+            what["mirt_table"] = "mirt: `mirt_reg2` table, inline increment per block"
+            what["mirt_fn"] = "mirt: `mirt_fn(int)` per block"
+            what["mirt_fn2"] = "mirt: `mirt_fn2(file, line)` per block"
+            what["mirt_obj"] = "mirt: a `mirt_obj` per function"
+        }
+        { names[++n] = $1; work[$1] = $2; dump[$1] = $3 }
+        END {
+            for (i = 1; i <= n; i++) {
+                v = names[i]
+                clang = (v ~ /^clang/) ? sprintf("%.2fx", work[v] / work["clang_plain"]) : "";
+                printf "| %s | %s | %.1f | %.2fx | %s | %.3f |\n", v, what[v], work[v] / 1e6, work[v] / work["plain"], clang, dump[v] / 1e6
+            }
+        }' "$scratch/overhead.txt"
+    echo
+    cat bench/findings.md
+} >"$report"
+echo "wrote $report"
