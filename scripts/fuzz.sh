@@ -2,13 +2,13 @@
 # Builds the fuzz targets (clang, in build/asan, with AddressSanitizer and
 # UndefinedBehaviorSanitizer), replays every kept regression input, then fuzzes
 # each target for a fixed time, two at a time.
-#   scripts/fuzz.sh [seconds per target] [target ...]     (default: 20 seconds, every target)
+#   scripts/fuzz.sh [seconds per target] [target ...]     (default: 30 seconds, every target)
 # New inputs go to build/asan/fuzz-work/<target>/corpus; a crash, leak, time-out or
 # over-large allocation leaves its input there as crash-*, leak-*, timeout-*
 # or oom-*: after the fix, keep it in fuzz/regressions/<target>/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-seconds=${1:-20}
+seconds=${1:-30}
 shift || true
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
