@@ -7,11 +7,15 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
 
+# Each stage says when it starts, in seconds from the start of the run.
+stage() { echo "== $1 (at ${SECONDS} s)"; }
+
 scripts/setup.sh
+stage "building"
 scripts/build.sh
 
 status=0
-echo "== native tests"
+stage "native tests"
 (cd build/native && ctest --output-on-failure --timeout 300 -j "$(nproc)") || status=1
 
 # The Wine tests mostly wait on timers and other processes: the sanitizer
@@ -20,7 +24,7 @@ echo "== native tests"
 nice -n 19 scripts/sanitizers.sh build >build/sanitizer-build.log 2>&1 &
 sanitizer_build=$!
 
-echo "== Windows tests under Wine"
+stage "Windows tests under Wine"
 MIRT_BUILD="$root/build"
 source scripts/wine_env.sh
 trap 'wine_stop; kill $sanitizer_build 2>/dev/null || true' EXIT
@@ -29,6 +33,7 @@ wine_start
 
 wine_stop
 trap - EXIT
+stage "waiting for the sanitizer trees"
 if ! wait $sanitizer_build; then
   echo "building the sanitizer trees failed:"
   tail -40 build/sanitizer-build.log
@@ -36,9 +41,11 @@ if ! wait $sanitizer_build; then
 fi
 
 # The native suite again under sanitizers, then every fuzz target for 30 seconds.
+stage "sanitizers"
 scripts/sanitizers.sh || status=1
-echo "== fuzzing"
+stage "fuzzing"
 scripts/fuzz.sh 30 || status=1
 
+stage "done"
 if [ $status -eq 0 ]; then echo "all tests passed"; else echo "some tests failed"; fi
 exit $status
