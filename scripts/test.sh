@@ -14,15 +14,16 @@ scripts/setup.sh
 stage "building"
 scripts/build.sh
 
+# The tests often wait, on timers and on other processes: the sanitizer
+# trees build beside them at the lowest priority, so that the tests keep the
+# processors whenever they want them.
+nice -n 19 scripts/sanitizers.sh build >build/sanitizer-build.log 2>&1 &
+sanitizer_build=$!
+trap 'kill $sanitizer_build 2>/dev/null || true' EXIT
+
 status=0
 stage "native tests"
 (cd build/native && ctest --output-on-failure --timeout 300 -j "$(nproc)") || status=1
-
-# The Wine tests mostly wait on timers and other processes: the sanitizer
-# trees build beside them at the lowest priority, so the tests keep the CPU
-# whenever they want it.
-nice -n 19 scripts/sanitizers.sh build >build/sanitizer-build.log 2>&1 &
-sanitizer_build=$!
 
 stage "Windows tests under Wine"
 MIRT_BUILD="$root/build"
