@@ -5,27 +5,35 @@
 #include <unistd.h>
 
 #include <cerrno>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace mirt::platform {
 
-size_t module_base_name(char* buffer, size_t size) {
-    if (buffer == nullptr || size == 0) return 0;
-    buffer[0] = '\0';
-    char path[4096];
-    ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
-    if (n <= 0) return 0;
-    path[n] = '\0';
-    const char* base = strrchr(path, '/');
-    base = base != nullptr ? base + 1 : path;
+namespace {
+// Copies the base name of the program that the link (/proc/<pid>/exe) points
+// to into buffer (size > 0), cut to fit; -1 when the link cannot be read.
+ssize_t exe_base_name(const char* link, char* buffer, size_t size) {
+    char target[4096];
+    ssize_t n = readlink(link, target, sizeof target - 1);
+    if (n <= 0) return -1;
+    target[n] = '\0';
+    const char* base = strrchr(target, '/');
+    base = base != nullptr ? base + 1 : target;
     size_t length = strlen(base);
     if (length > size - 1) length = size - 1;
     memcpy(buffer, base, length);
     buffer[length] = '\0';
-    return length;
+    return static_cast<ssize_t>(length);
+}
+}  // namespace
+
+size_t module_base_name(char* buffer, size_t size) {
+    if (buffer == nullptr || size == 0) return 0;
+    buffer[0] = '\0';
+    ssize_t length = exe_base_name("/proc/self/exe", buffer, size);
+    return length < 0 ? 0 : static_cast<size_t>(length);
 }
 
 uint32_t current_process_id() { return static_cast<uint32_t>(getpid()); }
@@ -72,16 +80,7 @@ bool query_process(uint32_t pid, char* name, size_t size, bool* ended) {
     if (name == nullptr || size == 0 || !process_exists(pid)) return false;
     char path[64];
     snprintf(path, sizeof path, "/proc/%u/exe", pid);
-    char target[4096];
-    ssize_t n = readlink(path, target, sizeof target - 1);
-    if (n <= 0) return false;
-    target[n] = '\0';
-    const char* base = strrchr(target, '/');
-    base = base != nullptr ? base + 1 : target;
-    size_t length = strlen(base);
-    if (length > size - 1) length = size - 1;
-    memcpy(name, base, length);
-    name[length] = '\0';
+    if (exe_base_name(path, name, size) < 0) return false;
     bool zombie = false;
     snprintf(path, sizeof path, "/proc/%u/stat", pid);
     if (FILE* f = fopen(path, "r")) {

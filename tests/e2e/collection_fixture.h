@@ -17,7 +17,8 @@
 
 namespace mirt_test {
 
-// Positive counts of an output file, "file:line" -> count, summed over its record groups.
+// Positive counts of an output file, "file:line" -> count, summed over its record
+// groups; numbered counters are "#:id".
 inline std::map<std::string, long long> line_counts_in(const std::string& text) {
     std::map<std::string, long long> counts;
     std::string file = "#";

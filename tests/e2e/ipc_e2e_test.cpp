@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "autodump_support.h"
+#include "collection_fixture.h"
 #include "test_support.h"
 
 using namespace mirt_test;
@@ -17,23 +18,6 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 namespace {
-
-// Positive counts of an output file, "file:line" -> count, summed over its
-// record groups; numbered counters are "#:id".
-std::map<std::string, long long> counts_in(const std::string& text) {
-    std::map<std::string, long long> counts;
-    std::string file = "#";
-    for (const std::string& line : lines_of(text)) {
-        if (line.rfind("### ", 0) == 0) file = line.substr(4);
-        else if (line.rfind("=== ", 0) == 0) file = "#";
-        else if (line.rfind("--- ", 0) == 0 || line.rfind(">>> ", 0) == 0) continue;
-        else if (size_t comma = line.find(','); comma != std::string::npos) {
-            long long n = std::stoll(line.substr(comma + 1));
-            if (n > 0) counts[file + ":" + line.substr(0, comma)] += n;
-        }
-    }
-    return counts;
-}
 
 class IpcE2E : public ::testing::Test {
 protected:
@@ -126,12 +110,12 @@ TEST_F(IpcE2E, HostGathersClearsAndCollectsAtItsEnd) {
     ASSERT_TRUE(wait_for("written1"));
     std::map<std::string, long long> everyone{{"host.c:1", 1}, {"a.c:5", 3}, {"b.c:7", 1},
                                               {"modB:1", 1},   {"modB:2", 1}, {"c.c:9", 2}};
-    EXPECT_EQ(counts_in(read_file(path("out1"))), everyone);
+    EXPECT_EQ(line_counts_in(read_file(path("out1"))), everyone);
     EXPECT_EQ(data_files('N'), 0);
 
     signal("go2");
     ASSERT_TRUE(wait_for("written2"));
-    EXPECT_TRUE(counts_in(read_file(path("out2"))).empty()) << read_file(path("out2"));
+    EXPECT_TRUE(line_counts_in(read_file(path("out2"))).empty()) << read_file(path("out2"));
 
     signal("cleared");
     ASSERT_TRUE(wait_for("a.counted") && wait_for("b.counted"));
@@ -142,7 +126,7 @@ TEST_F(IpcE2E, HostGathersClearsAndCollectsAtItsEnd) {
     signal("go3");
     EXPECT_EQ(wait_program(host), 0);
     std::map<std::string, long long> after_clear{{"a.c:6", 1}, {"b2.c:3", 4}};
-    EXPECT_EQ(counts_in(read_file(exit_output_path())), after_clear);
+    EXPECT_EQ(line_counts_in(read_file(exit_output_path())), after_clear);
     signal("b.stop");
     EXPECT_EQ(wait_program(children[2]), 0);
 }
@@ -169,7 +153,7 @@ TEST_F(IpcE2E, GatherEndsWhenDeadClientsAreFound) {
     double waited = std::chrono::duration<double>(Clock::now() - asked).count();
     EXPECT_LT(waited, 20.0);
     std::map<std::string, long long> alive_only{{"a.c:1", 2}};
-    EXPECT_EQ(counts_in(read_file(path("out"))), alive_only);
+    EXPECT_EQ(line_counts_in(read_file(path("out"))), alive_only);
     signal("end");
     EXPECT_EQ(wait_program(host), 0);
 }
@@ -180,7 +164,7 @@ TEST_F(IpcE2E, StandAloneAndFalseRegistrations) {
     Child& lone = start("worker.exe", {"line", "s.c", "1", "2"});
     EXPECT_EQ(wait_program(lone), 0);
     std::map<std::string, long long> own{{"s.c:1", 2}};
-    EXPECT_EQ(counts_in(read_file(exit_output_path())), own);
+    EXPECT_EQ(line_counts_in(read_file(exit_output_path())), own);
 
     Child& host = start("pelvanor.exe", {"noexit", "touch", path("host.ready"), "waitfile", path("end")});
     ASSERT_TRUE(wait_for("host.ready"));
@@ -204,7 +188,7 @@ TEST_F(IpcE2E, ThirtyTwoClientsAtOnce) {
     for (int k = 1; k <= 32; ++k) ASSERT_TRUE(wait_for("ready" + std::to_string(k)));
     signal("go");
     ASSERT_TRUE(wait_for("written"));
-    EXPECT_EQ(counts_in(read_file(path("out"))), expected);
+    EXPECT_EQ(line_counts_in(read_file(path("out"))), expected);
     signal("end");
     EXPECT_EQ(wait_program(host), 0);
 }

@@ -14,6 +14,25 @@ namespace fs = std::filesystem;
 
 namespace mirt_test {
 
+namespace {
+// In a forked child: applies the environment changes, enters the working
+// folder (when one is given) and runs the program; never returns.
+[[noreturn]] void exec_child(const std::string& path, const std::vector<std::string>& args,
+                             const std::vector<EnvChange>& env, const std::string& working_folder) {
+    for (const auto& change : env) {
+        if (change.second) setenv(change.first.c_str(), change.second->c_str(), 1);
+        else unsetenv(change.first.c_str());
+    }
+    if (!working_folder.empty() && chdir(working_folder.c_str()) != 0) _exit(126);
+    std::vector<char*> argv;
+    argv.push_back(const_cast<char*>(path.c_str()));
+    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    execv(path.c_str(), argv.data());
+    _exit(127);
+}
+}  // namespace
+
 char separator() { return '/'; }
 
 std::string executable_name(const std::string& name) { return name; }
@@ -57,17 +76,7 @@ RunResult run_program(const std::string& path, const std::vector<std::string>& a
         dup2(pipe_fds[1], 2);
         close(pipe_fds[0]);
         close(pipe_fds[1]);
-        for (const auto& change : env) {
-            if (change.second) setenv(change.first.c_str(), change.second->c_str(), 1);
-            else unsetenv(change.first.c_str());
-        }
-        if (!working_folder.empty() && chdir(working_folder.c_str()) != 0) _exit(126);
-        std::vector<char*> argv;
-        argv.push_back(const_cast<char*>(path.c_str()));
-        for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
-        execv(path.c_str(), argv.data());
-        _exit(127);
+        exec_child(path, args, env, working_folder);
     }
     close(pipe_fds[1]);
     char buffer[4096];
@@ -102,16 +111,7 @@ Child start_program(const std::string& path, const std::vector<std::string>& arg
             dup2(out, 2);
             close(out);
         }
-        for (const auto& change : env) {
-            if (change.second) setenv(change.first.c_str(), change.second->c_str(), 1);
-            else unsetenv(change.first.c_str());
-        }
-        std::vector<char*> argv;
-        argv.push_back(const_cast<char*>(path.c_str()));
-        for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
-        execv(path.c_str(), argv.data());
-        _exit(127);
+        exec_child(path, args, env, "");
     }
     if (child > 0) {
         result.handle = child;
