@@ -39,7 +39,7 @@ protected:
     using Clock = std::chrono::steady_clock;
 
     void SetUp() override {
-        folder = make_temp_folder("collection");
+        folder = make_temp_folder(tag);
         ASSERT_FALSE(folder.empty());
         temp = join(folder, "tmp");
         std::filesystem::create_directory(temp);
@@ -49,7 +49,7 @@ protected:
         env.emplace_back(profile_variable(), join(folder, "profile"));
         // All copies are made before any of them runs: under Windows the
         // library beside them cannot be replaced while it is loaded.
-        for (const char* name : {"pelvanor.exe", "client.exe", "victim.exe"}) copy_program("probe_app", folder, name);
+        for (const std::string& name : programs) copy_program("probe_app", folder, name);
     }
     void TearDown() override {
         for (Child& c : children) kill_program(c);
@@ -91,6 +91,10 @@ protected:
         return n;
     }
 
+    // Set by a derived fixture's constructor: the folder's tag and the names
+    // under which probe_app is copied.
+    std::string tag = "collection";
+    std::vector<std::string> programs = {"pelvanor.exe", "client.exe", "victim.exe"};
     std::string folder, temp;
     std::vector<EnvChange> env;
     std::deque<Child> children;  // references to them stay valid

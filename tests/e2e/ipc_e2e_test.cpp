@@ -19,70 +19,31 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-class IpcE2E : public ::testing::Test {
+class IpcE2E : public CollectionTest {
 protected:
+    IpcE2E() {
+        tag = "ipc";
+        programs = {"pelvanor.exe", "clienta.exe", "clientb.exe", "clientc.exe",
+                    "alive.exe",    "doomed.exe",  "worker.exe",  "client.exe"};
+    }
     void SetUp() override {
-        folder = make_temp_folder("ipc");
-        ASSERT_FALSE(folder.empty());
-        temp = join(folder, "tmp");
-        fs::create_directory(temp);
-        env = temp_folder_env(temp);
-        env.emplace_back("MIRTHOST", std::nullopt);
-        env.emplace_back("CodeCoverageAutomation", std::string("1"));
-        env.emplace_back(profile_variable(), join(folder, "profile"));
         remove_file(exit_output_path());
-        // All copies are made before any of them runs: under Windows the
-        // library beside them cannot be replaced while it is loaded.
-        for (const char* name : {"pelvanor.exe", "clienta.exe", "clientb.exe", "clientc.exe", "alive.exe", "doomed.exe",
-                                 "worker.exe", "client.exe"})
-            copy_program("probe_app", folder, name);
+        CollectionTest::SetUp();
     }
     void TearDown() override {
-        for (Child& c : children) kill_program(c);
-        remove_tree(folder);
+        CollectionTest::TearDown();
         remove_file(exit_output_path());
     }
 
-    std::string path(const std::string& name) const { return join(folder, name); }
-
-    // probe_app under another executable name; the default host is "pelvanor.exe".
+    // probe_app under another executable name, its output in <name>.log; the
+    // default host is "pelvanor.exe".
     Child& start(const std::string& name, const std::vector<std::string>& args) {
-        children.push_back(start_program(path(name), args, env, path(name + ".log")));
-        EXPECT_TRUE(children.back().started) << name;
-        return children.back();
+        return CollectionTest::start(name, args, name + ".log");
     }
 
     RunResult run_ipc_probe(const std::vector<std::string>& args) {
         return run_program(join(program_folder(), executable_name("ipc_probe")), args, env);
     }
-
-    static bool wait_until(const std::function<bool()>& done, int seconds = 60) {
-        auto end = Clock::now() + std::chrono::seconds(seconds);
-        while (!done()) {
-            if (Clock::now() > end) return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return true;
-    }
-    bool wait_for(const std::string& name) {
-        return wait_until([&] { return file_exists(path(name)); });
-    }
-    void signal(const std::string& name) { write_file(path(name), ""); }
-
-    // Data files in the private temporary folder: "_Y" final, "_N" requested.
-    int data_files(char flag) const {
-        int n = 0;
-        for (const auto& entry : fs::directory_iterator(temp)) {
-            std::string name = entry.path().filename().string();
-            if (name.rfind("mirt_", 0) == 0 && name.size() > 2 && name.substr(name.size() - 2) == std::string("_") + flag)
-                ++n;
-        }
-        return n;
-    }
-
-    std::string folder, temp;
-    std::vector<EnvChange> env;
-    std::deque<Child> children;  // references to them stay valid
 };
 
 }  // namespace
