@@ -86,6 +86,35 @@ std::string environment_block(const std::vector<EnvChange>& changes) {
     result += '\0';
     return result;
 }
+
+// Starts the program with its standard output and error on `output` (an
+// inheritable handle) and returns its process handle, or nullptr. Under
+// Wine, starting many processes at once now and then fails for a moment
+// (ERROR 1359): the start is tried again.
+HANDLE create_child(const std::string& path, const std::vector<std::string>& args, const std::vector<EnvChange>& env,
+                    const std::string& working_folder, HANDLE output) {
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = output;
+    startup.hStdError = output;
+    std::string command = quote(path);
+    for (const auto& a : args) command += " " + quote(a);
+    std::string environment = environment_block(env);
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        std::string line = command;
+        PROCESS_INFORMATION process{};
+        if (CreateProcessA(path.c_str(), line.data(), nullptr, nullptr, TRUE, 0, environment.data(),
+                           working_folder.empty() ? nullptr : working_folder.c_str(), &startup, &process)) {
+            CloseHandle(process.hThread);
+            return process.hProcess;
+        }
+        if (GetLastError() != ERROR_INTERNAL_ERROR) break;  // a missing program stays missing
+        Sleep(100);
+    }
+    return nullptr;
+}
 }  // namespace
 
 RunResult run_program(const std::string& path, const std::vector<std::string>& args, const std::vector<EnvChange>& env,
@@ -95,20 +124,9 @@ RunResult run_program(const std::string& path, const std::vector<std::string>& a
     HANDLE read_end = nullptr, write_end = nullptr;
     if (!CreatePipe(&read_end, &write_end, &inherit, 0)) return result;
     SetHandleInformation(read_end, HANDLE_FLAG_INHERIT, 0);
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-    startup.hStdOutput = write_end;
-    startup.hStdError = write_end;
-    std::string command = quote(path);
-    for (const auto& a : args) command += " " + quote(a);
-    std::string environment = environment_block(env);
-    PROCESS_INFORMATION process{};
-    BOOL started = CreateProcessA(path.c_str(), command.data(), nullptr, nullptr, TRUE, 0, environment.data(),
-                                  working_folder.empty() ? nullptr : working_folder.c_str(), &startup, &process);
+    HANDLE process = create_child(path, args, env, working_folder, write_end);
     CloseHandle(write_end);
-    if (!started) {
+    if (process == nullptr) {
         CloseHandle(read_end);
         return result;
     }
@@ -116,43 +134,23 @@ RunResult run_program(const std::string& path, const std::vector<std::string>& a
     DWORD n = 0;
     while (ReadFile(read_end, buffer, sizeof buffer, &n, nullptr) && n > 0) result.output.append(buffer, n);
     CloseHandle(read_end);
-    WaitForSingleObject(process.hProcess, INFINITE);
+    WaitForSingleObject(process, INFINITE);
     DWORD code = 0;
-    GetExitCodeProcess(process.hProcess, &code);
+    GetExitCodeProcess(process, &code);
     result.exit_code = static_cast<int>(code);
-    CloseHandle(process.hProcess);
-    CloseHandle(process.hThread);
+    CloseHandle(process);
     return result;
 }
 
-// Under Wine, starting many processes at once now and then fails for a
-// moment (ERROR 1359): the start is tried again.
 Child start_program(const std::string& path, const std::vector<std::string>& args, const std::vector<EnvChange>& env,
                     const std::string& output_path) {
     Child result;
     SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
     HANDLE out = CreateFileA(output_path.empty() ? "NUL" : output_path.c_str(), FILE_APPEND_DATA,
                              FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-    startup.hStdOutput = out;
-    startup.hStdError = out;
-    std::string command = quote(path);
-    for (const auto& a : args) command += " " + quote(a);
-    std::string environment = environment_block(env);
-    PROCESS_INFORMATION process{};
-    for (int attempt = 0; attempt < 20; ++attempt) {
-        std::string line = command;
-        if (CreateProcessA(path.c_str(), line.data(), nullptr, nullptr, TRUE, 0, environment.data(), nullptr, &startup,
-                           &process)) {
-            CloseHandle(process.hThread);
-            result.handle = reinterpret_cast<long long>(process.hProcess);
-            result.started = true;
-            break;
-        }
-        Sleep(100);
+    if (HANDLE process = create_child(path, args, env, "", out)) {
+        result.handle = reinterpret_cast<long long>(process);
+        result.started = true;
     }
     if (out != INVALID_HANDLE_VALUE) CloseHandle(out);
     return result;
