@@ -63,11 +63,9 @@ void start_client_listener() {
 }
 
 void hand_over_data(const ClientRecord& record, bool final) {
-    char* base = make_data_base_name(record);
     char path[data_file_path_size];
-    make_data_file_path(path, base != nullptr ? base : "", final);
+    make_data_file_path(path, record, final);
     write_data_file(path);
-    free(base);
     char* name = final ? make_exiting_name(record) : make_data_ready_name(record);
     signal_named_event(name);
     free(name);

@@ -189,10 +189,8 @@ bool client_is_alive(const ClientRecord& record) {
 }
 
 void merge_client_file(const ClientRecord& record, bool final) {
-    char* base = make_data_base_name(record);
     char path[data_file_path_size];
-    make_data_file_path(path, base != nullptr ? base : "", final);
-    free(base);
+    make_data_file_path(path, record, final);
     merge_data_file(path);
     platform::delete_file(path);
 }

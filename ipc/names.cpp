@@ -53,6 +53,12 @@ void make_data_file_path(char* destination, const char* base, bool final) {
     snprintf(destination, data_file_path_size, "%s%s_%s", temp, base, final ? "Y" : "N");
 }
 
+void make_data_file_path(char* destination, const ClientRecord& record, bool final) {
+    char* base = make_data_base_name(record);
+    make_data_file_path(destination, base != nullptr ? base : "", final);
+    free(base);
+}
+
 platform::EventHandle create_named_event(const char* name, bool manual_reset, bool initial) {
     return platform::create_event(name, manual_reset, initial);
 }

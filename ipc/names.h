@@ -58,6 +58,8 @@ char* make_cleardata_done_name(const ClientRecord& record);
 // destination must hold data_file_path_size bytes; a longer path is cut.
 inline constexpr size_t data_file_path_size = 255 + name_buffer_size + 3;
 void make_data_file_path(char* destination, const char* base, bool final);
+// The same for a client's record.
+void make_data_file_path(char* destination, const ClientRecord& record, bool final);
 
 platform::EventHandle create_named_event(const char* name, bool manual_reset, bool initial);
 // "<base>_<id>", created not signalled / opened; 0 on failure.
