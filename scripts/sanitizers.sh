@@ -5,7 +5,7 @@
 # suppressed by name (tests/sanitizers/tsan_suppressions.txt).
 #   scripts/sanitizers.sh [asan|tsan|all|build]
 # "build" only builds both trees (scripts/test.sh does that at low priority
-# while the Wine tests, which mostly wait, run).
+# while the native and Wine tests run).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
