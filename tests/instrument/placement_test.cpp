@@ -137,3 +137,20 @@ TEST(Placement, CrossCompilerHeadersParse) {
     EXPECT_EQ(r.lines, (std::vector<int>{5, 6, 7}));
     mirt_test::remove_tree(folder);
 }
+
+// Built-ins that GCC knows and Clang 14 does not: the parse goes on (C) or is
+// made again with them declared (C++), and the file gets its probes.
+TEST(Placement, GccOnlyBuiltinsStillGetProbes) {
+    std::string folder = mirt_test::make_temp_folder("mirt-placement");
+    for (const char* name : {"b.c", "b.cpp"}) {
+        std::string path = folder + "/" + name;
+        mirt_test::write_file(path, "void f(int x) {\n    if (x)\n        __builtin_exit(1);\n}\n");
+        Language lang = language_of_name(path);
+        CompileCommand cmd = parse_compile_command({lang == Language::c ? "gcc" : "g++", "-c", path});
+        InstrumentResult r = instrument_source(path, lang, clang_arguments_for(cmd, lang),
+                                               in_source_only(ProbeStyle::table));
+        EXPECT_TRUE(r.parsed) << name << ": " << r.problem;
+        EXPECT_EQ(r.lines, (std::vector<int>{1, 2, 3})) << name;
+    }
+    mirt_test::remove_tree(folder);
+}
