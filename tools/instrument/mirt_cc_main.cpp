@@ -138,6 +138,31 @@ std::vector<std::string> runtime_link_args(const std::string& compiler, const st
     return {dir + "/libmirt64.so", "-Wl,-rpath," + dir};
 }
 
+// Runs the real compiler; one that cannot be run is named, with status 127.
+ProcessResult run_compiler(const std::vector<std::string>& argv, bool capture) {
+    ProcessResult r = run_process(argv, capture);
+    if (!r.started)
+        std::fprintf(stderr, "mirt-cc: error: cannot run the compiler '%s': not found, or not a program\n",
+                     argv[0].c_str());
+    return r;
+}
+
+const char* const help_text =
+    "usage: mirt-cc [OPTIONS] COMPILER ARGS...\n"
+    "\n"
+    "Compiles C and C++ sources with probes for mirt64, as a compiler launcher (ccache-like):\n"
+    "each source is instrumented with Clang and compiled by COMPILER with ARGS; link steps\n"
+    "get the runtime library; each object gets its line map (OBJECT.mirtmap).\n"
+    "\n"
+    "options (each also an environment variable):\n"
+    "  --mirt-style=table|line|function   how probes count (MIRT_STYLE; default table)\n"
+    "  --mirt-lib-dir=DIR                 the folder of the runtime library (MIRT_LIB_DIR)\n"
+    "  --mirt-map-dir=DIR                 every line map in DIR (MIRT_MAP_DIR)\n"
+    "  --mirt-headers=none|DIR:DIR...     which headers get probes (MIRT_HEADERS; default the project's)\n"
+    "  --mirt-strict                      fail when a source would be built without probes (MIRT_STRICT=1)\n"
+    "  --help, --version                  this text, the version\n"
+    "MIRT_CC_VERBOSE=1 prints the commands run; MIRT_CC_KEEP=1 keeps the instrumented copies.\n";
+
 int usage() {
     std::fprintf(stderr,
                  "usage: mirt-cc [--mirt-style=table|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] "
@@ -330,6 +355,14 @@ bool all_probed(const CompileCommand& cmd, const std::vector<SourceOutcome>& out
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
+        std::fputs(help_text, stdout);
+        return 0;
+    }
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::printf("mirt-cc %s\n", MIRT_VERSION);
+        return 0;
+    }
     Options options;
     if (!read_options(argc, argv, &options)) return usage();
 
@@ -337,7 +370,7 @@ int main(int argc, char** argv) {
     CompileCommand cmd = parse_compile_command(original);
     if (cmd.preprocess_only || (cmd.sources.empty() && !cmd.links)) {
         show(original);
-        return run_process(original, false).exit_code;
+        return run_compiler(original, false).exit_code;
     }
 
     std::vector<std::string> link_args;
@@ -360,12 +393,13 @@ int main(int argc, char** argv) {
     show(instrumented);
 
     if (renames.empty()) {
-        int status = run_process(instrumented, false).exit_code;
+        int status = run_compiler(instrumented, false).exit_code;
         if (status == 0) write_maps(cmd, options, outcomes);
         return status;
     }
 
-    ProcessResult r = run_process(instrumented, true);
+    ProcessResult r = run_compiler(instrumented, true);
+    if (!r.started) return r.exit_code;
     if (r.exit_code == 0) {
         fwrite(r.out.data(), 1, r.out.size(), stdout);
         fwrite(r.err.data(), 1, r.err.size(), stderr);
@@ -385,7 +419,7 @@ int main(int argc, char** argv) {
     std::vector<std::string> plain = original;
     plain.insert(plain.end(), link_args.begin(), link_args.end());
     show(plain);
-    int status = run_process(plain, false).exit_code;
+    int status = run_compiler(plain, false).exit_code;
     if (status == 0) write_maps(cmd, options, outcomes);
     return status;
 }
