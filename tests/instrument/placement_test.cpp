@@ -72,17 +72,16 @@ size_t occurrences(const std::string& text, const std::string& what) {
 }
 
 void check_snippet(const std::string& name, const std::vector<std::string>& flags) {
-    Instrumented table = instrument(name, flags, ProbeStyle::table);
-    ASSERT_TRUE(table.result.parsed) << table.result.problem;
-    EXPECT_EQ(table.result.lines, marked_lines(snippet(name)));
-    expect_copy_compiles(table, name, "table");
-    Instrumented line = instrument(name, flags, ProbeStyle::line);
-    ASSERT_TRUE(line.result.parsed) << line.result.problem;
-    EXPECT_EQ(line.result.lines, table.result.lines) << "the styles count the same lines";
-    expect_copy_compiles(line, name, "line");
-    Instrumented function = instrument(name, flags, ProbeStyle::function);
-    ASSERT_TRUE(function.result.parsed) << function.result.problem;
-    expect_copy_compiles(function, name, "function");
+    std::vector<int> marked = marked_lines(snippet(name));
+    for (ProbeStyle style : {ProbeStyle::table, ProbeStyle::atomic, ProbeStyle::line, ProbeStyle::function}) {
+        Instrumented in = instrument(name, flags, style);
+        ASSERT_TRUE(in.result.parsed) << style_name(style) << ": " << in.result.problem;
+        // Every style but function (which counts function entries) counts the marked lines.
+        if (style != ProbeStyle::function) {
+            EXPECT_EQ(in.result.lines, marked) << style_name(style);
+        }
+        expect_copy_compiles(in, name, style_name(style));
+    }
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // mirt-cc: a compiler launcher that instruments each C and C++ source it compiles.
 //
-//   mirt-cc [--mirt-style=table|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] COMPILER ARGS...
+//   mirt-cc [--mirt-style=table|atomic|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] COMPILER ARGS...
 //
 // Used as CMAKE_<LANG>_COMPILER_LAUNCHER (and _LINKER_LAUNCHER) or in front of
 // any gcc-style command, as ccache is. Each source goes through
@@ -155,7 +155,7 @@ const char* const help_text =
     "get the runtime library; each object gets its line map (OBJECT.mirtmap).\n"
     "\n"
     "options (each also an environment variable):\n"
-    "  --mirt-style=table|line|function   how probes count (MIRT_STYLE; default table)\n"
+    "  --mirt-style=table|atomic|line|function   how probes count (MIRT_STYLE; default table)\n"
     "  --mirt-lib-dir=DIR                 the folder of the runtime library (MIRT_LIB_DIR)\n"
     "  --mirt-map-dir=DIR                 every line map in DIR (MIRT_MAP_DIR)\n"
     "  --mirt-headers=none|DIR:DIR...     which headers get probes (MIRT_HEADERS; default the project's)\n"
@@ -165,7 +165,7 @@ const char* const help_text =
 
 int usage() {
     std::fprintf(stderr,
-                 "usage: mirt-cc [--mirt-style=table|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] "
+                 "usage: mirt-cc [--mirt-style=table|atomic|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] "
                  "[--mirt-headers=none|DIR:DIR...] [--mirt-strict] COMPILER ARGS...\n");
     return 2;
 }
