@@ -126,13 +126,29 @@ std::string target_of(const std::string& compiler) {
     return t;
 }
 
-// The runtime library that a link step adds, for the command's target.
+// The native library of an installed tree: in the library folder beside
+// this program's folder; "" when this program is not installed.
+std::string installed_lib_dir() {
+    char exe[4096];
+    ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
+    if (n <= 0) return "";
+    exe[n] = '\0';
+    std::string dir = folder_of(exe) + "/" + MIRT_INSTALLED_LIB_FROM_BIN;
+    struct stat st;
+    return stat((dir + "/libmirt64.so").c_str(), &st) == 0 ? dir : "";
+}
+
+// The runtime library that a link step adds, for the command's target: the
+// folder the option or MIRT_LIB_DIR names, else the installed tree's, else
+// this build's.
 std::vector<std::string> runtime_link_args(const std::string& compiler, const std::string& lib_dir_option) {
     bool windows = is_windows_target(target_of(compiler));
     std::string dir = lib_dir_option;
     if (dir.empty()) {
         const char* env = getenv("MIRT_LIB_DIR");
-        dir = (env && *env) ? env : (windows ? MIRT_WINDOWS_LIB_DIR : MIRT_NATIVE_LIB_DIR);
+        if (env && *env) dir = env;
+        else if (!windows) dir = installed_lib_dir();
+        if (dir.empty()) dir = windows ? MIRT_WINDOWS_LIB_DIR : MIRT_NATIVE_LIB_DIR;
     }
     if (windows) return {dir + "/mirt64.lib"};
     return {dir + "/libmirt64.so", "-Wl,-rpath," + dir};
