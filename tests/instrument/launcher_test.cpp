@@ -290,8 +290,10 @@ TEST(Launcher, OneCMakeSettingInstrumentsAProject) {
     // The line maps beside the objects tell the report what never ran.
     ProcessResult summary = run_process({MIRT_MIRT_REPORT, "--map", dir, "summary", "/tmp/mirt_exit.out"}, true);
     EXPECT_EQ(summary.exit_code, 0) << summary.err;
-    EXPECT_NE(summary.out.find(kApp + "/util.c: 8 of 10 lines hit (80.0%), 408 hits, 1 of 2 functions called; "
-                               "never run: 17-18\n"), std::string::npos) << summary.out;
+    EXPECT_NE(summary.out.find(kApp + "/util.c: 8 of 10 lines hit (80.0%), 408 hits, 1 of 2 functions called, "
+                               "4 of 4 branch outcomes taken (100.0%); never run: 17-18\n"),
+              std::string::npos) << summary.out;
+    EXPECT_NE(summary.out.find("never taken: 10 ?: false, 15 if false\n"), std::string::npos) << summary.out;
     EXPECT_NE(summary.out.find(kApp + "/main.cpp: 10 of 10 lines hit (100.0%)"), std::string::npos) << summary.out;
     // A second build finds nothing to do: the dependency files name real files.
     ProcessResult again = run_process({"cmake", "--build", dir}, true);

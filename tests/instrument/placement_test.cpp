@@ -153,3 +153,38 @@ TEST(Placement, GccOnlyBuiltinsStillGetProbes) {
     }
     mirt_test::remove_tree(folder);
 }
+
+// Every kind of decision gets its outcomes, numbered by line and place.
+TEST(Placement, BranchOutcomesOfEveryDecision) {
+    std::string folder = mirt_test::make_temp_folder("mirt-placement");
+    std::string path = folder + "/b.cpp";
+    mirt_test::write_file(path,
+                          "int f(int x, bool a, bool b) {\n"      // 1
+                          "    if (x > 0) x = 1;\n"               // 2
+                          "    while (x < 9) ++x;\n"              // 3
+                          "    do --x; while (x > 5);\n"          // 4
+                          "    for (int i = 0; i < x; ++i) {}\n"  // 5
+                          "    if (a && !(b || x)) x = 2;\n"      // 6
+                          "    x = a ? 3 : 4;\n"                  // 7
+                          "    switch (x) {\n"                    // 8
+                          "    case 3: return 1;\n"
+                          "    default: return 0;\n"
+                          "    }\n"
+                          "    if constexpr (sizeof(int) > 2) return 5;\n"
+                          "}\n");
+    CompileCommand cmd = parse_compile_command({"g++", "-std=c++17", "-c", path});
+    InstrumentResult r = instrument_source(path, Language::cplusplus, clang_arguments_for(cmd, Language::cplusplus),
+                                           in_source_only(ProbeStyle::table));
+    ASSERT_TRUE(r.parsed) << r.problem;
+    std::vector<std::string> got;
+    for (const BranchOutcome& b : r.branches)
+        got.push_back(std::to_string(b.id) + " " + std::to_string(b.decision) + "." + std::to_string(b.outcome) + " " +
+                      b.text);
+    EXPECT_EQ(got, (std::vector<std::string>{
+                       "200 0.0 if true", "201 0.1 if false", "300 0.0 while true", "301 0.1 while false",
+                       "400 0.0 do true", "401 0.1 do false", "500 0.0 for true", "501 0.1 for false",
+                       "600 0.0 && true", "601 0.1 && false", "602 1.0 || true", "603 1.1 || false",
+                       "604 2.0 || true", "605 2.1 || false", "700 0.0 ?: true", "701 0.1 ?: false",
+                       "800 0.0 switch case 3", "801 0.1 switch default"}));
+    mirt_test::remove_tree(folder);
+}

@@ -238,6 +238,7 @@ InstrumentResult instrument_source(const std::string& source, Language language,
         other.name = probe_name(other.path);
         other.original = findings.files[j].text;
         other.lines = counted_lines(selected, static_cast<int>(j));
+        other.branches = branch_outcomes(selected, static_cast<int>(j));
         // The #line keeps __FILE__ as the original build has it.
         texts.push_back({other.name, findings.files[j].text, findings.cplusplus, findings.files[j].spelled});
         result.others.push_back(std::move(other));
@@ -247,12 +248,13 @@ InstrumentResult instrument_source(const std::string& source, Language language,
         ProjectFile& other = result.others[j - 1];
         // A file with no probes is its original under a #line; one that does
         // have probes names them by its probe name.
-        other.text = other.lines.empty() && copies[j] == texts[j].text
+        other.text = other.lines.empty() && other.branches.empty() && copies[j] == texts[j].text
                          ? "#line 1 " + quoted(texts[j].shown) + "\n" + texts[j].text
                          : copies[j];
     }
     result.text = copies[0];
     result.lines = counted_lines(selected);
+    result.branches = branch_outcomes(selected, 0);
     for (FunctionLines& f : findings.functions) {
         if (f.file == 0) result.functions.push_back(f);
         else result.others[static_cast<size_t>(f.file) - 1].functions.push_back(f);

@@ -20,6 +20,7 @@ struct ProjectFile {
     std::string text;             // its copy
     std::vector<int> lines;       // its counted lines (none: the copy is the original under a #line)
     std::vector<FunctionLines> functions;
+    std::vector<BranchOutcome> branches;
     std::string original;
 };
 
@@ -28,6 +29,7 @@ struct InstrumentResult {
     std::string text;             // the instrumented copy (or the original)
     std::vector<int> lines;       // the counted lines
     std::vector<FunctionLines> functions;  // every function that got an entry probe
+    std::vector<BranchOutcome> branches;   // every branch outcome counted
     std::string original;         // the source as read, for its checksum in the line map
     std::string problem;          // why the source was passed through unchanged
     std::vector<ProjectFile> others;  // with SiteOptions::headers: the project's other files it reads

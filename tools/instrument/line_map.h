@@ -12,6 +12,9 @@
 //   file CHECKSUM NAME           a file whose lines follow, named as its probes name it
 //   lines N N N ...              its probed lines, ascending
 //   function FIRST LAST NAME     a function: the line its entry counts, its last line
+//   branch LINE ID D O TEXT      a branch outcome: its line, its counter's number in the
+//                                table "NAME#branches", its decision's place on the line,
+//                                its place in the decision, what it is ("if true")
 //   unprobed REASON              the file was built without probes
 //   end
 //
@@ -37,6 +40,7 @@ struct MappedFile {
     std::vector<int> lines;
     std::vector<FunctionLines> functions;
     std::string unprobed;  // why the file has no probes; empty when it has them
+    std::vector<BranchOutcome> branches;
 };
 
 struct LineMapUnit {

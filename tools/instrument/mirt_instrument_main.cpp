@@ -89,7 +89,8 @@ int main(int argc, char** argv) {
         unit.folder = current_folder();
         unit.built = now_ns();
         unit.style = style;
-        unit.files.push_back({source, text_checksum(r.original), r.lines, r.functions, r.parsed ? "" : r.problem});
+        unit.files.push_back(
+            {source, text_checksum(r.original), r.lines, r.functions, r.parsed ? "" : r.problem, r.branches});
         if (!write_line_map(map, line_map_text(unit))) {
             std::fprintf(stderr, "mirt-instrument: cannot write %s\n", map.c_str());
             return 1;

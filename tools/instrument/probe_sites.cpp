@@ -290,6 +290,7 @@ private:
             return;
         if (auto* ref = dyn_cast<DeclRefExpr>(bare))
             if (isa<FunctionDecl>(ref->getDecl())) return;
+        if (!wrappable(op)) return;
         std::optional<unsigned> begin = begin_offset(op->getBeginLoc());
         std::optional<unsigned> end = expr_end(op);
         if (!begin || !end || *end <= *begin) return;
@@ -300,6 +301,112 @@ private:
         p.end = *end;
         site.probes.push_back(p);
         sites_.push_back(std::move(site));
+    }
+
+    // Whether "(probe, e)" means what e means: not where e is a null pointer
+    // constant that becomes a pointer (a literal 0 beside a pointer in ?:),
+    // which a comma would turn into a plain integer.
+    bool wrappable(const Expr* e) const {
+        QualType type = e->getType();
+        if (!type->isAnyPointerType() && !type->isMemberPointerType() && !type->isNullPtrType() &&
+            !type->isBlockPointerType())
+            return true;
+        const Expr* bare = e->IgnoreParenImpCasts();
+        if (bare->isValueDependent() || bare->isTypeDependent()) return !isa<IntegerLiteral>(bare);
+        return bare->isNullPointerConstant(ctx_, Expr::NPC_ValueDependentIsNotNull) == Expr::NPCK_NotNull;
+    }
+
+    // ---- branches ----
+
+    bool counting_branches() const { return options_.branches && counting_lines() && !constant_context_; }
+
+    // The expression that decides a condition, past parentheses, implicit
+    // conversions and "!".
+    static const Expr* decider(const Expr* e) {
+        for (;;) {
+            e = e->IgnoreParenImpCasts();
+            auto* u = dyn_cast<UnaryOperator>(e);
+            if (!u || u->getOpcode() != UO_LNot) return e;
+            e = u->getSubExpr();
+        }
+    }
+    static bool is_logical(const Expr* e) {
+        auto* b = dyn_cast<BinaryOperator>(decider(e));
+        return b && b->isLogicalOp();
+    }
+
+    Site branch_site(unsigned anchor, const std::string& kind, std::vector<std::string> outcomes) const {
+        Site site = new_site(line_at(anchor), anchor);
+        site.branch = true;
+        site.kind = kind;
+        site.outcomes = std::move(outcomes);
+        return site;
+    }
+
+    // A condition's two outcomes: "((cond) ? (true counted, true) : (false
+    // counted, false))". The operands of && and || count for themselves.
+    void decision_site(const Expr* cond, const std::string& kind) {
+        if (!counting_branches() || !cond || is_logical(cond)) return;
+        std::optional<unsigned> begin = begin_offset(cond->getBeginLoc());
+        std::optional<unsigned> end = expr_end(cond);
+        if (!begin || !end || *end <= *begin) return;
+        Site site = branch_site(*begin, kind, {"true", "false"});
+        Probe p{Probe::decision, *begin};
+        p.end = *end;
+        site.probes.push_back(p);
+        sites_.push_back(std::move(site));
+    }
+
+    // Both arms of ?:, each counted as it is chosen.
+    void arm_sites(const ConditionalOperator* c) {
+        if (!counting_branches()) return;
+        std::optional<unsigned> at = begin_offset(c->getBeginLoc());
+        if (!at) return;
+        Site site = branch_site(*at, "?:", {"true", "false"});
+        int outcome = 0;
+        for (const Expr* arm : {c->getTrueExpr(), c->getFalseExpr()}) {
+            const Expr* bare = arm->IgnoreParenImpCasts();
+            if (isa<InitListExpr>(bare) || isa<CXXThrowExpr>(bare) || isa<OverloadExpr>(bare) || !wrappable(arm))
+                return;
+            std::optional<unsigned> begin = begin_offset(arm->getBeginLoc());
+            std::optional<unsigned> end = expr_end(arm);
+            if (!begin || !end || *end <= *begin) return;
+            Probe p{Probe::operand, *begin};
+            p.end = *end;
+            p.outcome = outcome++;
+            site.probes.push_back(p);
+        }
+        sites_.push_back(std::move(site));
+    }
+
+    // Each case of a switch, counted when the switch jumps to it (not when
+    // control falls into it from the case above), as gcov counts it. A
+    // switch without default has one more outcome, no case taken, that is
+    // not counted. Not in constexpr functions, where goto is not allowed.
+    void switch_sites(const SwitchStmt* sw) {
+        if (!counting_branches() || guarded_) return;
+        std::optional<unsigned> at = begin_offset(sw->getBeginLoc());
+        if (!at) return;
+        std::vector<const SwitchCase*> cases;
+        for (const SwitchCase* c = sw->getSwitchCaseList(); c; c = c->getNextSwitchCase()) cases.push_back(c);
+        std::sort(cases.begin(), cases.end(), [this](const SwitchCase* a, const SwitchCase* b) {
+            return sm_.isBeforeInTranslationUnit(a->getBeginLoc(), b->getBeginLoc());
+        });
+        Site site = branch_site(*at, "switch", {});
+        for (const SwitchCase* c : cases) {
+            std::optional<unsigned> begin = main_offset(c->getBeginLoc());
+            std::optional<unsigned> colon = main_offset(c->getColonLoc());
+            if (!begin || !colon) continue;  // a label that a macro writes
+            std::string label = text_.slice(*begin, *colon).trim().str();  // "case 3", "default"
+            Probe p{Probe::case_entry, *colon + 1};
+            // Nothing falls into the first label: no skip there (a statement
+            // before it would never run, which compilers point out).
+            p.body_start = site.probes.empty() ? 0 : *begin;
+            p.outcome = static_cast<int>(site.outcomes.size());
+            site.outcomes.push_back(label);
+            site.probes.push_back(p);
+        }
+        if (!site.outcomes.empty()) sites_.push_back(std::move(site));
     }
 
     // Whether evaluating e calls something or changes something (an argument
@@ -472,6 +579,8 @@ private:
         } else if (auto* i = dyn_cast<IfStmt>(s)) {
             // if constexpr chooses at compile time: only its branches run.
             if (!i->isConstexpr()) statement_site(s, in_sequence);
+            if (!i->isConstexpr() && !i->getConditionVariableDeclStmt() && !constant_condition(i->getCond()))
+                decision_site(i->getCond(), "if");
             walk_header(i->getInit());
             bool saved_constant = constant_context_;
             constant_context_ = constant_context_ || i->isConstexpr();
@@ -482,6 +591,7 @@ private:
             walk(i->getElse(), false);
         } else if (auto* sw = dyn_cast<SwitchStmt>(s)) {
             statement_site(s, in_sequence);
+            switch_sites(sw);
             walk_header(sw->getInit());
             walk_header(sw->getConditionVariableDeclStmt());
             if (!sw->getConditionVariableDeclStmt()) walk_expr(sw->getCond());
@@ -490,12 +600,19 @@ private:
             walk_header(w->getConditionVariableDeclStmt());
             if (!w->getConditionVariableDeclStmt()) walk_expr(w->getCond());
             LoopFrame frame = walk_loop_body(w->getBody());
-            if (w->getConditionVariable()) latch_site(s, w->getBody(), in_sequence, frame);
-            else if (!constant_condition(w->getCond())) condition_site(s, w->getCond());
+            if (w->getConditionVariable()) {
+                latch_site(s, w->getBody(), in_sequence, frame);
+            } else if (!constant_condition(w->getCond())) {
+                condition_site(s, w->getCond());
+                decision_site(w->getCond(), "while");
+            }
         } else if (auto* d = dyn_cast<DoStmt>(s)) {
             walk_loop_body(d->getBody());
             walk_expr(d->getCond());
-            if (!constant_condition(d->getCond())) condition_site(s, d->getCond());
+            if (!constant_condition(d->getCond())) {
+                condition_site(s, d->getCond());
+                decision_site(d->getCond(), "do");
+            }
         } else if (auto* f = dyn_cast<ForStmt>(s)) {
             walk_for(f, in_sequence);
         } else if (auto* r = dyn_cast<CXXForRangeStmt>(s)) {
@@ -560,6 +677,7 @@ private:
         }
         if (cond && !constant_condition(cond)) {
             condition_site(f, cond);
+            decision_site(cond, "for");
             // The initialisation on a line of its own counts entries there,
             // the increment on a line of its own each increment.
             std::optional<unsigned> at = begin_offset(cond->getBeginLoc());
@@ -625,6 +743,14 @@ private:
             return;
         }
         if (auto* x = dyn_cast<Expr>(e)) operand_sites(x);
+        if (auto* b = dyn_cast<BinaryOperator>(e)) {
+            if (b->isLogicalOp()) {
+                decision_site(b->getLHS(), b->getOpcodeStr().str());
+                decision_site(b->getRHS(), b->getOpcodeStr().str());
+            }
+        } else if (auto* c = dyn_cast<ConditionalOperator>(e)) {
+            arm_sites(c);
+        }
         walk_expr_children(e);
     }
 

@@ -22,6 +22,10 @@ struct SiteOptions {
     // empty).
     bool headers = true;
     std::function<bool(const std::string&)> probe_file;
+    // Whether decisions get branch probes: the outcomes of if and loop
+    // conditions, of each operand of && and ||, the arms of ?:, the cases of
+    // a switch (not in the function style).
+    bool branches = true;
 };
 
 // Every candidate site of the main file and of the project's own headers and

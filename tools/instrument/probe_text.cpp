@@ -34,15 +34,35 @@ std::vector<Site> select_sites(std::vector<Site> candidates) {
     std::vector<Site> kept;
     std::set<std::tuple<int, int, int>> taken;  // (file, line, function)
     for (Site& site : candidates)
-        if (taken.insert({site.file, site.line, site.function}).second) kept.push_back(std::move(site));
+        if (site.branch || taken.insert({site.file, site.line, site.function}).second) kept.push_back(std::move(site));
     return kept;
 }
 
 std::vector<int> counted_lines(const std::vector<Site>& sites, int file) {
     std::set<int> lines;
     for (const Site& site : sites)
-        if (site.file == file) lines.insert(site.line);
+        if (site.file == file && !site.branch) lines.insert(site.line);
     return std::vector<int>(lines.begin(), lines.end());
+}
+
+std::vector<BranchOutcome> branch_outcomes(const std::vector<Site>& sites, int file) {
+    std::vector<BranchOutcome> out;
+    int line = -1, next = 0, decision = 0;
+    for (const Site& site : sites) {  // ordered by line and anchor
+        if (site.file != file || !site.branch) continue;
+        if (site.line != line) {
+            line = site.line;
+            next = 0;
+            decision = 0;
+        }
+        for (size_t k = 0; k < site.outcomes.size(); ++k)
+            if (next + static_cast<int>(k) < 100)
+                out.push_back({line, line * 100 + next + static_cast<int>(k), decision, static_cast<int>(k),
+                               site.kind + " " + site.outcomes[k]});
+        next += static_cast<int>(site.outcomes.size());
+        ++decision;
+    }
+    return out;
 }
 
 std::string quoted(const std::string& bytes) {
@@ -77,9 +97,12 @@ struct Names {
 
 Names names_of(size_t file) { return Names{file == 0 ? "" : std::to_string(file)}; }
 
-// What one probe executes, as an expression.
-std::string probe_expression(ProbeStyle style, const Names& names, int line, int counter) {
-    std::string slot = names.of("mirt_counters") + "[" + std::to_string(counter) + "]";
+// What one probe executes, as an expression. A branch counter is numbered
+// by its outcome's id in the line style, by its place in the table otherwise.
+std::string probe_expression(ProbeStyle style, const Names& names, int line, int counter, bool branch = false) {
+    if (branch && style == ProbeStyle::line)
+        return "c_mirt_fn2(" + names.of("mirt_branch_source") + ", " + std::to_string(line) + ")";
+    std::string slot = names.of(branch ? "mirt_branches" : "mirt_counters") + "[" + std::to_string(counter) + "]";
     if (style == ProbeStyle::table) return "++" + slot;
     // Relaxed: each count is exact; the order among counters does not matter.
     if (style == ProbeStyle::atomic) return "__atomic_fetch_add(&" + slot + ", 1, __ATOMIC_RELAXED)";
@@ -89,6 +112,20 @@ std::string probe_expression(ProbeStyle style, const Names& names, int line, int
 // counter: the site's place in the counter table; in the function style, a
 // number that gives each scope object its own name (a lambda's scope would
 // otherwise shadow its enclosing function's). unique numbers declaration probes.
+std::string counted_expression(const SourceText& source, const std::string& expr, bool guarded) {
+    std::string e = guarded ? "__builtin_is_constant_evaluated() || " + expr : expr;
+    return source.cplusplus ? "static_cast<void>(" + e + ")" : "(void)(" + e + ")";
+}
+
+// The two parts of a decision's text: before the condition and after it.
+std::pair<std::string, std::string> decision_text(const SourceText& source, const std::string& on_true,
+                                                  const std::string& on_false, bool guarded) {
+    const char* yes = source.cplusplus ? "true" : "1";
+    const char* no = source.cplusplus ? "false" : "0";
+    return {"((", ") ? (" + counted_expression(source, on_true, guarded) + ", " + yes + ") : (" +
+                      counted_expression(source, on_false, guarded) + ", " + no + "))"};
+}
+
 std::string probe_text(const SourceText& source, const Names& names, ProbeStyle style, const Site& site,
                        const Probe& probe, int counter, int unique) {
     const std::string line = std::to_string(site.line);
@@ -120,7 +157,8 @@ std::string probe_text(const SourceText& source, const Names& names, ProbeStyle 
 // One piece of text to insert, with its place among others at the same offset.
 struct Insert {
     unsigned offset;
-    int group;     // 0: closing braces and body-end probes, 1: opening braces, 2: probes
+    int group;     // 0: closing braces and parentheses, body-end probes, 1: opening braces,
+                   // 2: probes, 3: opening parentheses of operands and decisions
     long long key; // order inside the group
     int sequence;
     std::string text;
@@ -137,8 +175,54 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
     std::set<Wrap> wraps;
     int sequence = 0;
     int scope_number = 0;
+    // An expression wrapped in parentheses: they close before anything that
+    // opened earlier at the same place closes, and after what opened later.
+    auto enclose = [&](unsigned begin, unsigned end, const std::string& open, const std::string& close) {
+        int opened = sequence++;
+        inserts.push_back({begin, 3, 0, opened, open});
+        inserts.push_back({end, 0, -2 * static_cast<long long>(begin) + 1, -opened, close});
+    };
+    int branch_line = -1, branch_next = 0, branch_index = 0;
     for (const Site& site : selected) {
         if (site.file != file) continue;
+        if (site.branch) {
+            // The outcomes' ids and places in the branch table, as branch_outcomes numbers them.
+            if (site.line != branch_line) {
+                branch_line = site.line;
+                branch_next = 0;
+            }
+            std::vector<std::string> counted;
+            for (size_t k = 0; k < site.outcomes.size(); ++k) {
+                int id = site.line * 100 + branch_next + static_cast<int>(k);
+                if (branch_next + static_cast<int>(k) >= 100) break;
+                counted.push_back(probe_expression(style, names, id, branch_index++, true));
+            }
+            branch_next += static_cast<int>(site.outcomes.size());
+            if (counted.size() != site.outcomes.size()) continue;  // past 100 outcomes on the line
+            for (const Probe& p : site.probes) {
+                if (p.form == Probe::decision) {
+                    auto text = decision_text(source, counted[0], counted[1], site.guarded);
+                    enclose(p.offset, p.end, text.first, text.second);
+                } else if (p.form == Probe::operand) {
+                    enclose(p.offset, p.end, "(" + counted_expression(source, counted[p.outcome], site.guarded) + ", ",
+                            ")");
+                } else if (p.form == Probe::case_entry) {
+                    // "goto skip; case X: count; skip: ;": control that falls
+                    // into the case from above passes the count by.
+                    std::string count = counted_expression(source, counted[p.outcome], false) + "; ";
+                    if (p.body_start != 0) {
+                        std::string skip = "mirt_skip" + std::to_string((*unique)++) + "_";
+                        inserts.push_back({p.body_start, 2, 0, sequence++, "goto " + skip + "; "});
+                        count += skip + ": ; ";
+                    }
+                    inserts.push_back({p.offset, 2, -1, sequence++, count});
+                } else {
+                    inserts.push_back({p.offset, 2, 0, sequence++,
+                                       counted_expression(source, counted[p.outcome], site.guarded) + "; "});
+                }
+            }
+            continue;
+        }
         for (const Wrap& w : site.wraps) wraps.insert(w);
         int counter = style == ProbeStyle::function ? scope_number++ : counter_of[site.line];
         for (const Probe& p : site.probes) {
@@ -148,10 +232,7 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
                 // opened later: deeper first, and before the wrap's own close.
                 inserts.push_back({p.offset, 0, -2 * static_cast<long long>(p.body_start), sequence++, text});
             } else if (p.form == Probe::operand) {
-                // The operand's parentheses close before anything that closes
-                // later at the same place, and open after what opens earlier.
-                inserts.push_back({p.offset, 2, 0, sequence++, text});
-                inserts.push_back({p.end, 0, -2 * static_cast<long long>(p.offset) + 1, sequence++, ")"});
+                enclose(p.offset, p.end, text, ")");
             } else {
                 inserts.push_back({p.offset, 2, 0, sequence++, text});
             }
@@ -225,6 +306,21 @@ std::vector<std::string> render_unit(const std::vector<SourceText>& files, Probe
         const std::string& shown = source.shown.empty() ? source.path : source.shown;
         if (j > 0) out.push_back(bom + "#line 1 " + quoted(shown) + "\n" + body);
         else out.push_back(body);
+        std::vector<BranchOutcome> branches = branch_outcomes(selected, static_cast<int>(j));
+        if (!branches.empty() && style != ProbeStyle::function) {
+            const std::string count = std::to_string(branches.size());
+            prologue += "static char " + names.of("mirt_branch_source") + "[] = " + quoted(source.path + "#branches") +
+                        ";\n";
+            if (counts_in_tables(style)) {
+                prologue += "static mirt_probe_count_ " + names.of("mirt_early_branches") + "[" + count + "];\n";
+                prologue += "static mirt_probe_count_* " + names.of("mirt_branches") + " = " +
+                            names.of("mirt_early_branches") + ";\n";
+                registration += "static int " + names.of("mirt_branch_ids") + "[" + count + "] = {";
+                for (size_t i = 0; i < branches.size(); ++i)
+                    registration += (i ? ", " : "") + std::to_string(branches[i].id);
+                registration += "};\n";
+            }
+        }
         if (lines.empty()) continue;
 
         const std::string count = std::to_string(lines.size());
@@ -253,18 +349,26 @@ std::vector<std::string> render_unit(const std::vector<SourceText>& files, Probe
         main += "static void mirt_register_(void) {\n";
         main += "    mirt_probe_count_* counters;\n";
         main += "    int i;\n";
-        for (size_t j = 0; j < files.size(); ++j) {
-            std::vector<int> lines = counted_lines(selected, static_cast<int>(j));
-            if (lines.empty()) continue;
-            Names names = names_of(j);
-            const std::string count = std::to_string(lines.size());
-            main += "    counters = c_mirt_reg2(" + names.of("mirt_source") + ", " + count + ", " +
-                    names.of("mirt_lines") + ");\n";
+        // Each table: registered, given the counts made before, and from
+        // then on the one the probes count in.
+        auto register_table = [&](const Names& names, size_t count, const char* source, const char* ids,
+                                  const char* early, const char* table) {
+            const std::string n = std::to_string(count);
+            main += "    counters = c_mirt_reg2(" + names.of(source) + ", " + n + ", " + names.of(ids) + ");\n";
             main += "    if (counters) {\n";
-            main += "        for (i = 0; i < " + count + "; ++i) counters[i] += " + names.of("mirt_early_counts") +
-                    "[i];\n";
-            main += "        " + names.of("mirt_counters") + " = counters;\n";
+            main += "        for (i = 0; i < " + n + "; ++i) counters[i] += " + names.of(early) + "[i];\n";
+            main += "        " + names.of(table) + " = counters;\n";
             main += "    }\n";
+        };
+        for (size_t j = 0; j < files.size(); ++j) {
+            Names names = names_of(j);
+            std::vector<int> lines = counted_lines(selected, static_cast<int>(j));
+            if (!lines.empty())
+                register_table(names, lines.size(), "mirt_source", "mirt_lines", "mirt_early_counts", "mirt_counters");
+            size_t branches = branch_outcomes(selected, static_cast<int>(j)).size();
+            if (branches > 0)
+                register_table(names, branches, "mirt_branch_source", "mirt_branch_ids", "mirt_early_branches",
+                               "mirt_branches");
         }
         main += "}\n";
     }

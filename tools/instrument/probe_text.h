@@ -31,6 +31,11 @@ struct Probe {
                       // -Wdeclaration-after-statement)
         operand,      // the left operand of a parenthesised comma around the
                       // expression from offset to end (an operand of && or ?:)
+        decision,     // the condition from offset to end becomes
+                      // "((cond) ? (count outcome 0, true) : (count outcome 1, false))"
+        case_entry,   // after a case label's colon: counts the jump to it; the
+                      // code above skips the count when it falls through (from
+                      // body_start, the label's first byte, unless 0)
     };
     Form form = statement;
     unsigned offset = 0;
@@ -39,7 +44,8 @@ struct Probe {
     // that the body's own statements close at the same offset.
     bool at_body_end = false;
     unsigned body_start = 0;
-    unsigned end = 0;  // operand: the byte after the expression
+    unsigned end = 0;  // operand, decision: the byte after the expression
+    int outcome = 0;   // a branch site's outcome that this probe counts
 };
 
 // A statement that must become a block so that a probe can go before it:
@@ -56,7 +62,27 @@ struct Site {
     bool guarded = false;     // inside a constexpr function: not counted at compile time
     std::vector<Probe> probes;
     std::vector<Wrap> wraps;
+    // A branch site counts the outcomes of one decision on its line instead
+    // of the line: a condition's true and false, the arms of ?:, the cases of
+    // a switch. Its counters live in a table of their own.
+    bool branch = false;
+    std::vector<std::string> outcomes;  // what each outcome is ("true", "case 3:")
+    std::string kind;                   // "if", "while", "for", "do", "&&", "||", "?:", "switch"
 };
+
+// One branch outcome of a file, numbered as its counter is: line * 100 plus
+// its place among the line's outcomes (at most 100 a line; more are left
+// uncounted), so that every object that includes a file numbers it alike.
+struct BranchOutcome {
+    int line = 0;
+    int id = 0;
+    int decision = 0;   // the decision's place on its line
+    int outcome = 0;    // the outcome's place in its decision
+    std::string text;   // "if true", "switch case 3"
+};
+
+// The branch outcomes of one file's branch sites, in counter order.
+std::vector<BranchOutcome> branch_outcomes(const std::vector<Site>& sites, int file);
 
 // A function of the line map: calls are the count of its first line (a line
 // where two functions start counts the calls of both).
@@ -70,7 +96,7 @@ struct FunctionLines {
 // Keeps, for each line, the site that comes first on it among those of each
 // function: control enters a line once from the code above it, and once more
 // for every function (lambda, one-line member) that starts on it and is called.
-// Sites come back ordered by file, line, then anchor.
+// Branch sites are all kept. Sites come back ordered by file, line, then anchor.
 std::vector<Site> select_sites(std::vector<Site> candidates);
 
 // The distinct counted lines of the sites of one file, ascending.

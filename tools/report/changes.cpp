@@ -115,7 +115,7 @@ ChangeCoverage change_coverage(const TestCase& counts, const ChangedLines& chang
     for (const auto& [diff_name, lines] : changed) {
         for (const std::string& file : files_named(counts.files, diff_name)) {
             const LineCounts& all = counts.files.at(file);
-            ChangedFile f{file, {}};
+            ChangedFile f{file, {}, {}};
             for (int32_t line : lines) {
                 auto found = all.find(line);
                 if (found == all.end()) continue;
@@ -123,6 +123,14 @@ ChangeCoverage change_coverage(const TestCase& counts, const ChangedLines& chang
                 ++result.lines;
                 if (found->second > 0) ++result.ran;
             }
+            auto branches = counts.branches.find(file);
+            if (branches != counts.branches.end())
+                for (const auto& [id, count] : branches->second) {
+                    if (!lines.count(id / 100)) continue;
+                    f.branches.emplace(id, count);
+                    ++result.branches;
+                    if (count > 0) ++result.taken;
+                }
             if (!f.lines.empty()) result.files.push_back(std::move(f));
         }
     }

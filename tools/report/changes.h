@@ -32,11 +32,13 @@ std::vector<std::string> files_named(const FileCounts& files, const std::string&
 struct ChangedFile {
     std::string file;           // as the coverage data names it
     LineCounts lines;           // changed lines that could run, with their counts
+    LineCounts branches;        // the branch outcomes on those lines (by id), with their counts
 };
 
 struct ChangeCoverage {
     std::vector<ChangedFile> files;
     std::size_t lines = 0, ran = 0;
+    std::size_t branches = 0, taken = 0;
 };
 
 ChangeCoverage change_coverage(const TestCase& counts, const ChangedLines& changed);

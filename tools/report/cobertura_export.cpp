@@ -50,6 +50,7 @@ std::string rate(std::size_t hit, std::size_t all) {
 
 struct Tally {
     std::size_t lines = 0, hit = 0;
+    std::size_t branches = 0, taken = 0;
 };
 
 // Cobertura's packages are directories: the part of the name before its
@@ -60,9 +61,12 @@ std::pair<std::string, std::string> package_and_class(const std::string& file) {
     return {cut == 0 ? file.substr(0, 1) : file.substr(0, cut), file.substr(cut + 1)};
 }
 
+// "0" where there is no branch at all, as without branch counting.
+std::string branch_rate(const Tally& t) { return t.branches == 0 ? "0" : rate(t.taken, t.branches); }
+
 void set_rates(tinyxml2::XMLElement* e, const Tally& t) {
     e->SetAttribute("line-rate", rate(t.hit, t.lines).c_str());
-    e->SetAttribute("branch-rate", "0");
+    e->SetAttribute("branch-rate", branch_rate(t).c_str());
     e->SetAttribute("complexity", "0");
 }
 
@@ -136,12 +140,32 @@ bool write_cobertura(std::ostream& out, const TestCase& counts, const CoberturaO
             cls->SetAttribute("name", xml_text(package_and_class(file).second).c_str());
             cls->SetAttribute("filename", xml_text(file).c_str());
             Tally in_file;
+            // Each line's branch outcomes: how many, how many taken.
+            std::map<int32_t, std::pair<std::size_t, std::size_t>> outcomes;
+            auto branches = counts.branches.find(file);
+            if (branches != counts.branches.end())
+                for (const auto& [id, count] : branches->second) {
+                    auto& o = outcomes[branch_of(map, file, id).line];
+                    ++o.first;
+                    if (count > 0) ++o.second;
+                }
             XMLElement* line_list = doc.NewElement("lines");
             for (auto it = lines->lower_bound(1); it != lines->end(); ++it) {
                 XMLElement* line = line_list->InsertNewChildElement("line");
                 line->SetAttribute("number", it->first);
                 line->SetAttribute("hits", static_cast<int64_t>(it->second));
-                line->SetAttribute("branch", "false");
+                auto o = outcomes.find(it->first);
+                if (o == outcomes.end()) {
+                    line->SetAttribute("branch", "false");
+                } else {
+                    auto [all, taken] = o->second;
+                    line->SetAttribute("branch", "true");
+                    std::string coverage = std::to_string(taken * 100 / all) + "% (" + std::to_string(taken) + "/" +
+                                           std::to_string(all) + ")";
+                    line->SetAttribute("condition-coverage", coverage.c_str());
+                    in_file.branches += all;
+                    in_file.taken += taken;
+                }
                 ++in_file.lines;
                 if (it->second > 0) ++in_file.hit;
             }
@@ -151,17 +175,21 @@ bool write_cobertura(std::ostream& out, const TestCase& counts, const CoberturaO
             cls->InsertEndChild(line_list);
             in_package.lines += in_file.lines;
             in_package.hit += in_file.hit;
+            in_package.branches += in_file.branches;
+            in_package.taken += in_file.taken;
         }
         set_rates(package, in_package);
         all.lines += in_package.lines;
         all.hit += in_package.hit;
+        all.branches += in_package.branches;
+        all.taken += in_package.taken;
     }
     coverage->SetAttribute("line-rate", rate(all.hit, all.lines).c_str());
-    coverage->SetAttribute("branch-rate", "0");
+    coverage->SetAttribute("branch-rate", branch_rate(all).c_str());
     coverage->SetAttribute("lines-covered", static_cast<int64_t>(all.hit));
     coverage->SetAttribute("lines-valid", static_cast<int64_t>(all.lines));
-    coverage->SetAttribute("branches-covered", 0);
-    coverage->SetAttribute("branches-valid", 0);
+    coverage->SetAttribute("branches-covered", static_cast<int64_t>(all.taken));
+    coverage->SetAttribute("branches-valid", static_cast<int64_t>(all.branches));
     coverage->SetAttribute("complexity", "0");
     coverage->SetAttribute("version", xml_text(options.version).c_str());
     coverage->SetAttribute("timestamp", options.timestamp);

@@ -49,6 +49,7 @@ void CoverageSet::add(const TestCase& counts) {
         if (std::find(into.labels.begin(), into.labels.end(), label) == into.labels.end())
             into.labels.push_back(label);
     for (const auto& [file, lines] : counts.files) add_lines(into.files[file], lines);
+    for (const auto& [file, ids] : counts.branches) add_lines(into.branches[file], ids);
     add_lines(into.simple_counters, counts.simple_counters);
     into.record_groups += counts.record_groups;
 }
@@ -70,10 +71,24 @@ TestCase CoverageSet::combined(const std::string& name) const {
     all.name = name;
     for (const TestCase& t : tests_) {
         for (const auto& [file, lines] : t.files) add_lines(all.files[file], lines);
+        for (const auto& [file, ids] : t.branches) add_lines(all.branches[file], ids);
         add_lines(all.simple_counters, t.simple_counters);
         all.record_groups += t.record_groups;
     }
     return all;
+}
+
+void separate_branch_tables(TestCase& t) {
+    const std::string suffix = branch_table_suffix;
+    for (auto it = t.files.begin(); it != t.files.end();) {
+        const std::string& name = it->first;
+        if (name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
+            add_lines(t.branches[name.substr(0, name.size() - suffix.size())], it->second);
+            it = t.files.erase(it);
+        } else {
+            ++it;
+        }
+    }
 }
 
 std::pair<std::string, std::string> split_key(const std::string& key) {

@@ -29,6 +29,9 @@ struct TestCase {
     std::string name;
     std::vector<std::string> labels;  // distinct labels, in the order met
     FileCounts files;
+    // Branch counters: file to outcome id (line * 100 + its place on the
+    // line) to count, from the tables that mirt-cc registers as "FILE#branches".
+    FileCounts branches;
     LineCounts simple_counters;       // counter number to hits, no file
     std::size_t record_groups = 0;    // how many record groups were summed into it
 };
@@ -65,6 +68,12 @@ private:
     std::vector<TestCase> tests_;
     std::map<std::string, std::size_t> by_name_;
 };
+
+// The suffix of the name under which mirt-cc registers a file's branch counters.
+constexpr const char* branch_table_suffix = "#branches";
+
+// Moves the counts of every "FILE#branches" table from files to branches.
+void separate_branch_tables(TestCase& t);
 
 // Splits a runtime key at its last forward slash into directory and file
 // part, as the runtime's writers do: a key without one is both parts whole.

@@ -85,15 +85,21 @@ void apply_exclusion_markers(CoverageSet& set, LineMap& map, const std::string& 
         std::string text;
         if (path.empty() || !read_text(path, text) || text.find("LCOV_EXCL_") == std::string::npos) continue;
         std::vector<int32_t> excluded = excluded_lines(text);
+        std::set<int32_t> gone(excluded.begin(), excluded.end());
         set.for_each_test([&](TestCase& t) {
             auto found = t.files.find(name);
-            if (found == t.files.end()) return;
-            for (int32_t line : excluded) found->second.erase(line);
+            if (found != t.files.end())
+                for (int32_t line : excluded) found->second.erase(line);
+            auto branches = t.branches.find(name);
+            if (branches != t.branches.end())
+                for (auto it = branches->second.begin(); it != branches->second.end();)
+                    it = gone.count(it->first / 100) ? branches->second.erase(it) : std::next(it);
         });
         auto mapped = map.files().find(name);
         if (mapped == map.files().end()) continue;
         for (int32_t line : excluded) mapped->second.lines.erase(line);
-        std::set<int32_t> gone(excluded.begin(), excluded.end());
+        for (auto it = mapped->second.branches.begin(); it != mapped->second.branches.end();)
+            it = gone.count(it->second.line) ? mapped->second.branches.erase(it) : std::next(it);
         for (auto it = mapped->second.functions.begin(); it != mapped->second.functions.end();)
             it = gone.count(it->first_line) ? mapped->second.functions.erase(it) : std::next(it);
     }
@@ -111,6 +117,12 @@ void apply_file_filters(CoverageSet& set, LineMap& map, const FileFilters& filte
             if (kept(name, shown)) add_lines(files[shown], lines);
         }
         t.files.swap(files);
+        FileCounts branches;
+        for (auto& [name, ids] : t.branches) {
+            std::string shown = relative_to(name, filters.source_root);
+            if (kept(name, shown)) add_lines(branches[shown], ids);
+        }
+        t.branches.swap(branches);
     });
     std::map<std::string, FileMap> files;
     for (auto& [name, file] : map.files()) {
@@ -122,6 +134,7 @@ void apply_file_filters(CoverageSet& set, LineMap& map, const FileFilters& filte
         } else {
             found->second.lines.insert(file.lines.begin(), file.lines.end());
             found->second.functions.insert(file.functions.begin(), file.functions.end());
+            found->second.branches.insert(file.branches.begin(), file.branches.end());
         }
     }
     map.files().swap(files);

@@ -45,6 +45,24 @@ void write_functions(std::ostream& out, const FileMap& mapped, const LineCounts&
     out << "FNF:" << named.size() << '\n' << "FNH:" << hit << '\n';
 }
 
+// BRDA:line,block,branch,taken for every outcome; "-" for the outcomes of a
+// line that never ran, as lcov writes them.
+void write_branches(std::ostream& out, const std::string& file, const LineCounts& ids, const LineCounts& lines,
+                    const LineMap* map) {
+    std::size_t hit = 0;
+    for (const auto& [id, count] : ids) {
+        MappedBranch b = branch_of(map, file, id);
+        auto line = lines.find(b.line);
+        bool line_ran = count > 0 || (line != lines.end() && line->second > 0);
+        out << "BRDA:" << b.line << ',' << b.decision << ',' << b.outcome << ',';
+        if (line_ran) out << count;
+        else out << '-';
+        out << '\n';
+        if (count > 0) ++hit;
+    }
+    out << "BRF:" << ids.size() << '\n' << "BRH:" << hit << '\n';
+}
+
 }  // namespace
 
 std::vector<std::string> lcov_test_names(const CoverageSet& set) {
@@ -73,6 +91,8 @@ void write_lcov(std::ostream& out, const CoverageSet& set, const LineMap* map) {
             std::size_t found = 0, hit = 0;
             out << "SF:" << file << '\n';
             if (const FileMap* mapped = map ? map->find(file) : nullptr) write_functions(out, *mapped, lines);
+            auto branches = t.branches.find(file);
+            if (branches != t.branches.end()) write_branches(out, file, branches->second, lines, map);
             for (auto it = lines.lower_bound(1); it != lines.end(); ++it) {
                 out << "DA:" << it->first << ',' << it->second << '\n';
                 ++found;

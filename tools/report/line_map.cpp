@@ -79,6 +79,17 @@ bool read_line_map(std::istream& in, const std::string& name, MapUnit& unit, std
                 f.first_line < 1)
                 return fail("expected \"function FIRST LAST NAME\"");
             file->functions.insert(f);
+        } else if (word == "branch") {
+            std::istringstream fields(rest);
+            int32_t id = 0;
+            MappedBranch b;
+            std::string line_text, id_text, decision_text, outcome_text;
+            fields >> line_text >> id_text >> decision_text >> outcome_text;
+            std::getline(fields >> std::ws, b.text);
+            if (!number_of(line_text, b.line) || !number_of(id_text, id) || !number_of(decision_text, b.decision) ||
+                !number_of(outcome_text, b.outcome) || b.line < 1 || id / 100 != b.line)
+                return fail("expected \"branch LINE ID DECISION OUTCOME TEXT\"");
+            file->branches[id] = b;
         } else if (word == "unprobed") {
             file->unprobed = rest;
         } else {
@@ -100,6 +111,7 @@ void LineMap::add(const MapUnit& unit) {
         if (file.checksum != into.checksum) continue;  // an older version of the file
         into.lines.insert(file.lines.begin(), file.lines.end());
         into.functions.insert(file.functions.begin(), file.functions.end());
+        into.branches.insert(file.branches.begin(), file.branches.end());
         if (into.unprobed.empty()) into.unprobed = file.unprobed;
         if (file.built > into.built) {
             into.built = file.built;
@@ -156,12 +168,25 @@ bool load_line_maps(const std::vector<std::string>& paths, LineMap& map, std::ve
     return ok;
 }
 
+MappedBranch branch_of(const LineMap* map, const std::string& file, int32_t id) {
+    if (const FileMap* f = map ? map->find(file) : nullptr) {
+        auto found = f->branches.find(id);
+        if (found != f->branches.end()) return found->second;
+    }
+    return MappedBranch{id / 100, 0, id % 100, "branch " + std::to_string(id % 100)};
+}
+
 void add_unrun_lines(CoverageSet& set, const LineMap& map) {
     set.for_each_test([&](TestCase& t) {
         for (const auto& [name, file] : map.files()) {
-            if (file.lines.empty()) continue;
-            LineCounts& lines = t.files[name];
-            for (int32_t line : file.lines) lines.emplace(line, 0);
+            if (!file.lines.empty()) {
+                LineCounts& lines = t.files[name];
+                for (int32_t line : file.lines) lines.emplace(line, 0);
+            }
+            if (!file.branches.empty()) {
+                LineCounts& ids = t.branches[name];
+                for (const auto& entry : file.branches) ids.emplace(entry.first, 0);
+            }
         }
     });
 }

@@ -24,10 +24,19 @@ struct MappedFunction {
     }
 };
 
+// A branch outcome: its counter's id (line * 100 + place on the line).
+struct MappedBranch {
+    int32_t line = 0;
+    int32_t decision = 0;  // the decision's place on its line
+    int32_t outcome = 0;   // the outcome's place in its decision
+    std::string text;      // "if true", "switch case 3"
+};
+
 // What the maps say of one file (named as its probes name it).
 struct FileMap {
     std::set<int32_t> lines;
     std::set<MappedFunction> functions;
+    std::map<int32_t, MappedBranch> branches;  // by id
     std::string unprobed;   // why it was built without probes ("" when it has them)
     std::string folder;     // the working folder of a compile that named it
     uint64_t checksum = 0;  // of the version described
@@ -61,14 +70,19 @@ private:
     std::map<std::string, FileMap> files_;
 };
 
+// Where branch outcome id sits: from the map when it knows it, else from the
+// id itself (line * 100 + place on the line; one decision a line).
+MappedBranch branch_of(const LineMap* map, const std::string& file, int32_t id);
+
 // Reads every map that paths name: map files, and folders searched for
 // "*.mirtmap" files at any depth (hidden folders skipped). A broken map is
 // reported and skipped; false when a path cannot be read at all.
 bool load_line_maps(const std::vector<std::string>& paths, LineMap& map, std::vector<Diagnostic>& diagnostics);
 
 // Every test case gets each mapped line that it does not list, with count 0,
-// and each mapped file that it never touched: what could run but did not.
-// Counted lines that no map knows stay as they are.
+// and each mapped file that it never touched: what could run but did not;
+// likewise each mapped branch outcome. Counted lines that no map knows stay
+// as they are.
 void add_unrun_lines(CoverageSet& set, const LineMap& map);
 
 }  // namespace mirt_report

@@ -84,6 +84,7 @@ struct Settings {
     std::vector<std::string> maps;  // --map: map files and folders
     FileFilters filters;
     double fail_under = -1;         // percent; below it the exit status is exit_below
+    double fail_under_branch = -1;  // the same for branch outcomes taken
     std::string descriptions;
     std::string diff;               // a unified diff ("-": standard input)
     std::vector<std::string> query; // tests-for: FILE:LINE first unless --diff
@@ -132,6 +133,7 @@ bool load(const Settings& s, bool with_map, Loaded& loaded) {
     bool ok = load_coverage(s.common.files, s.load, loaded.set, diagnostics);
     for (const Diagnostic& d : diagnostics) std::cerr << to_string(d) << '\n';
     if (!ok) return false;
+    loaded.set.for_each_test(separate_branch_tables);
     if (!s.common.tests.empty()) {
         for (const std::string& name : s.common.tests)
             if (loaded.set.find(name) == nullptr) std::cerr << "mirt-report: warning: no test case named " << name << '\n';
@@ -147,19 +149,21 @@ bool load(const Settings& s, bool with_map, Loaded& loaded) {
 
 const LineMap* map_of(const Loaded& loaded) { return loaded.have_map ? &loaded.map : nullptr; }
 
-// exit_ok, or exit_below with a message when the rate is under --fail-under.
-int check_threshold(const Settings& s, const char* what, std::size_t hit, std::size_t all, int status) {
-    if (status != exit_ok || s.fail_under < 0) return status;
+// exit_ok, or exit_below with a message when the rate is under the threshold.
+int check_threshold(double threshold, const char* what, std::size_t hit, std::size_t all, int status) {
+    if (status != exit_ok || threshold < 0) return status;
     double rate = all == 0 ? 100.0 : 100.0 * static_cast<double>(hit) / static_cast<double>(all);
-    if (rate + 1e-9 >= s.fail_under) return status;
-    std::cerr << "mirt-report: " << what << " coverage " << percent_text(hit, all) << " is below " << s.fail_under
+    if (rate + 1e-9 >= threshold) return status;
+    std::cerr << "mirt-report: " << what << " coverage " << percent_text(hit, all) << " is below " << threshold
               << "%\n";
     return exit_below;
 }
 
 int line_threshold(const Settings& s, const Loaded& loaded, int status) {
-    Totals all = totals_of(loaded.set.combined("all").files);
-    return check_threshold(s, "line", all.lines_hit, all.lines, status);
+    TestCase all = loaded.set.combined("all");
+    Totals lines = totals_of(all.files), branches = totals_of(all.branches);
+    status = check_threshold(s.fail_under, "line", lines.lines_hit, lines.lines, status);
+    return check_threshold(s.fail_under_branch, "branch", branches.lines_hit, branches.lines, status);
 }
 
 int run_summary(const Settings& s) {
@@ -274,13 +278,21 @@ int run_changed(const Settings& s) {
                 nlohmann::json never = nlohmann::json::array();
                 for (const auto& [line, count] : f.lines)
                     if (count == 0) never.push_back(line);
-                files.push_back({{"file", f.file}, {"lines", t.lines}, {"ran", t.lines_hit}, {"never_run", never}});
+                Totals b = totals_of(f.branches);
+                files.push_back({{"file", f.file}, {"lines", t.lines}, {"ran", t.lines_hit}, {"never_run", never},
+                                 {"branches", b.lines}, {"branches_taken", b.lines_hit}});
             }
-            out << json_text({{"lines", c.lines}, {"ran", c.ran}, {"files", files}}) << '\n';
+            out << json_text({{"lines", c.lines}, {"ran", c.ran}, {"branches", c.branches}, {"branches_taken", c.taken},
+                              {"files", files}})
+                << '\n';
             return true;
         }
         out << "changed lines that could run: " << c.lines << ", ran: " << c.ran << " ("
-            << percent_text(c.ran, c.lines) << ")\n";
+            << percent_text(c.ran, c.lines) << ")";
+        if (c.branches > 0)
+            out << "; branch outcomes: " << c.branches << ", taken: " << c.taken << " ("
+                << percent_text(c.taken, c.branches) << ")";
+        out << '\n';
         for (const ChangedFile& f : c.files) {
             Totals t = totals_of(f.lines);
             out << "    " << f.file << ": " << t.lines_hit << " of " << t.lines << " ran ("
@@ -289,11 +301,19 @@ int run_changed(const Settings& s) {
             for (const auto& [line, count] : f.lines)
                 if (count == 0) never += (never.empty() ? "" : ", ") + std::to_string(line);
             if (!never.empty()) out << "; never run: " << never;
+            std::string untaken;
+            for (const auto& [id, count] : f.branches)
+                if (count == 0) {
+                    MappedBranch b = branch_of(map_of(loaded), f.file, id);
+                    untaken += (untaken.empty() ? "" : ", ") + std::to_string(b.line) + " " + b.text;
+                }
+            if (!untaken.empty()) out << "; never taken: " << untaken;
             out << '\n';
         }
         return true;
     });
-    return check_threshold(s, "changed-line", c.ran, c.lines, status);
+    status = check_threshold(s.fail_under, "changed-line", c.ran, c.lines, status);
+    return check_threshold(s.fail_under_branch, "changed-branch", c.taken, c.branches, status);
 }
 
 int run_tests_for_change(const Settings& s) {
@@ -374,6 +394,9 @@ int run(int argc, char** argv) {
     app.add_option("--include", s.filters.include, "only files whose name matches this glob (repeatable)");
     app.add_option("--exclude", s.filters.exclude, "leave out files whose name matches this glob (repeatable)");
     app.add_option("--fail-under", s.fail_under, "exit with status 3 when line coverage is below PCT percent")
+        ->check(CLI::Range(0.0, 100.0));
+    app.add_option("--fail-under-branch", s.fail_under_branch,
+                   "exit with status 3 when fewer than PCT percent of the branch outcomes were taken")
         ->check(CLI::Range(0.0, 100.0));
 
     Common& common = s.common;

@@ -21,6 +21,30 @@ Totals simple_totals(const LineCounts& counters) {
     return t;
 }
 
+// ", 3 of 4 branch outcomes taken (75.0%)", when there are any.
+void write_branches(std::ostream& out, const Totals& b) {
+    if (b.lines > 0)
+        out << ", " << b.lines_hit << " of " << plural(b.lines, "branch outcome", "branch outcomes") << " taken ("
+            << percent_text(b.lines_hit, b.lines) << ")";
+}
+
+// The outcomes never taken: "12 if false, 14 switch case 3".
+std::string never_taken(const std::string& file, const LineCounts& ids, const LineMap* map) {
+    std::string text;
+    for (const auto& [id, count] : ids) {
+        if (count > 0) continue;
+        MappedBranch b = branch_of(map, file, id);
+        text += (text.empty() ? "" : ", ") + std::to_string(b.line) + " " + b.text;
+    }
+    return text;
+}
+
+const LineCounts& branches_of(const TestCase& t, const std::string& file) {
+    static const LineCounts none;
+    auto found = t.branches.find(file);
+    return found == t.branches.end() ? none : found->second;
+}
+
 nlohmann::json totals_json(const Totals& t) {
     return {{"lines", t.lines}, {"lines_hit", t.lines_hit}, {"hits", t.hits}};
 }
@@ -87,12 +111,30 @@ nlohmann::json test_json(const TestCase& t, const LineMap* map) {
             add_map_json(f, totals, functions_of(file, lines, map));
             f["never_run"] = ranges_json(lines);
         }
+        const LineCounts& ids = branches_of(t, file);
+        if (!ids.empty()) {
+            Totals b = totals_of(ids);
+            f["branches"] = b.lines;
+            f["branches_taken"] = b.lines_hit;
+            nlohmann::json untaken = nlohmann::json::array();
+            for (const auto& [id, count] : ids)
+                if (count == 0) {
+                    MappedBranch mb = branch_of(map, file, id);
+                    untaken.push_back({{"line", mb.line}, {"outcome", mb.text}});
+                }
+            f["never_taken"] = untaken;
+        }
         files.push_back(f);
     }
     Totals all = totals_of(t.files);
     Totals simple = simple_totals(t.simple_counters);
     nlohmann::json j = totals_json(all);
     if (map) add_map_json(j, all, functions_of(t.files, map));
+    if (!t.branches.empty()) {
+        Totals b = totals_of(t.branches);
+        j["branches"] = b.lines;
+        j["branches_taken"] = b.lines_hit;
+    }
     j["name"] = t.name;
     j["labels"] = t.labels;
     j["record_groups"] = t.record_groups;
@@ -118,6 +160,7 @@ void write_test(std::ostream& out, const TestCase& t, bool with_files, const Lin
     out << plural(all.files, "file", "files") << ", ";
     write_lines_hit(out, all, map);
     if (map) write_functions(out, functions_of(t.files, map));
+    write_branches(out, totals_of(t.branches));
     if (!t.simple_counters.empty()) {
         Totals simple = simple_totals(t.simple_counters);
         out << "; " << plural(simple.lines_hit, "simple counter", "simple counters") << " hit, "
@@ -128,11 +171,15 @@ void write_test(std::ostream& out, const TestCase& t, bool with_files, const Lin
     for (const auto& [file, lines] : t.files) {
         out << "    " << file << ": ";
         write_lines_hit(out, totals_of(lines), map);
+        if (map) write_functions(out, functions_of(file, lines, map));
+        const LineCounts& ids = branches_of(t, file);
+        write_branches(out, totals_of(ids));
         if (map) {
-            write_functions(out, functions_of(file, lines, map));
             std::string never = never_run_ranges(lines);
             if (!never.empty()) out << "; never run: " << never;
         }
+        std::string untaken = never_taken(file, ids, map);
+        if (!untaken.empty()) out << "; never taken: " << untaken;
         out << '\n';
     }
 }

@@ -198,3 +198,35 @@ TEST_F(MapReport, ChangedLinesAndTheTestsThatRanThem) {
     RunResult tests = report({"tests-for", "--diff", "change.diff", "run.out"}, false);
     EXPECT_EQ(tests.output, "2 test cases ran changed lines\n  2  t1\n  1  t2\n");
 }
+
+// Branch counters come from the "FILE#branches" tables; the map names their
+// outcomes and adds the ones never taken.
+TEST_F(MapReport, BranchOutcomesInEveryFormat) {
+    write("br.out", "=== t\n>>> l\n--- /zz\n### br.c\n3,4\n6,0\n### br.c#branches\n300,3\n301,1\n");
+    mkdir(mirt_test::join(folder, "brmap").c_str(), 0700);
+    write("brmap/br.o.mirtmap", map_text("00000000000000dd", 5, "/zz/br.c\nlines 3 6\n"
+                                         "branch 3 300 0 0 if true\nbranch 3 301 0 1 if false\n"
+                                         "branch 6 600 0 0 ?: true\nbranch 6 601 0 1 ?: false\n"));
+    auto run = [&](std::vector<std::string> args) {
+        args.insert(args.begin(), {"--map", "brmap"});
+        args.push_back("br.out");
+        return mirt_report_test::run_report(args, folder, true);
+    };
+    RunResult summary = run({"summary"});
+    EXPECT_NE(summary.output.find("    /zz/br.c: 1 of 2 lines hit (50.0%), 4 hits, 2 of 4 branch outcomes taken (50.0%); "
+                                  "never run: 6; never taken: 6 ?: true, 6 ?: false\n"),
+              std::string::npos) << summary.output;
+    EXPECT_NE(run({"lcov"}).output.find("BRDA:3,0,0,3\nBRDA:3,0,1,1\nBRDA:6,0,0,-\nBRDA:6,0,1,-\nBRF:4\nBRH:2\n"),
+              std::string::npos);
+    RunResult xml = run({"cobertura"});
+    EXPECT_NE(xml.output.find("<line number=\"3\" hits=\"4\" branch=\"true\" condition-coverage=\"100% (2/2)\"/>"),
+              std::string::npos) << xml.output;
+    EXPECT_NE(xml.output.find("branches-covered=\"2\" branches-valid=\"4\""), std::string::npos);
+    EXPECT_EQ(run({"--fail-under-branch", "50", "summary"}).exit_code, 0);
+    EXPECT_EQ(run({"--fail-under-branch", "51", "summary"}).exit_code, 3);
+    // Without the map, the counters that were written still read as branches.
+    RunResult raw = mirt_report_test::run_report({"--map", "build/c.o.mirtmap", "lcov", "br.out"}, folder);
+    EXPECT_NE(raw.output.find("SF:/zz/br.c\nBRDA:3,0,0,3\nBRDA:3,0,1,1\nBRF:2\nBRH:2\n"), std::string::npos)
+        << raw.output;
+    EXPECT_EQ(raw.output.find("br.c#branches"), std::string::npos);
+}
