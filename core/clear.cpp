@@ -16,7 +16,7 @@ using namespace mirt;
 extern "C" void c_mirt_clear_coverage_data(void) {
     host_side_clear();
     // A merge of a client's data file would add to the tables being emptied.
-    merge_lock.enter();
+    platform::LockHold hold_merges(merge_lock);
     // The slots are emptied but point_entry_count is kept: every claim since
     // the table was allocated counts towards its cap.
     // Only the regions that ever held a slot can be other than zero.
@@ -38,11 +38,11 @@ extern "C" void c_mirt_clear_coverage_data(void) {
     }
     // Taken here as well as by the probes: emptying a line map while a probe
     // inserts into it would corrupt the map, not just lose a hit.
-    file_line_lock.enter();
-    file_line_table().empty_all_line_maps();
-    file_line_lock.leave();
+    {
+        platform::LockHold hold_probes(file_line_lock);
+        file_line_table().empty_all_line_maps();
+    }
     free_merged_points();
-    merge_lock.leave();
 }
 
 #pragma GCC diagnostic push

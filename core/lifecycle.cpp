@@ -95,9 +95,8 @@ void create_lasting_locks() {
 // Collection's threads end their work here: after this none of them touches
 // a table or a lock that detach releases.
 void close_collection() {
-    collection_lock.enter();
+    platform::LockHold hold(collection_lock);
     collection_closed = true;
-    collection_lock.leave();
 }
 }  // namespace
 

@@ -198,9 +198,8 @@ using namespace mirt;
 extern "C" int c_mirt_fn2(char* file, int line) {
     if (file == nullptr) return 0;
     static FileLineTable& table = file_line_table();
-    file_line_lock.enter();
+    platform::LockHold hold(file_line_lock);
     table.record_hit(file, line);
-    file_line_lock.leave();
     return 0;
 }
 

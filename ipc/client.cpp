@@ -83,7 +83,7 @@ void client_request_thread(void* argument) {
         int which = platform::wait_any(requests, 3, platform::wait_forever);
         if (which == 0) break;
         if (which == 1 || which == 2) {
-            collection_lock.enter();
+            platform::LockHold hold(collection_lock);
             if (!collection_closed) {
                 if (which == 1) {
                     hand_over_data(record, false);
@@ -94,16 +94,16 @@ void client_request_thread(void* argument) {
                     free(done);
                 }
             }
-            collection_lock.leave();
         } else if (which != platform::wait_timeout) {
             // A wait that cannot work (an event was missing) is retried
             // after a pause rather than at once, so that it never spins.
             platform::sleep_ms(1000);
         }
     }
-    collection_lock.enter();
-    if (!collection_closed) hand_over_data(record, true);
-    collection_lock.leave();
+    {
+        platform::LockHold hold(collection_lock);
+        if (!collection_closed) hand_over_data(record, true);
+    }
     for (platform::EventHandle request : requests) platform::close_event(request);
 }
 

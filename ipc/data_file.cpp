@@ -122,14 +122,13 @@ void merge_lines(BoundedReader& in) {
         uint64_t length = 0;
         char* name = in.text(&length);
         uint64_t lines = in.get<uint64_t>();
-        file_line_lock.enter();
+        platform::LockHold hold(file_line_lock);
         table.file_entry(name != nullptr ? name : "", static_cast<size_t>(length));
         for (uint64_t l = 0; l < lines && in.left() > 0; ++l) {
             int32_t line = in.get<int32_t>();
             int64_t n = in.get<int64_t>();
             table.add_count(name != nullptr ? name : "", static_cast<size_t>(length), line, n);
         }
-        file_line_lock.leave();
         free(name);
     }
 }
@@ -164,7 +163,8 @@ bool write_data_file(const char* path) {
     if (file == nullptr) return false;
     static thread_local char buffer[1 << 16];
     setvbuf(file, buffer, _IOFBF, sizeof buffer);
-    merge_lock.enter();
+    {
+    platform::LockHold hold_merges(merge_lock);
 
     // The count is that of the records written: a name without a record is skipped.
     std::vector<ModuleRecord*> heads;
@@ -196,7 +196,7 @@ bool write_data_file(const char* path) {
         put<uint64_t>(file, entry.count);
     }
 
-    file_line_lock.enter();
+    platform::LockHold hold_probes(file_line_lock);
     const FileLineTable& table = file_line_table();
     put<uint64_t>(file, table.file_count());
     table.for_each([file](const FileLineTable::Entry& entry) {
@@ -207,26 +207,20 @@ bool write_data_file(const char* path) {
             put<int64_t>(file, count);
         }
     });
-    file_line_lock.leave();
-
-    merge_lock.leave();
+    }
     fclose(file);
     return true;
 }
 
 bool merge_data_file(const char* path) {
-    merge_lock.enter();
+    platform::LockHold hold(merge_lock);
     FILE* file = fopen(path, "rb");
-    if (file == nullptr) {
-        merge_lock.leave();
-        return false;
-    }
+    if (file == nullptr) return false;
     BoundedReader in(file);
     merge_modules(in);
     merge_points(in);
     merge_lines(in);
     fclose(file);
-    merge_lock.leave();
     return true;
 }
 

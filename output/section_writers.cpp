@@ -160,11 +160,12 @@ void write_merged_point_section(FILE* stream) {
 void write_line_section(FILE* stream) {
     if (stream == nullptr) return;
     std::vector<std::pair<std::string, std::vector<std::pair<int32_t, int64_t>>>> files;
-    file_line_lock.enter();
-    file_line_table().for_each([&](const FileLineTable::Entry& e) {
-        files.emplace_back(e.name, std::vector<std::pair<int32_t, int64_t>>(e.lines.begin(), e.lines.end()));
-    });
-    file_line_lock.leave();
+    {
+        platform::LockHold hold(file_line_lock);
+        file_line_table().for_each([&](const FileLineTable::Entry& e) {
+            files.emplace_back(e.name, std::vector<std::pair<int32_t, int64_t>>(e.lines.begin(), e.lines.end()));
+        });
+    }
     std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     Section section(stream, false, {"can't fprintf to mirt.out", 280, 288, 295});
     for (const auto& [name, lines] : files) {

@@ -34,10 +34,8 @@ bool nothing_recorded() {
     if (!module_registry().empty() || point_hit_table != nullptr || simple_counters != nullptr ||
         !static_registrations().empty())
         return false;
-    file_line_lock.enter();
-    bool no_lines = file_line_table().file_count() == 0;
-    file_line_lock.leave();
-    return no_lines;
+    platform::LockHold hold(file_line_lock);
+    return file_line_table().file_count() == 0;
 }
 
 // Numbered counters 1 to 999,999 above zero; counter 0 is never written,
@@ -130,9 +128,8 @@ void mirt_write_coverage_data(const char* path) {
     if (!directory_of(path, &directory)) return;
     make_directory_path(directory.c_str());  // a path without a folder is opened where the process runs
     // Merges of clients' data files add to the tables: none runs meanwhile.
-    merge_lock.enter();
+    platform::LockHold hold(merge_lock);
     write_locked(path);
-    merge_lock.leave();
 }
 
 extern "C" void c_mirt_write_coverage_data(const char* path) { mirt_write_coverage_data(path); }
