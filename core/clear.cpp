@@ -1,11 +1,17 @@
 // clear.cpp: resetting every count while keeping every structure that code or numbering relies on.
+#include "clear.h"
+
 #include <cstring>
 
-#include "lifecycle.h"
 #include "mirt64.h"
 #include "modules.h"
 #include "point_table.h"
+#include "process_state.h"
 #include "source_lines.h"
+
+namespace mirt {
+void (*clear_other_processes)() = nullptr;
+}  // namespace mirt
 
 using namespace mirt;
 
@@ -14,7 +20,7 @@ using namespace mirt;
 // point numbering, the entry count, the trace, the test name and label, and
 // the process's role. The host first makes its clients clear.
 extern "C" void c_mirt_clear_coverage_data(void) {
-    host_side_clear();
+    if (clear_other_processes != nullptr) clear_other_processes();
     // A merge of a client's data file would add to the tables being emptied.
     platform::LockHold hold_merges(merge_lock);
     // The slots are emptied but point_entry_count is kept: every claim since

@@ -6,9 +6,9 @@
 
 #include "error_log.h"
 #include "index_file.h"
-#include "lifecycle.h"
 #include "memory.h"
 #include "mirt64.h"
+#include "process_state.h"
 #include "trace.h"
 #include "text.h"
 

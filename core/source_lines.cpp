@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "counts.h"
-#include "lifecycle.h"
 #include "mirt64.h"
+#include "process_state.h"
 
 namespace mirt {
 

@@ -4,15 +4,47 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "collection.h"
 #include "data_file.h"
 #include "events.h"
-#include "lifecycle.h"
 #include "mirt64.h"
 #include "pipe.h"
 #include "process.h"
+#include "process_state.h"
+#include "text.h"
 #include "threads.h"
 
 namespace mirt {
+
+namespace {
+constexpr size_t base_name_buffer = 512;  // at most 511 characters
+}
+
+ClientRecord& own_record() {
+    // Never destroyed: the exit path and, on POSIX, threads still running
+    // after the static destructors may read it.
+    static auto* record = new ClientRecord;
+    return *record;
+}
+
+void set_own_client_number(int32_t number) {
+    ClientRecord& record = own_record();
+    if (number != -1) {
+        record.id = number;
+        return;
+    }
+    char name[base_name_buffer];
+    platform::module_base_name(name, sizeof name);
+    record.name = name;
+    record.pid = platform::current_process_id();
+    record.id = -1;
+    // The data name is cut to the buffer: a base name of 100 bytes or more
+    // (an executable name of some 80 characters) would not fit whole.
+    if (char* data_name = make_data_base_name(record)) {
+        copy_bounded(process_data_name, data_name, process_data_name_size - 1);
+        free(data_name);
+    }
+}
 
 void report_last_error(const char*) { platform::drop_last_error_text(); }
 
@@ -36,8 +68,8 @@ bool connect_to_host() {
         report_last_error("SetNamedPipeHandleState");
         return false;
     }
-    char name[512];
-    platform::module_base_name(name, sizeof name);  // at most 511 characters
+    char name[base_name_buffer];
+    platform::module_base_name(name, sizeof name);
     char message[512];
     make_registration(message, sizeof message, name, platform::current_process_id());
     if (!platform::write_message(pipe, message, strlen(message) + 1)) {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "lifecycle.h"
 #include "point_table.h"
+#include "process_state.h"
 #include "source_lines.h"
 
 namespace mirt {

@@ -7,10 +7,11 @@
 #include <vector>
 
 #include "client.h"
+#include "collection.h"
 #include "data_file.h"
 #include "events.h"
 #include "files.h"
-#include "lifecycle.h"
+#include "process_state.h"
 #include "pipe.h"
 #include "process.h"
 #include "threads.h"

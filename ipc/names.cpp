@@ -9,7 +9,6 @@
 
 namespace mirt {
 
-const char* host_pipe_name = "\\\\.\\pipe\\MIRT_HOST_PIPE";
 const char* host_exiting_base = "MIRT_HOST_EXITING";
 const char* getdata_request_base = "MIRT_HOST_REQUEST_GETDATA";
 const char* cleardata_request_base = "MIRT_HOST_REQUEST_CLEARDATA";

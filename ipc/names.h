@@ -11,7 +11,6 @@
 namespace mirt {
 
 // The fixed texts, as pointers so that they can be %s arguments.
-extern const char* host_pipe_name;             // "\\.\pipe\MIRT_HOST_PIPE"
 extern const char* host_exiting_base;          // "MIRT_HOST_EXITING"
 extern const char* getdata_request_base;       // "MIRT_HOST_REQUEST_GETDATA"
 extern const char* cleardata_request_base;     // "MIRT_HOST_REQUEST_CLEARDATA"
@@ -31,7 +30,7 @@ enum ClientEvent {
 // the host keeps one per registered client.
 struct ClientRecord {
     std::string name;            // executable base name, case as reported
-    uint64_t creation_time = 0;  // FILETIME order: high half, low half
+    uint64_t creation_time = 0;  // as the system gives it: high half, low half
     uint32_t pid = 0;
     int32_t id = -1;             // client number from the host; -1 until it answers
     platform::EventHandle events[client_event_count] = {};  // only the host's copy holds them

@@ -10,9 +10,9 @@
 #include "counts.h"
 #include "emit.h"
 #include "error_log.h"
-#include "lifecycle.h"
 #include "modules.h"
 #include "point_table.h"
+#include "process_state.h"
 #include "source_lines.h"
 #include "text.h"
 

@@ -1,21 +1,24 @@
 // write_driver.cpp: appends one record group with every count so far to a coverage file.
+#include "write_driver.h"
+
 #include <cstdarg>
 #include <string>
 
 #include "emit.h"
 #include "error_log.h"
 #include "index_file.h"
-#include "lifecycle.h"
 #include "mirt64.h"
 #include "modules.h"
 #include "paths.h"
 #include "point_table.h"
+#include "process_state.h"
 #include "section_writers.h"
 #include "source_lines.h"
 #include "trace.h"
 
 namespace mirt {
 
+void (*gather_before_write)() = nullptr;
 int (*output_vprintf)(FILE*, const char*, va_list) = vfprintf;
 
 int emit(FILE* stream, const char* format, ...) {
@@ -123,7 +126,7 @@ using namespace mirt;
 // The host first gathers its clients' counts, even for a write that then
 // finds nothing to do.
 void mirt_write_coverage_data(const char* path) {
-    host_side_write();
+    if (gather_before_write != nullptr) gather_before_write();
     std::string directory;
     if (!directory_of(path, &directory)) return;
     make_directory_path(directory.c_str());  // a path without a folder is opened where the process runs

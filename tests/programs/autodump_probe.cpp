@@ -10,7 +10,7 @@
 
 #include "autodump.h"
 #include "autodump_support.h"
-#include "lifecycle.h"
+#include "attach.h"
 #include "mirt64.h"
 #include "point_table.h"
 #include "test_support.h"

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "client.h"
 #include "emit.h"
 #include "mirt64.h"
 #include "modules.h"

@@ -8,7 +8,7 @@
 
 #include "error_log.h"
 #include "index_file.h"
-#include "lifecycle.h"
+#include "process_state.h"
 #include "test_support.h"
 #include "trace.h"
 
