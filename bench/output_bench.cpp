@@ -8,6 +8,7 @@
 
 #include "error_log.h"
 #include "index_file.h"
+#include "internals.h"
 #include "attach.h"
 #include "process_state.h"
 #include "mirt64.h"

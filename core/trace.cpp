@@ -2,15 +2,22 @@
 #include "trace.h"
 
 #include "error_log.h"
+#include "files.h"
+#include "internals.h"
 
 namespace mirt {
 
 const char* trace_file_name = platform::trace_file_default_name;
 platform::FileHandle trace_handle = 0;
 bool trace_created = false;
-bool trace_closed_by_write = false;
-unsigned char trace_buffer[trace_buffer_records * 3 + 4];
 int trace_record_count = 0;
+
+namespace {
+// Set when a coverage write flushed and closed the trace file.
+bool trace_closed_by_write = false;
+// 3-byte records are stored as 4-byte values at a 3-byte stride: 4 spare bytes.
+unsigned char trace_buffer[trace_buffer_records * 3 + 4];
+}  // namespace
 
 void trace_append(int32_t value) {
     if (!trace_created) {
@@ -45,6 +52,18 @@ void trace_flush() {
         MIRT_LOG_ERROR(1508, "can't fprintf to trace file");
     }
     trace_record_count = 0;
+}
+
+bool close_trace_after_write() {
+    if (trace_handle == 0) return false;
+    trace_flush();
+    bool valid = trace_handle != platform::invalid_file;
+    if (!platform::close_file(trace_handle)) print_error("Error: can't close the %s file.\n", trace_file_name);
+    if (valid) {
+        trace_handle = 0;
+        trace_closed_by_write = true;
+    }
+    return true;
 }
 
 }  // namespace mirt

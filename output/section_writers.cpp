@@ -20,10 +20,6 @@ namespace mirt {
 
 namespace {
 
-// Keys are read as file names. A null key (a pointer-keyed probe given a
-// null pointer) is written as the empty name.
-const char* key_text(uint64_t key) { return key != 0 ? reinterpret_cast<const char*>(key) : ""; }
-
 // Where each line of a section fails, and what the error log then says.
 struct FailureLines {
     const char* message;
@@ -71,16 +67,6 @@ private:
     std::string remembered_;
 };
 
-// Key text, then line. Points of one name usually share its address, which
-// spares the text comparison.
-bool slot_less(const PointHitEntry& x, const PointHitEntry& y) {
-    if (x.key != y.key) {
-        int by_key = strcmp(key_text(x.key), key_text(y.key));
-        if (by_key != 0) return by_key < 0;
-    }
-    return x.line < y.line;
-}
-
 bool name_less(const char* a, const char* b) { return strcmp(a != nullptr ? a : "", b != nullptr ? b : "") < 0; }
 
 }  // namespace
@@ -96,29 +82,17 @@ void split_key(const char* key, std::string* directory, std::string* file) {
     *file = slash + 1;
 }
 
-// Compacts the table in place (occupied slots copied to its front, the rest
-// left as they were) and sorts the front by key text, then line. The hash
-// order is given up for good: a later hit of a moved point may count into a
-// stale copy or a new slot, and later sections then list it more than once.
+// The table is left compacted and sorted at its front: later hits of a
+// moved point may count into a stale copy, and later sections then list it
+// more than once.
 void write_point_section(FILE* stream) {
-    if (stream == nullptr || point_hit_table == nullptr) return;
-    size_t n = 0;
-    // Slots outside the used regions are empty; the front that the occupied
-    // slots move to is marked used in turn.
-    for_each_slot_in_used_regions([&n](uint32_t i) {
-        if (point_hit_table[i].line != 0) {
-            mark_point_slot(static_cast<uint32_t>(n));
-            point_hit_table[n++] = point_hit_table[i];
-        }
-    });
-    forget_recent_points();
-    // Unstable: equal points (the same text at two addresses, same line) keep no defined order.
-    std::sort(point_hit_table, point_hit_table + n, slot_less);
-    if (n < 1) return;
+    if (stream == nullptr || !point_table_allocated()) return;
+    const PointRun points = compact_and_sort_points();
+    if (points.count < 1) return;
     Section section(stream, false, {"can't fprintf to file", 1328, 1337, 1346});
     const char* previous = "";
-    for (size_t i = 0; i < n; ++i) {
-        const PointHitEntry& entry = point_hit_table[i];
+    for (size_t i = 0; i < points.count; ++i) {
+        const PointHitEntry& entry = points.first[i];
         const char* key = key_text(entry.key);
         if (strcmp(key, previous) != 0) {
             if (!section.headings(key)) return;
@@ -132,19 +106,13 @@ void write_point_section(FILE* stream) {
 // and from its clients, become one count line with the sum of their counts.
 void write_merged_point_section(FILE* stream) {
     if (stream == nullptr) return;
-    auto& points = merged_points();
-    const size_t merged = points.size();
-    if (point_hit_table != nullptr) {
-        for_each_slot_in_used_regions([&points](uint32_t i) {
-            if (point_hit_table[i].line != 0) points.push_back(&point_hit_table[i]);
-        });
-    }
     std::map<std::string, std::map<int32_t, int64_t>> grouped;
-    for (const PointHitEntry* entry : points) {
-        int64_t& total = grouped[key_text(entry->key)][entry->line];
-        total = add_counts(total, static_cast<int64_t>(entry->count));
-    }
-    points.resize(merged);
+    auto add = [&grouped](const PointHitEntry& entry) {
+        int64_t& total = grouped[key_text(entry.key)][entry.line];
+        total = add_counts(total, static_cast<int64_t>(entry.count));
+    };
+    for (const PointHitEntry* entry : merged_points()) add(*entry);
+    for_each_point(add);
     Section section(stream, true, {"can't fprintf to file", 1417, 1427, 1436});
     for (const auto& [key, lines] : grouped) {
         if (!section.headings(key.c_str())) return;
@@ -204,13 +172,10 @@ void write_module_section(FILE* stream) {
     if (stream == nullptr) return;
     auto& names = module_names();
     std::stable_sort(names.begin(), names.end());
-    auto& registry = module_registry();
     Section section(stream, true, {"can't fprintf to mirt.out.", 1113, 1122, 1131});
-    for (const std::string& name : names) {
-        auto it = registry.find(name);
-        if (it == registry.end() || it->second == nullptr) continue;
-        long long total = total_hits(it->second);
-        MergedView view = merged_view(it->second);
+    for (ModuleRecord* head : module_heads()) {
+        long long total = total_hits(head);
+        MergedView view = merged_view(head);
         bool written = true;
         if (total > 0) {
             written = section.headings(view.record->name);

@@ -34,7 +34,7 @@ namespace {
 // The source-line table is looked at under the probes' lock, as its writer
 // does: a probe may be adding a file at that moment.
 bool nothing_recorded() {
-    if (!module_registry().empty() || point_hit_table != nullptr || simple_counters != nullptr ||
+    if (!module_registry().empty() || point_table_allocated() || simple_counts() != nullptr ||
         !static_registrations().empty())
         return false;
     platform::LockHold hold(file_line_lock);
@@ -44,9 +44,10 @@ bool nothing_recorded() {
 // Numbered counters 1 to 999,999 above zero; counter 0 is never written,
 // although mirt_fn(0) counts into it.
 bool write_simple_counters(FILE* stream, const char* path) {
-    if (simple_counters == nullptr) return true;
+    const uint64_t* counts = simple_counts();
+    if (counts == nullptr) return true;
     for (int i = 1; i < simple_counter_count; ++i) {
-        int64_t count = static_cast<int64_t>(simple_counters[i]);
+        int64_t count = static_cast<int64_t>(counts[i]);
         if (count > 0 && emit(stream, count_line_format, i, count) < 0) {
             print_error("Error: can't fprintf to %s\n", path);
             MIRT_LOG_ERROR(1222, "can't fprintf to file");
@@ -56,43 +57,21 @@ bool write_simple_counters(FILE* stream, const char* path) {
     return true;
 }
 
-// After a successful write the trace is flushed and closed, and then the
-// index file is closed, so that both are whole on disk. They are marked
-// closed, and the next trace record or new named point opens its file again
-// for appending: the trace and the index of a run that writes many times
-// stay whole and nothing is written to a closed file. A trace file that
-// could not be created keeps its invalid handle and reports at every write.
-void close_trace_and_index() {
-    if (trace_handle == 0) return;
-    trace_flush();
-    bool valid = trace_handle != platform::invalid_file;
-    if (!platform::close_file(trace_handle)) print_error("Error: can't close the %s file.\n", trace_file_name);
-    if (valid) {
-        trace_handle = 0;
-        trace_closed_by_write = true;
-    }
-    if (index_stream != nullptr) {
-        fclose(index_stream);
-        index_stream = nullptr;
-        index_closed_by_write = true;
-    }
-}
-
 void write_record_group(FILE* stream, const char* path) {
-    if (point_entry_count >= point_table_cap) {
+    if (point_table_full()) {
         print_error("Error: mirt hash table too full.\n");
         MIRT_LOG_ERROR(1193, "mirt hash table too full.");
         return;
     }
-    const char* name = test_name[0] != '\0' ? test_name : get_process_data_name();
-    const char* label = test_label[0] != '\0' ? test_label : "unknown";
+    const char* name = current_test_name()[0] != '\0' ? current_test_name() : get_process_data_name();
+    const char* label = current_test_label()[0] != '\0' ? current_test_label() : "unknown";
     if (emit(stream, "=== %s\n>>> %s\n", name, label) < 0) {
         print_error("Error: can't fprintf to %s\n", path);
         MIRT_LOG_ERROR(1202, "can't fprintf to file");
         return;
     }
     if (!merged_points().empty()) write_merged_point_section(stream);
-    else if (point_hit_table != nullptr) write_point_section(stream);
+    else if (point_table_allocated()) write_point_section(stream);
     write_line_section(stream);  // looks at the table under the probes' lock; no file, no lines
     if (!write_simple_counters(stream, path)) return;
     write_static_section(stream);
@@ -113,7 +92,9 @@ void write_locked(const char* path) {
         MIRT_LOG_ERROR(1241, "can not close file.");
         return;
     }
-    close_trace_and_index();
+    // The trace and the index are whole on disk after every write; the index
+    // is closed only where a trace file was opened.
+    if (close_trace_after_write()) close_index_after_write();
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Tests of the index file, the trace file, the error log and the path operations.
 #include <cstring>
 
+#include "internals.h"
 #include "mirt64.h"
 #include "paths.h"
 #include "point_table.h"

@@ -1,8 +1,8 @@
 // Tests of the numbered counters, the point-hit table and the simple probes.
 #include <cstring>
 
+#include "internals.h"
 #include "mirt64.h"
-#include "point_table.h"
 #include "runtime_fixture.h"
 
 using namespace mirt;
@@ -142,20 +142,20 @@ TEST_F(RuntimeTest, TestNameAndLabelAreCutAt255Bytes) {
     std::string long_name(300, 'n');
     std::string long_label(400, 'l');
     mirt_set_test_name(long_name.data(), 300, long_label.data());
-    EXPECT_EQ(std::string(test_name), std::string(255, 'n'));
-    EXPECT_EQ(std::string(test_label), std::string(255, 'l'));
+    EXPECT_EQ(std::string(current_test_name()), std::string(255, 'n'));
+    EXPECT_EQ(std::string(current_test_label()), std::string(255, 'l'));
     char name[] = "suite.case";
     char label[] = "Optimize";
     c_mirt_set_test_name(name, 5, label);
-    EXPECT_STREQ(test_name, "suite");
-    EXPECT_STREQ(test_label, "Optimize");
+    EXPECT_STREQ(current_test_name(), "suite");
+    EXPECT_STREQ(current_test_label(), "Optimize");
     // A length beyond the name's terminator stops at the terminator; a
     // negative length gives the empty name; null texts give empty texts.
     c_mirt_set_test_name(name, 200, nullptr);
-    EXPECT_STREQ(test_name, "suite.case");
-    EXPECT_STREQ(test_label, "");
+    EXPECT_STREQ(current_test_name(), "suite.case");
+    EXPECT_STREQ(current_test_label(), "");
     c_mirt_set_test_name(name, -4, label);
-    EXPECT_STREQ(test_name, "");
+    EXPECT_STREQ(current_test_name(), "");
 }
 
 TEST_F(RuntimeTest, ShutdownWritingSwitch) {

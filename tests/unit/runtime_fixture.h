@@ -8,6 +8,7 @@
 
 #include "error_log.h"
 #include "index_file.h"
+#include "internals.h"
 #include "process_state.h"
 #include "test_support.h"
 #include "trace.h"
