@@ -54,8 +54,7 @@ void load_index_file(int mode) {
     }
     index_stream = fopen(index_file_path, "a+");
     if (index_stream == nullptr) {
-        print_error("Can't open the index file in append mode.\n");
-        MIRT_LOG_ERROR(765, "Can't open the index file in append mode.");
+        MIRT_REPORT(Failure::index_append_open);
     }
 }
 

@@ -336,8 +336,7 @@ mirt_obj::mirt_obj(char* name, int line) : index(0) {
         point_counter += 1;
     } else {
         // The number is not used up: the next new point receives it again.
-        print_error("Error: can't fprintf to %s\n", index_file_path);
-        MIRT_LOG_ERROR(828, "can't fprintf to index file");
+        MIRT_REPORT(Failure::index_write, index_file_path);
         index = 0;
     }
 }

@@ -20,19 +20,19 @@ namespace mirt {
 
 namespace {
 
-// Where each line of a section fails, and what the error log then says.
-struct FailureLines {
-    const char* message;
-    int directory;
-    int file;
-    int count;
+// What each line of a section reports when it cannot be written.
+struct SectionFailures {
+    Failure directory;
+    Failure file;
+    Failure count;
 };
 
 // One section's output: directory headings only on change (the remembered
 // directory starts empty in every section), file headings, count lines.
 class Section {
 public:
-    Section(FILE* stream, bool fold_case, FailureLines lines) : stream_(stream), fold_case_(fold_case), lines_(lines) {}
+    Section(FILE* stream, bool fold_case, SectionFailures failures)
+        : stream_(stream), fold_case_(fold_case), failures_(failures) {}
 
     // The directory heading when the key's directory differs from the last
     // one written, then the file heading.
@@ -41,29 +41,27 @@ public:
         split_key(key, &directory, &file);
         bool same = fold_case_ ? ascii_casecmp(directory.c_str(), remembered_.c_str()) == 0 : directory == remembered_;
         if (!same) {
-            if (emit(stream_, "--- %s\n", directory.c_str()) < 0) return fail(lines_.directory);
+            if (emit(stream_, "--- %s\n", directory.c_str()) < 0) return fail(failures_.directory);
             remembered_ = directory;
         }
-        if (emit(stream_, "### %s\n", file.c_str()) < 0) return fail(lines_.file);
+        if (emit(stream_, "### %s\n", file.c_str()) < 0) return fail(failures_.file);
         return true;
     }
 
     bool count(int32_t line, int64_t value) {
-        if (emit(stream_, count_line_format, line, value) < 0) return fail(lines_.count);
+        if (emit(stream_, count_line_format, line, value) < 0) return fail(failures_.count);
         return true;
     }
 
 private:
-    bool fail(int line) {
-        // The message names "mirt.out" whatever the real path is.
-        print_error("Error: can't fprintf to mirt.out\n");
-        MIRT_LOG_ERROR(line, lines_.message);
+    bool fail(Failure failure) {
+        MIRT_REPORT(failure);
         return false;
     }
 
     FILE* stream_;
     bool fold_case_;
-    FailureLines lines_;
+    SectionFailures failures_;
     std::string remembered_;
 };
 
@@ -89,7 +87,7 @@ void write_point_section(FILE* stream) {
     if (stream == nullptr || !point_table_allocated()) return;
     const PointRun points = compact_and_sort_points();
     if (points.count < 1) return;
-    Section section(stream, false, {"can't fprintf to file", 1328, 1337, 1346});
+    Section section(stream, false, {Failure::point_directory, Failure::point_file, Failure::point_count});
     const char* previous = "";
     for (size_t i = 0; i < points.count; ++i) {
         const PointHitEntry& entry = points.first[i];
@@ -113,7 +111,7 @@ void write_merged_point_section(FILE* stream) {
     };
     for (const PointHitEntry* entry : merged_points()) add(*entry);
     for_each_point(add);
-    Section section(stream, true, {"can't fprintf to file", 1417, 1427, 1436});
+    Section section(stream, true, {Failure::merged_directory, Failure::merged_file, Failure::merged_count});
     for (const auto& [key, lines] : grouped) {
         if (!section.headings(key.c_str())) return;
         for (const auto& [line, count] : lines) {
@@ -135,7 +133,7 @@ void write_line_section(FILE* stream) {
         });
     }
     std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    Section section(stream, false, {"can't fprintf to mirt.out", 280, 288, 295});
+    Section section(stream, false, {Failure::line_directory, Failure::line_file, Failure::line_count});
     for (const auto& [name, lines] : files) {
         int64_t sum = 0;
         for (const auto& line : lines) sum = add_counts(sum, line.second);
@@ -153,7 +151,7 @@ void write_static_section(FILE* stream) {
     auto& registrations = static_registrations();
     std::stable_sort(registrations.begin(), registrations.end(),
                      [](const StaticRegistration& a, const StaticRegistration& b) { return name_less(a.name, b.name); });
-    Section section(stream, true, {"can't fprintf to mirt.out.", 1065, 1073, 1080});
+    Section section(stream, true, {Failure::static_directory, Failure::static_file, Failure::static_count});
     for (const StaticRegistration& r : registrations) {
         // Tables that are not there are passed over rather than read.
         if (r.count <= 0 || r.lines == nullptr || r.counters == nullptr) continue;
@@ -172,7 +170,7 @@ void write_module_section(FILE* stream) {
     if (stream == nullptr) return;
     auto& names = module_names();
     std::stable_sort(names.begin(), names.end());
-    Section section(stream, true, {"can't fprintf to mirt.out.", 1113, 1122, 1131});
+    Section section(stream, true, {Failure::module_directory, Failure::module_file, Failure::module_count});
     for (ModuleRecord* head : module_heads()) {
         long long total = total_hits(head);
         MergedView view = merged_view(head);

@@ -49,8 +49,7 @@ bool write_simple_counters(FILE* stream, const char* path) {
     for (int i = 1; i < simple_counter_count; ++i) {
         int64_t count = static_cast<int64_t>(counts[i]);
         if (count > 0 && emit(stream, count_line_format, i, count) < 0) {
-            print_error("Error: can't fprintf to %s\n", path);
-            MIRT_LOG_ERROR(1222, "can't fprintf to file");
+            MIRT_REPORT(Failure::counter_write, path);
             return false;
         }
     }
@@ -59,15 +58,13 @@ bool write_simple_counters(FILE* stream, const char* path) {
 
 void write_record_group(FILE* stream, const char* path) {
     if (point_table_full()) {
-        print_error("Error: mirt hash table too full.\n");
-        MIRT_LOG_ERROR(1193, "mirt hash table too full.");
+        MIRT_REPORT(Failure::table_full);
         return;
     }
     const char* name = current_test_name()[0] != '\0' ? current_test_name() : get_process_data_name();
     const char* label = current_test_label()[0] != '\0' ? current_test_label() : "unknown";
     if (emit(stream, "=== %s\n>>> %s\n", name, label) < 0) {
-        print_error("Error: can't fprintf to %s\n", path);
-        MIRT_LOG_ERROR(1202, "can't fprintf to file");
+        MIRT_REPORT(Failure::header_write, path);
         return;
     }
     if (!merged_points().empty()) write_merged_point_section(stream);
@@ -82,14 +79,12 @@ void write_locked(const char* path) {
     if (nothing_recorded()) return;
     FILE* stream = fopen(path, "a+b");
     if (stream == nullptr) {
-        print_error("Error: can't open %s\n", path);
-        MIRT_LOG_ERROR(1184, "can not open file.");
+        MIRT_REPORT(Failure::output_open, path);
         return;
     }
     write_record_group(stream, path);
     if (fclose(stream) != 0) {
-        print_error("Error: can't close %s\n", path);
-        MIRT_LOG_ERROR(1241, "can not close file.");
+        MIRT_REPORT(Failure::output_close, path);
         return;
     }
     // The trace and the index are whole on disk after every write; the index
