@@ -40,10 +40,8 @@ void set_own_client_number(int32_t number) {
     record.id = -1;
     // The data name is cut to the buffer: a base name of 100 bytes or more
     // (an executable name of some 80 characters) would not fit whole.
-    if (char* data_name = make_data_base_name(record)) {
-        copy_bounded(process_data_name, data_name, process_data_name_size - 1);
-        free(data_name);
-    }
+    if (OwnedName data_name = make_data_base_name(record))
+        copy_bounded(process_data_name, data_name.get(), process_data_name_size - 1);
 }
 
 void report_last_error(const char*) { platform::drop_last_error_text(); }
@@ -98,9 +96,7 @@ void hand_over_data(const ClientRecord& record, bool final) {
     char path[data_file_path_size];
     make_data_file_path(path, record, final);
     write_data_file(path);
-    char* name = final ? make_exiting_name(record) : make_data_ready_name(record);
-    signal_named_event(name);
-    free(name);
+    signal_named_event((final ? make_exiting_name(record) : make_data_ready_name(record)).get());
 }
 
 // Each answer is made under the collection lock and only while collection
@@ -121,9 +117,7 @@ void client_request_thread(void* argument) {
                     hand_over_data(record, false);
                 } else {
                     c_mirt_clear_coverage_data();
-                    char* done = make_cleardata_done_name(record);
-                    signal_named_event(done);
-                    free(done);
+                    signal_named_event(make_cleardata_done_name(record).get());
                 }
             }
         } else if (which != platform::wait_timeout) {

@@ -128,9 +128,8 @@ void host_connection_thread(void* argument) {
         int32_t number = record->id;
         set_monitor_running(record, true);
         if (!platform::start_thread(client_monitor_thread, record)) set_monitor_running(record, false);
-        char answer[32];
-        int length = snprintf(answer, sizeof answer, "%d", number);
-        if (!platform::write_message(pipe, answer, static_cast<size_t>(length) + 1))
+        const std::string answer = std::to_string(number);
+        if (!platform::write_message(pipe, answer.c_str(), answer.size() + 1))
             report_last_error("WriteFile at host pipe end");
     }
     platform::close_pipe(pipe);
@@ -152,12 +151,8 @@ ClientRecord* add_client(const std::string& name, uint32_t pid) {
 }
 
 bool create_client_events(ClientRecord* record) {
-    char* (*kinds[3])(const ClientRecord&) = {make_exiting_name, make_data_ready_name, make_cleardata_done_name};
-    for (int i = 0; i < 3; ++i) {
-        char* name = kinds[i](*record);
-        record->events[i] = create_named_event(name, false, false);
-        free(name);
-    }
+    OwnedName (*kinds[3])(const ClientRecord&) = {make_exiting_name, make_data_ready_name, make_cleardata_done_name};
+    for (int i = 0; i < 3; ++i) record->events[i] = create_named_event(kinds[i](*record).get(), false, false);
     record->events[event_host_exiting] = create_numbered_event(host_exiting_base, record->id, false);
     record->events[event_getdata] = create_numbered_event(getdata_request_base, record->id, false);
     record->events[event_cleardata] = create_numbered_event(cleardata_request_base, record->id, false);

@@ -16,11 +16,7 @@
 using namespace mirt;
 
 namespace {
-std::string take(char* text) {
-    std::string s = text != nullptr ? text : "(null)";
-    free(text);
-    return s;
-}
+std::string take(const OwnedName& text) { return text != nullptr ? text.get() : "(null)"; }
 
 int64_t line_count(const char* file, int32_t line) {
     line_count_map* lines = file_line_table().find(file, strlen(file));
