@@ -53,17 +53,17 @@ bool connect_to_host() {
     platform::PipeOpen opened = platform::open_host_pipe(&pipe);
     while (opened != platform::PipeOpen::opened) {
         if (opened == platform::PipeOpen::absent) {
-            report_last_error("CreateFileA at client pipe end");
+            report_last_error("open the host pipe at the client");
             return false;
         }
         if (!platform::wait_for_host_pipe(500)) {
-            report_last_error("WaitNamedPipeA");
+            report_last_error("wait for a free host pipe");
             return false;
         }
         opened = platform::open_host_pipe(&pipe);
     }
     if (!platform::set_message_mode(pipe)) {
-        report_last_error("SetNamedPipeHandleState");
+        report_last_error("set the host pipe to messages");
         return false;
     }
     char name[base_name_buffer];
@@ -89,7 +89,7 @@ bool connect_to_host() {
 }
 
 void start_client_listener() {
-    if (!platform::start_thread(client_request_thread, &own_record())) report_last_error("CreateThread");
+    if (!platform::start_thread(client_request_thread, &own_record())) report_last_error("start the listener");
 }
 
 void hand_over_data(const ClientRecord& record, bool final) {

@@ -82,7 +82,7 @@ ClientRegistry& client_registry() {
 }
 
 void start_host_pipe_server() {
-    if (!platform::start_thread(host_pipe_server_thread, nullptr)) report_last_error("CreateThread");
+    if (!platform::start_thread(host_pipe_server_thread, nullptr)) report_last_error("start the pipe server");
 }
 
 void host_pipe_server_thread(void*) {
@@ -91,7 +91,7 @@ void host_pipe_server_thread(void*) {
         platform::AcceptResult accepted = platform::accept_pipe_client(&connection);
         if (accepted == platform::AcceptResult::failed) return;
         if (accepted == platform::AcceptResult::retry) {
-            report_last_error("Host:ConnectNamedPipe");
+            report_last_error("accept a client at the host");
             continue;
         }
         // The connection's number travels as the thread's argument.
@@ -115,7 +115,7 @@ void host_connection_thread(void* argument) {
     char buffer[4096];
     long got = platform::read_message(pipe, buffer, sizeof buffer);
     if (got <= 0) {
-        report_last_error("ReadFile at host pipe end");
+        report_last_error("read a registration at the host");
         platform::close_pipe(pipe);
         return;
     }
@@ -130,7 +130,7 @@ void host_connection_thread(void* argument) {
         if (!platform::start_thread(client_monitor_thread, record)) set_monitor_running(record, false);
         const std::string answer = std::to_string(number);
         if (!platform::write_message(pipe, answer.c_str(), answer.size() + 1))
-            report_last_error("WriteFile at host pipe end");
+            report_last_error("answer a registration at the host");
     }
     platform::close_pipe(pipe);
 }
