@@ -11,13 +11,7 @@ namespace {
 char* key_value(uint64_t v) { return reinterpret_cast<char*>(static_cast<uintptr_t>(v)); }
 }  // namespace
 
-TEST(PointHash, FoldAndHomeSlotFollowTheFormula) {
-    EXPECT_EQ(name_fold(""), 0u);
-    EXPECT_EQ(name_fold("a"), 0x61u);
-    EXPECT_EQ(name_fold("ab"), (0x61u * 2) ^ 0x62u);
-    // Bytes above 0x7F are signed chars, sign-extended before the XOR.
-    EXPECT_EQ(name_fold("\xE9"), 0xFFFFFFE9u);
-    EXPECT_EQ(name_fold("a\xE9"), (0x61u * 2) ^ 0xFFFFFFE9u);
+TEST(PointHash, HomeSlotFollowsTheFormula) {
     EXPECT_EQ(home_slot(0, 1), 257u);
     EXPECT_EQ(home_slot(1, 0), 81u);
     EXPECT_EQ(home_slot(0x1234567890ULL, 77), 815837u);  // the whole key counts; 20 bits are kept
@@ -156,12 +150,4 @@ TEST_F(RuntimeTest, TestNameAndLabelAreCutAt255Bytes) {
     EXPECT_STREQ(current_test_label(), "");
     c_mirt_set_test_name(name, -4, label);
     EXPECT_STREQ(current_test_name(), "");
-}
-
-TEST_F(RuntimeTest, ShutdownWritingSwitch) {
-    EXPECT_TRUE(shutdown_writing_allowed);
-    mirt_allow_shutdown_writing(false);
-    EXPECT_FALSE(shutdown_writing_allowed);
-    c_mirt_allow_shutdown_writing(true);
-    EXPECT_TRUE(shutdown_writing_allowed);
 }
