@@ -1,6 +1,6 @@
 // process_state.h: what every part of the runtime reads about the process: its flags,
-// its data name and the two locks of the stores. Start-up sets them; nothing here
-// reaches any other part.
+// its data name and the two locks of the stores. A leaf: it includes no other part of
+// the runtime but the platform.
 #ifndef MIRT_CORE_PROCESS_STATE_H
 #define MIRT_CORE_PROCESS_STATE_H
 
