@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "files.h"
 #include "mirt64.h"
@@ -50,9 +51,7 @@ int32_t read_config_number(const char* key) {
 }
 
 void write_config_number(const char* key, long long value) {
-    char text[24];
-    snprintf(text, sizeof text, "%lld", value);
-    platform::write_profile_string(config_section, key, text, autodump_paths.config);
+    platform::write_profile_string(config_section, key, std::to_string(value).c_str(), autodump_paths.config);
 }
 
 // Counter files hold one 32-bit number, little-endian, and nothing else. A
@@ -84,11 +83,10 @@ uint32_t take_counter(const char* path) {
            static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
 }
 
-// "<datafiles>/<short version>_<computer>_<number>.out". The buffer holds
-// the longest such name, so nothing is cut.
-void output_file_name(char (&buffer)[1024], const char* computer, int32_t number) {
-    snprintf(buffer, sizeof buffer, "%s%c%s_%s_%d.out", autodump_paths.datafiles, platform::directory_separator,
-             autodump_paths.short_version, computer, number);
+// "<datafiles>/<short version>_<computer>_<number>.out".
+std::string output_file_name(const std::string& computer, int32_t number) {
+    return std::string(autodump_paths.datafiles) + platform::directory_separator + autodump_paths.short_version + "_" +
+           computer + "_" + std::to_string(number) + ".out";
 }
 
 }  // namespace
@@ -172,13 +170,13 @@ void autodump_timer_callback() {
 }
 
 void perform_dump() {
-    // A computer name that cannot be got is empty.
-    char computer[256];
-    platform::computer_name(computer, sizeof computer);
+    // A computer name that cannot be got is empty; it has at most 255 characters.
+    char computer_buffer[256];
+    platform::computer_name(computer_buffer, sizeof computer_buffer);
+    const std::string computer = computer_buffer;
 
     uint32_t test_case = take_counter(autodump_paths.testcase_counter);
-    char name[512];
-    int length = snprintf(name, sizeof name, "%s_%d", computer, static_cast<int32_t>(test_case));
+    std::string name = computer + "_" + std::to_string(static_cast<int32_t>(test_case));
     store_counter(autodump_paths.testcase_counter, test_case + 1);
 
     // The file begun last (number n - 1, "-1" for n = 0) takes the dump
@@ -186,16 +184,16 @@ void perform_dump() {
     // full. The size is tested before the write, so a file may overshoot
     // the limit by one record group.
     uint32_t next = take_counter(autodump_paths.outfile_counter);
-    char path[1024];
-    output_file_name(path, computer, static_cast<int32_t>(next - 1));
-    if (!platform::path_exists(path) || platform::shared_read_file_size(path) >= autodump_settings.max_file_size) {
-        output_file_name(path, computer, static_cast<int32_t>(next));
+    std::string path = output_file_name(computer, static_cast<int32_t>(next - 1));
+    if (!platform::path_exists(path.c_str()) ||
+        platform::shared_read_file_size(path.c_str()) >= autodump_settings.max_file_size) {
+        path = output_file_name(computer, static_cast<int32_t>(next));
         store_counter(autodump_paths.outfile_counter, next + 1);
     }
 
     static char label[] = "Optimize";
-    mirt_set_test_name(name, length, label);
-    mirt_write_coverage_data(path);
+    mirt_set_test_name(name.data(), static_cast<int>(name.size()), label);
+    mirt_write_coverage_data(path.c_str());
 }
 
 }  // namespace mirt

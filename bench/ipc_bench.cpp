@@ -15,7 +15,7 @@
 #include "data_file.h"
 #include "error_log.h"
 #include "index_file.h"
-#include "lifecycle.h"
+#include "attach.h"
 #include "mirt64.h"
 #include "modules.h"
 #include "point_table.h"

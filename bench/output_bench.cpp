@@ -8,7 +8,9 @@
 
 #include "error_log.h"
 #include "index_file.h"
-#include "lifecycle.h"
+#include "internals.h"
+#include "attach.h"
+#include "process_state.h"
 #include "mirt64.h"
 #include "point_table.h"
 #include "trace.h"

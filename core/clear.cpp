@@ -1,11 +1,15 @@
 // clear.cpp: resetting every count while keeping every structure that code or numbering relies on.
-#include <cstring>
+#include "clear.h"
 
-#include "lifecycle.h"
 #include "mirt64.h"
 #include "modules.h"
 #include "point_table.h"
+#include "process_state.h"
 #include "source_lines.h"
+
+namespace mirt {
+void (*clear_other_processes)() = nullptr;
+}  // namespace mirt
 
 using namespace mirt;
 
@@ -14,35 +18,21 @@ using namespace mirt;
 // point numbering, the entry count, the trace, the test name and label, and
 // the process's role. The host first makes its clients clear.
 extern "C" void c_mirt_clear_coverage_data(void) {
-    host_side_clear();
+    if (clear_other_processes != nullptr) clear_other_processes();
     // A merge of a client's data file would add to the tables being emptied.
-    merge_lock.enter();
-    // The slots are emptied but point_entry_count is kept: every claim since
+    platform::LockHold hold_merges(merge_lock);
+    // The slots are emptied but the entry count is kept: every claim since
     // the table was allocated counts towards its cap.
-    // Only the regions that ever held a slot can be other than zero.
-    if (point_hit_table != nullptr) {
-        for (uint32_t r = 0; r < point_region_count; ++r) {
-            if (point_region_used[r])
-                memset(point_hit_table + r * point_region_slots, 0, sizeof(PointHitEntry) * point_region_slots);
-        }
-        forget_recent_points();
-    }
-    if (simple_counters != nullptr) memset(simple_counters, 0, sizeof(uint64_t) * simple_counter_count);
-    for (StaticRegistration& r : static_registrations()) {
-        if (r.counters != nullptr && r.count > 0) memset(r.counters, 0, sizeof(long long) * r.count);
-    }
-    auto& registry = module_registry();
-    for (const std::string& name : module_names()) {
-        auto it = registry.find(name);
-        if (it != registry.end() && it->second != nullptr) clear_module_record(it->second);
-    }
+    clear_point_table();
+    clear_simple_counters();
+    clear_module_counts();
     // Taken here as well as by the probes: emptying a line map while a probe
     // inserts into it would corrupt the map, not just lose a hit.
-    file_line_lock.enter();
-    file_line_table().empty_all_line_maps();
-    file_line_lock.leave();
+    {
+        platform::LockHold hold_probes(file_line_lock);
+        file_line_table().empty_all_line_maps();
+    }
     free_merged_points();
-    merge_lock.leave();
 }
 
 #pragma GCC diagnostic push

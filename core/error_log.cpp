@@ -1,7 +1,7 @@
-// error_log.cpp: the error log.
+// error_log.cpp: the error log and the reporting of failures.
 #include "error_log.h"
 
-#include <cstdarg>
+#include <cstdio>
 #include <string>
 
 #include "files.h"
@@ -10,7 +10,50 @@
 namespace mirt {
 
 const char* error_log_path = platform::default_error_log_path;
+
+namespace {
+
 FILE* error_log_stream = nullptr;
+
+struct FailureText {
+    const char* printed;  // with at most one %s, the subject
+    int line;
+    const char* logged;  // null: printed only
+};
+
+// In the order of Failure.
+constexpr FailureText failure_texts[] = {
+    {"Can't open the index file in append mode.\n", 765, "Can't open the index file in append mode."},
+    {"Error: can't fprintf to %s\n", 828, "can't fprintf to index file"},
+    {"Error: can't create the %s file.\n", 1488, "can't create file for tracing"},
+    {"Error: can't write to the %s file.\n", 1508, "can't fprintf to trace file"},
+    {"Error: can't close the %s file.\n", 0, nullptr},
+    {"Error: can't open %s\n", 1184, "can not open file."},
+    {"Error: mirt hash table too full.\n", 1193, "mirt hash table too full."},
+    {"Error: can't fprintf to %s\n", 1202, "can't fprintf to file"},
+    {"Error: can't fprintf to %s\n", 1222, "can't fprintf to file"},
+    {"Error: can't close %s\n", 1241, "can not close file."},
+    // The section writers' texts name "mirt.out" whatever the real path is.
+    {"Error: can't fprintf to mirt.out\n", 1328, "can't fprintf to file"},
+    {"Error: can't fprintf to mirt.out\n", 1337, "can't fprintf to file"},
+    {"Error: can't fprintf to mirt.out\n", 1346, "can't fprintf to file"},
+    {"Error: can't fprintf to mirt.out\n", 1417, "can't fprintf to file"},
+    {"Error: can't fprintf to mirt.out\n", 1427, "can't fprintf to file"},
+    {"Error: can't fprintf to mirt.out\n", 1436, "can't fprintf to file"},
+    {"Error: can't fprintf to mirt.out\n", 280, "can't fprintf to mirt.out"},
+    {"Error: can't fprintf to mirt.out\n", 288, "can't fprintf to mirt.out"},
+    {"Error: can't fprintf to mirt.out\n", 295, "can't fprintf to mirt.out"},
+    {"Error: can't fprintf to mirt.out\n", 1065, "can't fprintf to mirt.out."},
+    {"Error: can't fprintf to mirt.out\n", 1073, "can't fprintf to mirt.out."},
+    {"Error: can't fprintf to mirt.out\n", 1080, "can't fprintf to mirt.out."},
+    {"Error: can't fprintf to mirt.out\n", 1113, "can't fprintf to mirt.out."},
+    {"Error: can't fprintf to mirt.out\n", 1122, "can't fprintf to mirt.out."},
+    {"Error: can't fprintf to mirt.out\n", 1131, "can't fprintf to mirt.out."},
+};
+static_assert(sizeof failure_texts / sizeof failure_texts[0] == static_cast<size_t>(Failure::module_count) + 1,
+              "one text for every failure");
+
+}  // namespace
 
 void write_error_log(const char* source_file, int line, const char* message) {
     if (error_log_stream == nullptr) {
@@ -31,12 +74,14 @@ void close_error_log() {
     }
 }
 
-void print_error(const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    vprintf(format, args);
-    va_end(args);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+void report_failure(const char* source_file, Failure failure, const char* subject) {
+    const FailureText& text = failure_texts[static_cast<size_t>(failure)];
+    printf(text.printed, subject != nullptr ? subject : "");
     fflush(stdout);
+    if (text.logged != nullptr) write_error_log(source_file, text.line, text.logged);
 }
+#pragma GCC diagnostic pop
 
 }  // namespace mirt

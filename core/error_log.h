@@ -1,14 +1,12 @@
-// error_log.h: the error log, where every failure of the runtime is appended as one line.
+// error_log.h: the error log, where every failure of the runtime is appended as one line,
+// and the one way to report a failure.
 #ifndef MIRT_CORE_ERROR_LOG_H
 #define MIRT_CORE_ERROR_LOG_H
-
-#include <cstdio>
 
 namespace mirt {
 
 // Path of the error log; a writable global so that it can be pointed elsewhere.
 extern const char* error_log_path;
-extern FILE* error_log_stream;
 
 // Appends "[source_file,line]message" and a line feed to the error log,
 // opening it (and making its folder) on first use. A failure of the log
@@ -18,13 +16,36 @@ void write_error_log(const char* source_file, int line, const char* message);
 // Closes the error log if it is open; a later failure opens it again.
 void close_error_log();
 
-// Prints a failure message to standard output (printf-style) and flushes it,
-// so that it is seen even if the process is killed afterwards.
-void print_error(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// Every failure that the runtime reports. Each has its printed text, its
+// error-log message and the line number that the log gives it, which are
+// the system's own and stay as they are.
+enum class Failure {
+    index_append_open,  // the index file cannot be opened for appending
+    index_write,        // a new named point's index line cannot be written
+    trace_create,       // the trace file cannot be created
+    trace_write,        // buffered trace records cannot be written
+    trace_close,        // the trace file cannot be closed (printed only)
+    output_open,        // the coverage file cannot be opened
+    table_full,         // the point-hit table has reached its cap
+    header_write,       // a record group's header cannot be written
+    counter_write,      // a numbered counter's line cannot be written
+    output_close,       // the coverage file cannot be closed
+    // A section's directory heading, file heading or count line cannot be written.
+    point_directory, point_file, point_count,
+    merged_directory, merged_file, merged_count,
+    line_directory, line_file, line_count,
+    static_directory, static_file, static_count,
+    module_directory, module_file, module_count,
+};
+
+// Prints the failure's text to standard output (subject in place of its %s)
+// and flushes it, so that it is seen even if the process is killed
+// afterwards; then logs it with source_file and the failure's line number.
+void report_failure(const char* source_file, Failure failure, const char* subject = nullptr);
 
 }  // namespace mirt
 
-// Logs message with this source file's name and the given line number.
-#define MIRT_LOG_ERROR(line, message) ::mirt::write_error_log(__FILE_NAME__, (line), (message))
+// Reports a failure under the name of the source file that meets it.
+#define MIRT_REPORT(failure, ...) ::mirt::report_failure(__FILE_NAME__, (failure), ##__VA_ARGS__)
 
 #endif

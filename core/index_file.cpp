@@ -7,6 +7,7 @@
 
 #include "error_log.h"
 #include "files.h"
+#include "internals.h"
 #include "point_table.h"
 
 namespace mirt {
@@ -23,7 +24,10 @@ std::vector<char*>& listed_names() {
 
 const char* index_file_path = platform::default_index_path;
 FILE* index_stream = nullptr;
+
+namespace {
 bool index_closed_by_write = false;
+}  // namespace
 
 void load_index_file(int mode) {
     // Only the call that put the table in place reads the index: a probe
@@ -50,8 +54,7 @@ void load_index_file(int mode) {
     }
     index_stream = fopen(index_file_path, "a+");
     if (index_stream == nullptr) {
-        print_error("Can't open the index file in append mode.\n");
-        MIRT_LOG_ERROR(765, "Can't open the index file in append mode.");
+        MIRT_REPORT(Failure::index_append_open);
     }
 }
 
@@ -64,6 +67,13 @@ bool append_index_line(const char* name, int line) {
     // Flushed at once so that a process started next numbers its points
     // with this one already listed.
     return fprintf(index_stream, "%s,%d\n", name, line) >= 0 && fflush(index_stream) == 0;
+}
+
+void close_index_after_write() {
+    if (index_stream == nullptr) return;
+    fclose(index_stream);
+    index_stream = nullptr;
+    index_closed_by_write = true;
 }
 
 }  // namespace mirt

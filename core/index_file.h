@@ -2,16 +2,10 @@
 #ifndef MIRT_CORE_INDEX_FILE_H
 #define MIRT_CORE_INDEX_FILE_H
 
-#include <cstdio>
-
 namespace mirt {
 
 // Path of the index file; a writable global so that it can be pointed elsewhere.
 extern const char* index_file_path;
-extern FILE* index_stream;
-// Set when a coverage write closed the index stream; the next new named
-// point opens it again for appending.
-extern bool index_closed_by_write;
 
 inline constexpr int index_mode_numbering = 1;
 
@@ -24,6 +18,11 @@ void load_index_file(int mode);
 // Appends "name,line" for a newly numbered point. False when the line could
 // not be written (the stream was never opened, or the write failed).
 bool append_index_line(const char* name, int line);
+
+// After a successful coverage write (one with a trace file): closes the
+// index stream if it is open and marks it closed, so that the next new named
+// point opens it again for appending.
+void close_index_after_write();
 
 }  // namespace mirt
 

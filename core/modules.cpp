@@ -119,6 +119,21 @@ void clear_module_record(ModuleRecord* record) {
     record->attached.clear();
 }
 
+void clear_module_counts() {
+    for (StaticRegistration& r : static_registrations()) {
+        if (r.counters != nullptr && r.count > 0) memset(r.counters, 0, sizeof(long long) * r.count);
+    }
+    for (ModuleRecord* head : module_heads()) clear_module_record(head);
+}
+
+std::vector<ModuleRecord*> module_heads() {
+    std::vector<ModuleRecord*> heads;
+    for (const std::string& name : module_names()) {
+        if (ModuleRecord* head = head_of(name)) heads.push_back(head);
+    }
+    return heads;
+}
+
 void destroy_all_modules() {
     auto& registry = module_registry();
     for (const std::string& name : module_names()) {

@@ -59,6 +59,11 @@ long long total_hits(const ModuleRecord* record);
 // Zeroes the record's counters and its variants' (recursively) and destroys
 // its attached records; the record and every counter table stay.
 void clear_module_record(ModuleRecord* record);
+// Zeroes the counters of every static registration, then clears every
+// module's record: the registrations and their counter tables stay.
+void clear_module_counts();
+// The head record of every registered name, in the order of the name list.
+std::vector<ModuleRecord*> module_heads();
 
 // Destroys every registered record and empties the registry and the name list.
 void destroy_all_modules();

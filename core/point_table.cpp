@@ -1,14 +1,16 @@
 // point_table.cpp: the numbered counters, the point-hit table and the simple probes.
 #include "point_table.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 #include "error_log.h"
 #include "index_file.h"
-#include "lifecycle.h"
+#include "internals.h"
 #include "memory.h"
 #include "mirt64.h"
+#include "process_state.h"
 #include "trace.h"
 #include "text.h"
 
@@ -18,16 +20,41 @@ PointHitEntry* point_hit_table = nullptr;
 int32_t point_counter = 1;
 int32_t point_entry_count = 0;
 uint64_t* simple_counters = nullptr;
+
+namespace {
+
 char test_name[test_text_size];
 char test_label[test_text_size];
-bool point_region_used[point_region_count];
 
-std::vector<PointHitEntry*>& merged_points() {
+// Regions of the table that have held a claimed slot since it was allocated.
+// Every slot outside them is still zero, so walks and clearing pass them
+// over: in a table of 24 MiB that a run fills sparsely, reading pages that
+// were never touched costs a page fault each.
+constexpr uint32_t point_region_slots = 1024;
+constexpr uint32_t point_region_count = point_table_slots / point_region_slots;
+bool point_region_used[point_region_count];
+inline void mark_point_slot(uint32_t slot) { point_region_used[slot / point_region_slots] = true; }
+
+// Calls f(slot) for every slot of the used regions, in ascending order.
+template <typename F>
+void for_each_slot_in_used_regions(F f) {
+    for (uint32_t r = 0; r < point_region_count; ++r) {
+        if (!point_region_used[r]) continue;
+        for (uint32_t slot = r * point_region_slots, end = slot + point_region_slots; slot < end; ++slot) f(slot);
+    }
+}
+
+std::vector<PointHitEntry*>& merged_point_list() {
     // Never destroyed: detach and clearing empty it, and on POSIX other
     // threads may still run after the static destructors.
     static auto* points = new std::vector<PointHitEntry*>;
     return *points;
 }
+
+}  // namespace
+
+const std::vector<PointHitEntry*>& merged_points() { return merged_point_list(); }
+void add_merged_point(PointHitEntry* entry) { merged_point_list().push_back(entry); }
 
 // Each step doubles h, so a byte k places from the end ends up shifted left by
 // k and a byte 32 or more places from the end drops out: the fold is the XOR
@@ -122,9 +149,64 @@ inline RecentPoint& recent_point(const char* name, int32_t line) {
 // The library's name for a null point name: named points never hold a null key.
 char empty_name[1] = "";
 
+void forget_recent_points() { memset(recent_points, 0, sizeof recent_points); }
+
+// Key text, then line. Points of one name usually share its address, which
+// spares the text comparison.
+bool slot_less(const PointHitEntry& x, const PointHitEntry& y) {
+    if (x.key != y.key) {
+        int by_key = strcmp(key_text(x.key), key_text(y.key));
+        if (by_key != 0) return by_key < 0;
+    }
+    return x.line < y.line;
+}
+
 }  // namespace
 
-void forget_recent_points() { memset(recent_points, 0, sizeof recent_points); }
+bool point_table_allocated() { return point_hit_table != nullptr; }
+bool point_table_full() { return point_entry_count >= point_table_cap; }
+
+void for_each_point(const std::function<void(const PointHitEntry&)>& f) {
+    if (point_hit_table == nullptr) return;
+    for_each_slot_in_used_regions([&f](uint32_t i) {
+        if (point_hit_table[i].line != 0) f(point_hit_table[i]);
+    });
+}
+
+// The front that the claimed slots move to is marked used in turn.
+PointRun compact_and_sort_points() {
+    if (point_hit_table == nullptr) return {nullptr, 0};
+    size_t n = 0;
+    for_each_slot_in_used_regions([&n](uint32_t i) {
+        if (point_hit_table[i].line != 0) {
+            mark_point_slot(static_cast<uint32_t>(n));
+            point_hit_table[n++] = point_hit_table[i];
+        }
+    });
+    forget_recent_points();
+    // Unstable: equal points (the same text at two addresses, same line) keep no defined order.
+    std::sort(point_hit_table, point_hit_table + n, slot_less);
+    return {point_hit_table, n};
+}
+
+// Only the regions that ever held a slot can be other than zero.
+void clear_point_table() {
+    if (point_hit_table == nullptr) return;
+    for (uint32_t r = 0; r < point_region_count; ++r) {
+        if (point_region_used[r])
+            memset(point_hit_table + r * point_region_slots, 0, sizeof(PointHitEntry) * point_region_slots);
+    }
+    forget_recent_points();
+}
+
+const uint64_t* simple_counts() { return simple_counters; }
+
+void clear_simple_counters() {
+    if (simple_counters != nullptr) memset(simple_counters, 0, sizeof(uint64_t) * simple_counter_count);
+}
+
+const char* current_test_name() { return test_name; }
+const char* current_test_label() { return test_label; }
 
 bool enter_listed_point(const char* name, int32_t line) {
     bool found = false;
@@ -150,7 +232,7 @@ void free_point_table() {
 }
 
 void free_merged_points() {
-    auto& points = merged_points();
+    auto& points = merged_point_list();
     for (PointHitEntry* entry : points) {
         free(reinterpret_cast<char*>(entry->key));
         free(entry);
@@ -254,8 +336,7 @@ mirt_obj::mirt_obj(char* name, int line) : index(0) {
         point_counter += 1;
     } else {
         // The number is not used up: the next new point receives it again.
-        print_error("Error: can't fprintf to %s\n", index_file_path);
-        MIRT_LOG_ERROR(828, "can't fprintf to index file");
+        MIRT_REPORT(Failure::index_write, index_file_path);
         index = 0;
     }
 }

@@ -2,7 +2,9 @@
 #ifndef MIRT_CORE_POINT_TABLE_H
 #define MIRT_CORE_POINT_TABLE_H
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace mirt {
@@ -23,35 +25,12 @@ inline constexpr int32_t point_table_cap = 0xC0000;
 inline constexpr int simple_counter_count = 1000000;
 inline constexpr int test_text_size = 256;
 
-extern PointHitEntry* point_hit_table;  // absent until first use
-extern int32_t point_counter;           // number of the next new named point
-extern int32_t point_entry_count;       // slots claimed since allocation; never decreases
-extern uint64_t* simple_counters;       // absent until the first mirt_fn(int)
-extern char test_name[test_text_size];
-extern char test_label[test_text_size];
-
-// Point records merged from clients' data files, each owning its key text.
-std::vector<PointHitEntry*>& merged_points();
+// A key read as the file name it stands for; a null key (a pointer-keyed
+// probe given a null pointer) is the empty name.
+inline const char* key_text(uint64_t key) { return key != 0 ? reinterpret_cast<const char*>(key) : ""; }
 
 // Fold of a point name: h = (h * 2) XOR c over its bytes as signed chars.
 uint32_t name_fold(const char* name);
-
-// Regions of the table that have held a claimed slot since it was allocated.
-// Every slot outside them is still zero, so the writers and clearing pass
-// them over: in a table of 24 MiB that a run fills sparsely, reading pages
-// that were never touched costs a page fault each.
-inline constexpr uint32_t point_region_slots = 1024;
-inline constexpr uint32_t point_region_count = point_table_slots / point_region_slots;
-extern bool point_region_used[point_region_count];
-inline void mark_point_slot(uint32_t slot) { point_region_used[slot / point_region_slots] = true; }
-// Calls f(slot) for every slot of the used regions, in ascending order.
-template <typename F>
-void for_each_slot_in_used_regions(F f) {
-    for (uint32_t r = 0; r < point_region_count; ++r) {
-        if (!point_region_used[r]) continue;
-        for (uint32_t slot = r * point_region_slots, end = slot + point_region_slots; slot < end; ++slot) f(slot);
-    }
-}
 // Home slot of (key, line): (line * 257 + key * 81) mod 0x100000.
 inline uint32_t home_slot(uint64_t key, int32_t line) {
     return static_cast<uint32_t>(static_cast<uint64_t>(static_cast<uint32_t>(line)) * 257u + key * 81u) &
@@ -65,12 +44,39 @@ bool allocate_point_table();
 // Returns true when it claimed a new slot (false when the point was known).
 bool enter_listed_point(const char* name, int32_t line);
 
-// Forgets where named points were last found; called whenever slots are
-// emptied or moved.
-void forget_recent_points();
-
+bool point_table_allocated();
+// Every claim since the table was allocated counts towards the cap; a write
+// refuses a table that has reached it.
+bool point_table_full();
+// Calls f on every claimed slot, in slot order.
+void for_each_point(const std::function<void(const PointHitEntry&)>& f);
+// Moves the claimed slots to the front of the table (the rest are left as
+// they were) and sorts them by key text, then line; returns them. The hash
+// order is given up for good: a later hit of a moved point may count into a
+// stale copy or a new slot.
+struct PointRun {
+    const PointHitEntry* first;
+    size_t count;
+};
+PointRun compact_and_sort_points();
+// Empties every slot; the entry count and the point numbering are kept.
+void clear_point_table();
 // Frees the point-hit table; a later probe starts a fresh one.
 void free_point_table();
+
+// The numbered counters (simple_counter_count of them), or null before the
+// first mirt_fn(int).
+const uint64_t* simple_counts();
+void clear_simple_counters();
+
+// The two labels of the record groups; empty until mirt_set_test_name.
+const char* current_test_name();
+const char* current_test_label();
+
+// Point records merged from clients' data files, each owning its key text.
+const std::vector<PointHitEntry*>& merged_points();
+// Takes a record allocated with calloc whose key is a malloc'd text.
+void add_merged_point(PointHitEntry* entry);
 // Frees every merged point record with its key text and empties the list.
 void free_merged_points();
 

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "counts.h"
-#include "lifecycle.h"
 #include "mirt64.h"
+#include "process_state.h"
 
 namespace mirt {
 
@@ -198,9 +198,8 @@ using namespace mirt;
 extern "C" int c_mirt_fn2(char* file, int line) {
     if (file == nullptr) return 0;
     static FileLineTable& table = file_line_table();
-    file_line_lock.enter();
+    platform::LockHold hold(file_line_lock);
     table.record_hit(file, line);
-    file_line_lock.leave();
     return 0;
 }
 

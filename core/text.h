@@ -6,8 +6,8 @@
 
 namespace mirt {
 
-// Case-insensitive comparison of ASCII letters, as _stricmp does in the C
-// locale: both sides are folded to lower case byte by byte. Returns <0, 0, >0.
+// Case-insensitive comparison of ASCII letters, as the C runtime's does in
+// the C locale: both sides are folded to lower case byte by byte. Returns <0, 0, >0.
 int ascii_casecmp(const char* a, const char* b);
 
 // Copies at most limit bytes of text (stopping at its terminator) into

@@ -2,31 +2,32 @@
 #include "trace.h"
 
 #include "error_log.h"
+#include "files.h"
+#include "internals.h"
 
 namespace mirt {
 
 const char* trace_file_name = platform::trace_file_default_name;
 platform::FileHandle trace_handle = 0;
 bool trace_created = false;
-bool trace_closed_by_write = false;
-unsigned char trace_buffer[trace_buffer_records * 3 + 4];
 int trace_record_count = 0;
+
+namespace {
+// Set when a coverage write flushed and closed the trace file.
+bool trace_closed_by_write = false;
+// 3-byte records are stored as 4-byte values at a 3-byte stride: 4 spare bytes.
+unsigned char trace_buffer[trace_buffer_records * 3 + 4];
+}  // namespace
 
 void trace_append(int32_t value) {
     if (!trace_created) {
         trace_created = true;  // creation is tried once only
         trace_handle = platform::create_write_file(trace_file_name);
-        if (trace_handle == platform::invalid_file) {
-            print_error("Error: can't create the %s file.\n", trace_file_name);
-            MIRT_LOG_ERROR(1488, "can't create file for tracing");
-        }
+        if (trace_handle == platform::invalid_file) MIRT_REPORT(Failure::trace_create, trace_file_name);
     } else if (trace_closed_by_write) {
         trace_closed_by_write = false;
         trace_handle = platform::open_append_file(trace_file_name);
-        if (trace_handle == platform::invalid_file) {
-            print_error("Error: can't create the %s file.\n", trace_file_name);
-            MIRT_LOG_ERROR(1488, "can't create file for tracing");
-        }
+        if (trace_handle == platform::invalid_file) MIRT_REPORT(Failure::trace_create, trace_file_name);
     }
     // The record is the low three bytes of the value, little-endian; the
     // fourth byte written here is overwritten by the next record.
@@ -41,10 +42,21 @@ void trace_append(int32_t value) {
 
 void trace_flush() {
     if (!platform::write_file(trace_handle, trace_buffer, static_cast<size_t>(3 * trace_record_count))) {
-        print_error("Error: can't write to the %s file.\n", trace_file_name);
-        MIRT_LOG_ERROR(1508, "can't fprintf to trace file");
+        MIRT_REPORT(Failure::trace_write, trace_file_name);
     }
     trace_record_count = 0;
+}
+
+bool close_trace_after_write() {
+    if (trace_handle == 0) return false;
+    trace_flush();
+    bool valid = trace_handle != platform::invalid_file;
+    if (!platform::close_file(trace_handle)) MIRT_REPORT(Failure::trace_close, trace_file_name);
+    if (valid) {
+        trace_handle = 0;
+        trace_closed_by_write = true;
+    }
+    return true;
 }
 
 }  // namespace mirt

@@ -4,8 +4,6 @@
 
 #include <cstdint>
 
-#include "files.h"
-
 namespace mirt {
 
 inline constexpr int trace_buffer_records = 10000;
@@ -13,19 +11,17 @@ inline constexpr int trace_buffer_records = 10000;
 // Name of the trace file, relative to the current folder; writable so that
 // it can be pointed elsewhere.
 extern const char* trace_file_name;
-extern platform::FileHandle trace_handle;
-extern bool trace_created;
-// Set when a coverage write flushed and closed the trace file; the next
-// record opens it again for appending, so a run's trace stays whole.
-extern bool trace_closed_by_write;
-// 3-byte records are stored as 4-byte values at a 3-byte stride: 4 spare bytes.
-extern unsigned char trace_buffer[trace_buffer_records * 3 + 4];
-extern int trace_record_count;
 
 // Adds one record; writes the buffer out when it holds 10,000 records.
 void trace_append(int32_t value);
 // Writes the buffered records to the trace file; they are dropped on failure.
 void trace_flush();
+// After a successful coverage write: flushes the trace, closes the file and
+// marks it closed, so that the next record opens it again for appending and
+// a run's trace stays whole. A trace file that could not be created keeps
+// its invalid handle and reports again at every write. False, doing
+// nothing, when no trace file was ever opened.
+bool close_trace_after_write();
 
 }  // namespace mirt
 

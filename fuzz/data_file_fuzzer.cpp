@@ -2,10 +2,10 @@
 #include "data_file.h"
 #include "error_log.h"
 #include "fuzz_support.h"
-#include "lifecycle.h"
 #include "mirt64.h"
 #include "modules.h"
 #include "point_table.h"
+#include "process_state.h"
 #include "source_lines.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

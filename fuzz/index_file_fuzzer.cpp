@@ -4,6 +4,7 @@
 #include "error_log.h"
 #include "fuzz_support.h"
 #include "index_file.h"
+#include "internals.h"
 #include "point_table.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

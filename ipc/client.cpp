@@ -4,15 +4,45 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "collection.h"
 #include "data_file.h"
 #include "events.h"
-#include "lifecycle.h"
 #include "mirt64.h"
 #include "pipe.h"
 #include "process.h"
+#include "process_state.h"
+#include "text.h"
 #include "threads.h"
 
 namespace mirt {
+
+namespace {
+constexpr size_t base_name_buffer = 512;  // at most 511 characters
+}
+
+ClientRecord& own_record() {
+    // Never destroyed: the exit path and, on POSIX, threads still running
+    // after the static destructors may read it.
+    static auto* record = new ClientRecord;
+    return *record;
+}
+
+void set_own_client_number(int32_t number) {
+    ClientRecord& record = own_record();
+    if (number != -1) {
+        record.id = number;
+        return;
+    }
+    char name[base_name_buffer];
+    platform::module_base_name(name, sizeof name);
+    record.name = name;
+    record.pid = platform::current_process_id();
+    record.id = -1;
+    // The data name is cut to the buffer: a base name of 100 bytes or more
+    // (an executable name of some 80 characters) would not fit whole.
+    if (OwnedName data_name = make_data_base_name(record))
+        copy_bounded(process_data_name, data_name.get(), process_data_name_size - 1);
+}
 
 void report_last_error(const char*) { platform::drop_last_error_text(); }
 
@@ -23,21 +53,21 @@ bool connect_to_host() {
     platform::PipeOpen opened = platform::open_host_pipe(&pipe);
     while (opened != platform::PipeOpen::opened) {
         if (opened == platform::PipeOpen::absent) {
-            report_last_error("CreateFileA at client pipe end");
+            report_last_error("open the host pipe at the client");
             return false;
         }
         if (!platform::wait_for_host_pipe(500)) {
-            report_last_error("WaitNamedPipeA");
+            report_last_error("wait for a free host pipe");
             return false;
         }
         opened = platform::open_host_pipe(&pipe);
     }
     if (!platform::set_message_mode(pipe)) {
-        report_last_error("SetNamedPipeHandleState");
+        report_last_error("set the host pipe to messages");
         return false;
     }
-    char name[512];
-    platform::module_base_name(name, sizeof name);  // at most 511 characters
+    char name[base_name_buffer];
+    platform::module_base_name(name, sizeof name);
     char message[512];
     make_registration(message, sizeof message, name, platform::current_process_id());
     if (!platform::write_message(pipe, message, strlen(message) + 1)) {
@@ -59,16 +89,14 @@ bool connect_to_host() {
 }
 
 void start_client_listener() {
-    if (!platform::start_thread(client_request_thread, &own_record())) report_last_error("CreateThread");
+    if (!platform::start_thread(client_request_thread, &own_record())) report_last_error("start the listener");
 }
 
 void hand_over_data(const ClientRecord& record, bool final) {
     char path[data_file_path_size];
     make_data_file_path(path, record, final);
     write_data_file(path);
-    char* name = final ? make_exiting_name(record) : make_data_ready_name(record);
-    signal_named_event(name);
-    free(name);
+    signal_named_event((final ? make_exiting_name(record) : make_data_ready_name(record)).get());
 }
 
 // Each answer is made under the collection lock and only while collection
@@ -83,27 +111,25 @@ void client_request_thread(void* argument) {
         int which = platform::wait_any(requests, 3, platform::wait_forever);
         if (which == 0) break;
         if (which == 1 || which == 2) {
-            collection_lock.enter();
+            platform::LockHold hold(collection_lock);
             if (!collection_closed) {
                 if (which == 1) {
                     hand_over_data(record, false);
                 } else {
                     c_mirt_clear_coverage_data();
-                    char* done = make_cleardata_done_name(record);
-                    signal_named_event(done);
-                    free(done);
+                    signal_named_event(make_cleardata_done_name(record).get());
                 }
             }
-            collection_lock.leave();
         } else if (which != platform::wait_timeout) {
             // A wait that cannot work (an event was missing) is retried
             // after a pause rather than at once, so that it never spins.
             platform::sleep_ms(1000);
         }
     }
-    collection_lock.enter();
-    if (!collection_closed) hand_over_data(record, true);
-    collection_lock.leave();
+    {
+        platform::LockHold hold(collection_lock);
+        if (!collection_closed) hand_over_data(record, true);
+    }
     for (platform::EventHandle request : requests) platform::close_event(request);
 }
 

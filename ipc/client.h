@@ -6,6 +6,12 @@
 
 namespace mirt {
 
+// Who this process is; the host's number goes into its id.
+ClientRecord& own_record();
+// With -1: refreshes the own record (name, pid, id -1) and rebuilds
+// process_data_name. With any other number: stores only the id.
+void set_own_client_number(int32_t number);
+
 // Registers with the host over its pipe, waiting 500 ms at a time while every
 // instance is busy. True when the host answered with a client number; then
 // this process writes no exit output of its own. Silent on failure: the

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "lifecycle.h"
 #include "point_table.h"
+#include "process_state.h"
 #include "source_lines.h"
 
 namespace mirt {
@@ -102,7 +102,6 @@ void merge_modules(BoundedReader& in) {
 
 void merge_points(BoundedReader& in) {
     uint64_t count = in.get<uint64_t>();
-    auto& points = merged_points();
     for (uint64_t i = 0; i < count && in.left() > 0; ++i) {
         auto* entry = static_cast<PointHitEntry*>(calloc(1, sizeof(PointHitEntry)));
         uint64_t length = 0;
@@ -111,7 +110,7 @@ void merge_points(BoundedReader& in) {
         entry->line = in.get<int32_t>();
         entry->index = in.get<uint32_t>();
         entry->count = in.get<uint64_t>();
-        points.push_back(entry);
+        add_merged_point(entry);
     }
 }
 
@@ -122,20 +121,57 @@ void merge_lines(BoundedReader& in) {
         uint64_t length = 0;
         char* name = in.text(&length);
         uint64_t lines = in.get<uint64_t>();
-        file_line_lock.enter();
+        platform::LockHold hold(file_line_lock);
         table.file_entry(name != nullptr ? name : "", static_cast<size_t>(length));
         for (uint64_t l = 0; l < lines && in.left() > 0; ++l) {
             int32_t line = in.get<int32_t>();
             int64_t n = in.get<int64_t>();
             table.add_count(name != nullptr ? name : "", static_cast<size_t>(length), line, n);
         }
-        file_line_lock.leave();
         free(name);
     }
 }
 
-// Key text of a slot: a null key is the empty text.
-const char* key_text(uint64_t key) { return key != 0 ? reinterpret_cast<const char*>(key) : ""; }
+// The count is that of the records written: a name without a record is
+// skipped. A module with attached records or variants goes as its merged view.
+void write_modules(FILE* file) {
+    std::vector<ModuleRecord*> heads = module_heads();
+    put<uint64_t>(file, heads.size());
+    for (ModuleRecord* head : heads) {
+        MergedView view = merged_view(head);
+        write_module_record(view.record, file);
+        if (view.owned) destroy_module_record(view.record);
+    }
+}
+
+// The claimed slots in slot order; the count comes first, so they are
+// collected before any is written.
+void write_points(FILE* file) {
+    std::vector<PointHitEntry> points;
+    for_each_point([&points](const PointHitEntry& entry) { points.push_back(entry); });
+    put<uint64_t>(file, points.size());
+    for (const PointHitEntry& entry : points) {
+        const char* key = key_text(entry.key);
+        put_text(file, key, strlen(key));
+        put<int32_t>(file, entry.line);
+        put<uint32_t>(file, entry.index);
+        put<uint64_t>(file, entry.count);
+    }
+}
+
+void write_lines(FILE* file) {
+    platform::LockHold hold(file_line_lock);
+    const FileLineTable& table = file_line_table();
+    put<uint64_t>(file, table.file_count());
+    table.for_each([file](const FileLineTable::Entry& entry) {
+        put_text(file, entry.name.data(), entry.name.size());
+        put<uint64_t>(file, entry.lines.size());
+        for (const auto& [line, count] : entry.lines) {
+            put<int32_t>(file, line);
+            put<int64_t>(file, count);
+        }
+    });
+}
 
 }  // namespace
 
@@ -164,69 +200,25 @@ bool write_data_file(const char* path) {
     if (file == nullptr) return false;
     static thread_local char buffer[1 << 16];
     setvbuf(file, buffer, _IOFBF, sizeof buffer);
-    merge_lock.enter();
-
-    // The count is that of the records written: a name without a record is skipped.
-    std::vector<ModuleRecord*> heads;
-    auto& registry = module_registry();
-    for (const std::string& name : module_names()) {
-        auto it = registry.find(name);
-        if (it != registry.end() && it->second != nullptr) heads.push_back(it->second);
+    {
+        platform::LockHold hold(merge_lock);
+        write_modules(file);
+        write_points(file);
+        write_lines(file);
     }
-    put<uint64_t>(file, heads.size());
-    for (ModuleRecord* head : heads) {
-        MergedView view = merged_view(head);
-        write_module_record(view.record, file);
-        if (view.owned) destroy_module_record(view.record);
-    }
-
-    std::vector<uint32_t> occupied;
-    if (point_hit_table != nullptr) {
-        for (uint32_t i = 0; i < point_table_slots; ++i) {
-            if (point_hit_table[i].line != 0) occupied.push_back(i);
-        }
-    }
-    put<uint64_t>(file, occupied.size());
-    for (uint32_t i : occupied) {
-        const PointHitEntry& entry = point_hit_table[i];
-        const char* key = key_text(entry.key);
-        put_text(file, key, strlen(key));
-        put<int32_t>(file, entry.line);
-        put<uint32_t>(file, entry.index);
-        put<uint64_t>(file, entry.count);
-    }
-
-    file_line_lock.enter();
-    const FileLineTable& table = file_line_table();
-    put<uint64_t>(file, table.file_count());
-    table.for_each([file](const FileLineTable::Entry& entry) {
-        put_text(file, entry.name.data(), entry.name.size());
-        put<uint64_t>(file, entry.lines.size());
-        for (const auto& [line, count] : entry.lines) {
-            put<int32_t>(file, line);
-            put<int64_t>(file, count);
-        }
-    });
-    file_line_lock.leave();
-
-    merge_lock.leave();
     fclose(file);
     return true;
 }
 
 bool merge_data_file(const char* path) {
-    merge_lock.enter();
+    platform::LockHold hold(merge_lock);
     FILE* file = fopen(path, "rb");
-    if (file == nullptr) {
-        merge_lock.leave();
-        return false;
-    }
+    if (file == nullptr) return false;
     BoundedReader in(file);
     merge_modules(in);
     merge_points(in);
     merge_lines(in);
     fclose(file);
-    merge_lock.leave();
     return true;
 }
 

@@ -7,10 +7,11 @@
 #include <vector>
 
 #include "client.h"
+#include "collection.h"
 #include "data_file.h"
 #include "events.h"
 #include "files.h"
-#include "lifecycle.h"
+#include "process_state.h"
 #include "pipe.h"
 #include "process.h"
 #include "threads.h"
@@ -29,9 +30,8 @@ std::atomic<bool> gather_in_progress{false};
 
 void count_answer() {
     if (!gather_in_progress) return;
-    gather_lock.enter();
+    platform::LockHold hold(gather_lock);
     --gather_pending;
-    gather_lock.leave();
 }
 
 constexpr unsigned monitor_timeout_ms = 10000;
@@ -82,7 +82,7 @@ ClientRegistry& client_registry() {
 }
 
 void start_host_pipe_server() {
-    if (!platform::start_thread(host_pipe_server_thread, nullptr)) report_last_error("CreateThread");
+    if (!platform::start_thread(host_pipe_server_thread, nullptr)) report_last_error("start the pipe server");
 }
 
 void host_pipe_server_thread(void*) {
@@ -91,7 +91,7 @@ void host_pipe_server_thread(void*) {
         platform::AcceptResult accepted = platform::accept_pipe_client(&connection);
         if (accepted == platform::AcceptResult::failed) return;
         if (accepted == platform::AcceptResult::retry) {
-            report_last_error("Host:ConnectNamedPipe");
+            report_last_error("accept a client at the host");
             continue;
         }
         // The connection's number travels as the thread's argument.
@@ -103,12 +103,19 @@ void host_pipe_server_thread(void*) {
     }
 }
 
+namespace {
+void set_monitor_running(ClientRecord* record, bool running) {
+    platform::LockHold hold(collection_lock);
+    record->monitor_running = running;
+}
+}  // namespace
+
 void host_connection_thread(void* argument) {
     auto pipe = reinterpret_cast<platform::PipeHandle>(argument);
     char buffer[4096];
     long got = platform::read_message(pipe, buffer, sizeof buffer);
     if (got <= 0) {
-        report_last_error("ReadFile at host pipe end");
+        report_last_error("read a registration at the host");
         platform::close_pipe(pipe);
         return;
     }
@@ -119,28 +126,18 @@ void host_connection_thread(void* argument) {
     ClientRecord* record = pid != 0 ? add_client(name, pid) : nullptr;
     if (record != nullptr) {
         int32_t number = record->id;
-        collection_lock.enter();
-        record->monitor_running = true;
-        collection_lock.leave();
-        if (!platform::start_thread(client_monitor_thread, record)) {
-            collection_lock.enter();
-            record->monitor_running = false;
-            collection_lock.leave();
-        }
-        char answer[32];
-        int length = snprintf(answer, sizeof answer, "%d", number);
-        if (!platform::write_message(pipe, answer, static_cast<size_t>(length) + 1))
-            report_last_error("WriteFile at host pipe end");
+        set_monitor_running(record, true);
+        if (!platform::start_thread(client_monitor_thread, record)) set_monitor_running(record, false);
+        const std::string answer = std::to_string(number);
+        if (!platform::write_message(pipe, answer.c_str(), answer.size() + 1))
+            report_last_error("answer a registration at the host");
     }
     platform::close_pipe(pipe);
 }
 
 ClientRecord* add_client(const std::string& name, uint32_t pid) {
-    collection_lock.enter();
-    if (collection_closed) {
-        collection_lock.leave();
-        return nullptr;
-    }
+    platform::LockHold hold(collection_lock);
+    if (collection_closed) return nullptr;
     auto* record = new ClientRecord;
     record->name = name;
     record->pid = pid;
@@ -150,17 +147,12 @@ ClientRecord* add_client(const std::string& name, uint32_t pid) {
     if (platform::process_can_be_opened(pid)) record->creation_time = platform::own_creation_time();
     create_client_events(record);
     client_registry()[record->id] = record;
-    collection_lock.leave();
     return record;
 }
 
 bool create_client_events(ClientRecord* record) {
-    char* (*kinds[3])(const ClientRecord&) = {make_exiting_name, make_data_ready_name, make_cleardata_done_name};
-    for (int i = 0; i < 3; ++i) {
-        char* name = kinds[i](*record);
-        record->events[i] = create_named_event(name, false, false);
-        free(name);
-    }
+    OwnedName (*kinds[3])(const ClientRecord&) = {make_exiting_name, make_data_ready_name, make_cleardata_done_name};
+    for (int i = 0; i < 3; ++i) record->events[i] = create_named_event(kinds[i](*record).get(), false, false);
     record->events[event_host_exiting] = create_numbered_event(host_exiting_base, record->id, false);
     record->events[event_getdata] = create_numbered_event(getdata_request_base, record->id, false);
     record->events[event_cleardata] = create_numbered_event(cleardata_request_base, record->id, false);
@@ -203,14 +195,11 @@ void client_monitor_thread(void* argument) {
     platform::EventHandle signals[2] = {record->events[event_exiting], record->events[event_data_ready]};
     for (;;) {
         int which = platform::wait_any(signals, 2, monitor_timeout_ms);
-        collection_lock.enter();
-        if (collection_closed) {
-            collection_lock.leave();
-            return;
-        }
+        std::unique_lock<platform::Lock> hold(collection_lock);
+        if (collection_closed) return;
         if (which == 1) {
             merge_client_file(*record, false);
-            collection_lock.leave();
+            hold.unlock();
             count_answer();
             continue;
         }
@@ -223,11 +212,11 @@ void client_monitor_thread(void* argument) {
             }
             record->monitor_running = false;
             remove_client(record->id);
-            collection_lock.leave();
+            hold.unlock();
             count_answer();
             return;
         }
-        collection_lock.leave();
+        hold.unlock();
         if (which != platform::wait_timeout) platform::sleep_ms(100);  // a failed wait never spins
     }
 }
@@ -236,26 +225,24 @@ namespace {
 
 void ordinary_gather() {
     std::vector<platform::EventHandle> requests;
-    collection_lock.enter();
-    for (const auto& [number, record] : client_registry()) {
-        if (record->gone || record->final_merged) continue;
-        gather_lock.enter();
-        ++gather_pending;
-        gather_lock.leave();
-        requests.push_back(record->events[event_getdata]);
+    {
+        platform::LockHold hold(collection_lock);
+        for (const auto& [number, record] : client_registry()) {
+            if (record->gone || record->final_merged) continue;
+            platform::LockHold count(gather_lock);
+            ++gather_pending;
+            requests.push_back(record->events[event_getdata]);
+        }
+        gather_in_progress = true;
+        // Set under the lock: no record's events are closed meanwhile.
+        for (platform::EventHandle request : requests) {
+            if (request != 0 && !platform::set_event(request)) break;
+        }
     }
-    gather_in_progress = true;
-    // Set under the lock: no record's events are closed meanwhile.
-    for (platform::EventHandle request : requests) {
-        if (request != 0 && !platform::set_event(request)) break;
-    }
-    collection_lock.leave();
     for (;;) {
         platform::sleep_ms(1000);
-        gather_lock.enter();
-        int32_t pending = gather_pending;
-        gather_lock.leave();
-        if (pending <= 0) break;
+        platform::LockHold count(gather_lock);
+        if (gather_pending <= 0) break;
     }
     gather_in_progress = false;
 }
@@ -270,16 +257,17 @@ void exiting_gather(bool threads_gone) {
         platform::EventHandle exiting;
     };
     std::vector<Owed> owed;
-    collection_lock.enter();
-    for (const auto& [number, record] : client_registry()) {
-        if (record->gone || record->final_merged) continue;
-        owed.push_back({record, record->events[event_exiting]});
+    {
+        platform::LockHold hold(collection_lock);
+        for (const auto& [number, record] : client_registry()) {
+            if (record->gone || record->final_merged) continue;
+            owed.push_back({record, record->events[event_exiting]});
+        }
+        for (const Owed& o : owed) {
+            if (o.record->events[event_host_exiting] != 0 && !platform::set_event(o.record->events[event_host_exiting])) break;
+        }
+        use_handles();
     }
-    for (const Owed& o : owed) {
-        if (o.record->events[event_host_exiting] != 0 && !platform::set_event(o.record->events[event_host_exiting])) break;
-    }
-    use_handles();
-    collection_lock.leave();
     int timeouts = 0;
     unsigned quiet_ms = 0;
     while (!owed.empty() && timeouts < 3) {
@@ -289,7 +277,7 @@ void exiting_gather(bool threads_gone) {
         // that what the monitors did is seen soon.
         unsigned slice = threads_gone ? exiting_timeout_ms : exiting_slice_ms;
         int which = platform::wait_any(handles.data(), static_cast<int>(handles.size()), slice);
-        collection_lock.enter();
+        platform::LockHold hold(collection_lock);
         if (which >= 0 && which < static_cast<int>(owed.size())) {
             merge_client_file(*owed[which].record, true);
             owed[which].record->final_merged = true;
@@ -307,52 +295,50 @@ void exiting_gather(bool threads_gone) {
         for (size_t i = owed.size(); i-- > 0;) {
             if (owed[i].record->final_merged || owed[i].record->gone) owed.erase(owed.begin() + static_cast<long>(i));
         }
-        collection_lock.leave();
     }
-    collection_lock.enter();
+    platform::LockHold hold(collection_lock);
     release_handles();
-    collection_lock.leave();
 }
 
 }  // namespace
 
 void gather_from_clients(bool host_exiting) {
-    gather_serial_lock.enter();
-    collection_lock.enter();
-    bool any = !client_registry().empty();
-    collection_lock.leave();
+    platform::LockHold one_at_a_time(gather_serial_lock);
+    bool any = false;
+    {
+        platform::LockHold hold(collection_lock);
+        any = !client_registry().empty();
+    }
     if (any) {
         if (host_exiting) exiting_gather(threads_gone_at_exit);
         else ordinary_gather();
     }
-    gather_serial_lock.leave();
 }
 
 // Every client is asked under the lock; the wait for their answers is not.
 void clear_clients() {
     std::vector<platform::EventHandle> done;
-    gather_serial_lock.enter();
-    collection_lock.enter();
-    std::vector<platform::EventHandle> requests;
-    for (const auto& [number, record] : client_registry()) {
-        if (record->gone || record->final_merged) continue;
-        done.push_back(record->events[event_cleardata_done]);
-        requests.push_back(record->events[event_cleardata]);
+    platform::LockHold one_at_a_time(gather_serial_lock);
+    {
+        platform::LockHold hold(collection_lock);
+        std::vector<platform::EventHandle> requests;
+        for (const auto& [number, record] : client_registry()) {
+            if (record->gone || record->final_merged) continue;
+            done.push_back(record->events[event_cleardata_done]);
+            requests.push_back(record->events[event_cleardata]);
+        }
+        for (platform::EventHandle request : requests) {
+            if (request != 0 && !platform::set_event(request)) break;
+        }
+        use_handles();
     }
-    for (platform::EventHandle request : requests) {
-        if (request != 0 && !platform::set_event(request)) break;
-    }
-    use_handles();
-    collection_lock.leave();
     if (!done.empty()) platform::wait_all(done.data(), static_cast<int>(done.size()), exiting_timeout_ms);
-    collection_lock.enter();
+    platform::LockHold hold(collection_lock);
     release_handles();
-    collection_lock.leave();
-    gather_serial_lock.leave();
 }
 
 void destroy_client_registry(bool threads_gone) {
-    collection_lock.enter();
+    platform::LockHold hold(collection_lock);
     ClientRegistry& registry = client_registry();
     for (auto& [number, record] : registry) {
         if (threads_gone || !record->monitor_running) {
@@ -374,7 +360,6 @@ void destroy_client_registry(bool threads_gone) {
         }
         retired_records().clear();
     }
-    collection_lock.leave();
 }
 
 }  // namespace mirt

@@ -9,43 +9,41 @@
 
 namespace mirt {
 
-const char* host_pipe_name = "\\\\.\\pipe\\MIRT_HOST_PIPE";
 const char* host_exiting_base = "MIRT_HOST_EXITING";
 const char* getdata_request_base = "MIRT_HOST_REQUEST_GETDATA";
 const char* cleardata_request_base = "MIRT_HOST_REQUEST_CLEARDATA";
 
 namespace {
-char* exact_copy(const char* text) {
+OwnedName exact_copy(const char* text) {
     size_t n = strlen(text);
-    char* copy = static_cast<char*>(malloc(n + 1));
-    if (copy != nullptr) memcpy(copy, text, n + 1);
+    OwnedName copy(static_cast<char*>(malloc(n + 1)));
+    if (copy != nullptr) memcpy(copy.get(), text, n + 1);
     return copy;
 }
 
 void numbered_name(char* buffer, size_t size, const char* base, int32_t id) { snprintf(buffer, size, "%s_%d", base, id); }
 }  // namespace
 
-char* make_data_base_name(const char* name, uint32_t pid, int32_t id) {
+OwnedName make_data_base_name(const char* name, uint32_t pid, int32_t id) {
     char buffer[name_buffer_size];
     snprintf(buffer, sizeof buffer, "mirt_%s_data_%d_%d", name, static_cast<int>(pid), id);
     return exact_copy(buffer);
 }
 
-char* make_data_base_name(const ClientRecord& record) {
+OwnedName make_data_base_name(const ClientRecord& record) {
     return make_data_base_name(record.name.c_str(), record.pid, record.id);
 }
 
-char* make_kind_name(const ClientRecord& record, const char* kind) {
-    char* base = make_data_base_name(record);
-    char buffer[name_buffer_size];
-    snprintf(buffer, sizeof buffer, "%s_%s", base != nullptr ? base : "", kind);
-    free(base);
-    return exact_copy(buffer);
+OwnedName make_kind_name(const ClientRecord& record, const char* kind) {
+    OwnedName base = make_data_base_name(record);
+    std::string name = std::string(base != nullptr ? base.get() : "") + "_" + kind;
+    if (name.size() > name_buffer_size - 1) name.resize(name_buffer_size - 1);
+    return exact_copy(name.c_str());
 }
 
-char* make_exiting_name(const ClientRecord& record) { return make_kind_name(record, "EXITING"); }
-char* make_data_ready_name(const ClientRecord& record) { return make_kind_name(record, "DATA_READY"); }
-char* make_cleardata_done_name(const ClientRecord& record) { return make_kind_name(record, "CLEARDATA_DONE"); }
+OwnedName make_exiting_name(const ClientRecord& record) { return make_kind_name(record, "EXITING"); }
+OwnedName make_data_ready_name(const ClientRecord& record) { return make_kind_name(record, "DATA_READY"); }
+OwnedName make_cleardata_done_name(const ClientRecord& record) { return make_kind_name(record, "CLEARDATA_DONE"); }
 
 void make_data_file_path(char* destination, const char* base, bool final) {
     char temp[256];
@@ -54,9 +52,8 @@ void make_data_file_path(char* destination, const char* base, bool final) {
 }
 
 void make_data_file_path(char* destination, const ClientRecord& record, bool final) {
-    char* base = make_data_base_name(record);
-    make_data_file_path(destination, base != nullptr ? base : "", final);
-    free(base);
+    OwnedName base = make_data_base_name(record);
+    make_data_file_path(destination, base != nullptr ? base.get() : "", final);
 }
 
 platform::EventHandle create_named_event(const char* name, bool manual_reset, bool initial) {

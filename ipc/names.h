@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "events.h"
@@ -11,7 +13,6 @@
 namespace mirt {
 
 // The fixed texts, as pointers so that they can be %s arguments.
-extern const char* host_pipe_name;             // "\\.\pipe\MIRT_HOST_PIPE"
 extern const char* host_exiting_base;          // "MIRT_HOST_EXITING"
 extern const char* getdata_request_base;       // "MIRT_HOST_REQUEST_GETDATA"
 extern const char* cleardata_request_base;     // "MIRT_HOST_REQUEST_CLEARDATA"
@@ -31,7 +32,7 @@ enum ClientEvent {
 // the host keeps one per registered client.
 struct ClientRecord {
     std::string name;            // executable base name, case as reported
-    uint64_t creation_time = 0;  // FILETIME order: high half, low half
+    uint64_t creation_time = 0;  // as the system gives it: high half, low half
     uint32_t pid = 0;
     int32_t id = -1;             // client number from the host; -1 until it answers
     platform::EventHandle events[client_event_count] = {};  // only the host's copy holds them
@@ -43,16 +44,21 @@ struct ClientRecord {
 
 inline constexpr size_t name_buffer_size = 511;
 
-// "mirt_%s_data_%d_%d" of name, pid and id, at most 510 characters, in a
-// malloc'd block of its exact length that the caller frees.
-char* make_data_base_name(const char* name, uint32_t pid, int32_t id);
-char* make_data_base_name(const ClientRecord& record);
+// A name in a malloc'd block of its exact length, freed with its holder.
+struct FreeName {
+    void operator()(char* name) const { free(name); }
+};
+using OwnedName = std::unique_ptr<char, FreeName>;
 
-// "<base name>_<kind>", at most 510 characters, malloc'd; the caller frees it.
-char* make_kind_name(const ClientRecord& record, const char* kind);
-char* make_exiting_name(const ClientRecord& record);
-char* make_data_ready_name(const ClientRecord& record);
-char* make_cleardata_done_name(const ClientRecord& record);
+// "mirt_%s_data_%d_%d" of name, pid and id, at most 510 characters.
+OwnedName make_data_base_name(const char* name, uint32_t pid, int32_t id);
+OwnedName make_data_base_name(const ClientRecord& record);
+
+// "<base name>_<kind>", at most 510 characters.
+OwnedName make_kind_name(const ClientRecord& record, const char* kind);
+OwnedName make_exiting_name(const ClientRecord& record);
+OwnedName make_data_ready_name(const ClientRecord& record);
+OwnedName make_cleardata_done_name(const ClientRecord& record);
 
 // The temporary folder, base and "_Y" (final) or "_N" (on request). The
 // destination must hold data_file_path_size bytes; a longer path is cut.

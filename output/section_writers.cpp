@@ -10,9 +10,9 @@
 #include "counts.h"
 #include "emit.h"
 #include "error_log.h"
-#include "lifecycle.h"
 #include "modules.h"
 #include "point_table.h"
+#include "process_state.h"
 #include "source_lines.h"
 #include "text.h"
 
@@ -20,23 +20,19 @@ namespace mirt {
 
 namespace {
 
-// Keys are read as file names. A null key (a pointer-keyed probe given a
-// null pointer) is written as the empty name.
-const char* key_text(uint64_t key) { return key != 0 ? reinterpret_cast<const char*>(key) : ""; }
-
-// Where each line of a section fails, and what the error log then says.
-struct FailureLines {
-    const char* message;
-    int directory;
-    int file;
-    int count;
+// What each line of a section reports when it cannot be written.
+struct SectionFailures {
+    Failure directory;
+    Failure file;
+    Failure count;
 };
 
 // One section's output: directory headings only on change (the remembered
 // directory starts empty in every section), file headings, count lines.
 class Section {
 public:
-    Section(FILE* stream, bool fold_case, FailureLines lines) : stream_(stream), fold_case_(fold_case), lines_(lines) {}
+    Section(FILE* stream, bool fold_case, SectionFailures failures)
+        : stream_(stream), fold_case_(fold_case), failures_(failures) {}
 
     // The directory heading when the key's directory differs from the last
     // one written, then the file heading.
@@ -45,41 +41,29 @@ public:
         split_key(key, &directory, &file);
         bool same = fold_case_ ? ascii_casecmp(directory.c_str(), remembered_.c_str()) == 0 : directory == remembered_;
         if (!same) {
-            if (emit(stream_, "--- %s\n", directory.c_str()) < 0) return fail(lines_.directory);
+            if (emit(stream_, "--- %s\n", directory.c_str()) < 0) return fail(failures_.directory);
             remembered_ = directory;
         }
-        if (emit(stream_, "### %s\n", file.c_str()) < 0) return fail(lines_.file);
+        if (emit(stream_, "### %s\n", file.c_str()) < 0) return fail(failures_.file);
         return true;
     }
 
     bool count(int32_t line, int64_t value) {
-        if (emit(stream_, count_line_format, line, value) < 0) return fail(lines_.count);
+        if (emit(stream_, count_line_format, line, value) < 0) return fail(failures_.count);
         return true;
     }
 
 private:
-    bool fail(int line) {
-        // The message names "mirt.out" whatever the real path is.
-        print_error("Error: can't fprintf to mirt.out\n");
-        MIRT_LOG_ERROR(line, lines_.message);
+    bool fail(Failure failure) {
+        MIRT_REPORT(failure);
         return false;
     }
 
     FILE* stream_;
     bool fold_case_;
-    FailureLines lines_;
+    SectionFailures failures_;
     std::string remembered_;
 };
-
-// Key text, then line. Points of one name usually share its address, which
-// spares the text comparison.
-bool slot_less(const PointHitEntry& x, const PointHitEntry& y) {
-    if (x.key != y.key) {
-        int by_key = strcmp(key_text(x.key), key_text(y.key));
-        if (by_key != 0) return by_key < 0;
-    }
-    return x.line < y.line;
-}
 
 bool name_less(const char* a, const char* b) { return strcmp(a != nullptr ? a : "", b != nullptr ? b : "") < 0; }
 
@@ -96,29 +80,17 @@ void split_key(const char* key, std::string* directory, std::string* file) {
     *file = slash + 1;
 }
 
-// Compacts the table in place (occupied slots copied to its front, the rest
-// left as they were) and sorts the front by key text, then line. The hash
-// order is given up for good: a later hit of a moved point may count into a
-// stale copy or a new slot, and later sections then list it more than once.
+// The table is left compacted and sorted at its front: later hits of a
+// moved point may count into a stale copy, and later sections then list it
+// more than once.
 void write_point_section(FILE* stream) {
-    if (stream == nullptr || point_hit_table == nullptr) return;
-    size_t n = 0;
-    // Slots outside the used regions are empty; the front that the occupied
-    // slots move to is marked used in turn.
-    for_each_slot_in_used_regions([&n](uint32_t i) {
-        if (point_hit_table[i].line != 0) {
-            mark_point_slot(static_cast<uint32_t>(n));
-            point_hit_table[n++] = point_hit_table[i];
-        }
-    });
-    forget_recent_points();
-    // Unstable: equal points (the same text at two addresses, same line) keep no defined order.
-    std::sort(point_hit_table, point_hit_table + n, slot_less);
-    if (n < 1) return;
-    Section section(stream, false, {"can't fprintf to file", 1328, 1337, 1346});
+    if (stream == nullptr || !point_table_allocated()) return;
+    const PointRun points = compact_and_sort_points();
+    if (points.count < 1) return;
+    Section section(stream, false, {Failure::point_directory, Failure::point_file, Failure::point_count});
     const char* previous = "";
-    for (size_t i = 0; i < n; ++i) {
-        const PointHitEntry& entry = point_hit_table[i];
+    for (size_t i = 0; i < points.count; ++i) {
+        const PointHitEntry& entry = points.first[i];
         const char* key = key_text(entry.key);
         if (strcmp(key, previous) != 0) {
             if (!section.headings(key)) return;
@@ -132,20 +104,14 @@ void write_point_section(FILE* stream) {
 // and from its clients, become one count line with the sum of their counts.
 void write_merged_point_section(FILE* stream) {
     if (stream == nullptr) return;
-    auto& points = merged_points();
-    const size_t merged = points.size();
-    if (point_hit_table != nullptr) {
-        for_each_slot_in_used_regions([&points](uint32_t i) {
-            if (point_hit_table[i].line != 0) points.push_back(&point_hit_table[i]);
-        });
-    }
     std::map<std::string, std::map<int32_t, int64_t>> grouped;
-    for (const PointHitEntry* entry : points) {
-        int64_t& total = grouped[key_text(entry->key)][entry->line];
-        total = add_counts(total, static_cast<int64_t>(entry->count));
-    }
-    points.resize(merged);
-    Section section(stream, true, {"can't fprintf to file", 1417, 1427, 1436});
+    auto add = [&grouped](const PointHitEntry& entry) {
+        int64_t& total = grouped[key_text(entry.key)][entry.line];
+        total = add_counts(total, static_cast<int64_t>(entry.count));
+    };
+    for (const PointHitEntry* entry : merged_points()) add(*entry);
+    for_each_point(add);
+    Section section(stream, true, {Failure::merged_directory, Failure::merged_file, Failure::merged_count});
     for (const auto& [key, lines] : grouped) {
         if (!section.headings(key.c_str())) return;
         for (const auto& [line, count] : lines) {
@@ -160,13 +126,14 @@ void write_merged_point_section(FILE* stream) {
 void write_line_section(FILE* stream) {
     if (stream == nullptr) return;
     std::vector<std::pair<std::string, std::vector<std::pair<int32_t, int64_t>>>> files;
-    file_line_lock.enter();
-    file_line_table().for_each([&](const FileLineTable::Entry& e) {
-        files.emplace_back(e.name, std::vector<std::pair<int32_t, int64_t>>(e.lines.begin(), e.lines.end()));
-    });
-    file_line_lock.leave();
+    {
+        platform::LockHold hold(file_line_lock);
+        file_line_table().for_each([&](const FileLineTable::Entry& e) {
+            files.emplace_back(e.name, std::vector<std::pair<int32_t, int64_t>>(e.lines.begin(), e.lines.end()));
+        });
+    }
     std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    Section section(stream, false, {"can't fprintf to mirt.out", 280, 288, 295});
+    Section section(stream, false, {Failure::line_directory, Failure::line_file, Failure::line_count});
     for (const auto& [name, lines] : files) {
         int64_t sum = 0;
         for (const auto& line : lines) sum = add_counts(sum, line.second);
@@ -184,7 +151,7 @@ void write_static_section(FILE* stream) {
     auto& registrations = static_registrations();
     std::stable_sort(registrations.begin(), registrations.end(),
                      [](const StaticRegistration& a, const StaticRegistration& b) { return name_less(a.name, b.name); });
-    Section section(stream, true, {"can't fprintf to mirt.out.", 1065, 1073, 1080});
+    Section section(stream, true, {Failure::static_directory, Failure::static_file, Failure::static_count});
     for (const StaticRegistration& r : registrations) {
         // Tables that are not there are passed over rather than read.
         if (r.count <= 0 || r.lines == nullptr || r.counters == nullptr) continue;
@@ -203,13 +170,10 @@ void write_module_section(FILE* stream) {
     if (stream == nullptr) return;
     auto& names = module_names();
     std::stable_sort(names.begin(), names.end());
-    auto& registry = module_registry();
-    Section section(stream, true, {"can't fprintf to mirt.out.", 1113, 1122, 1131});
-    for (const std::string& name : names) {
-        auto it = registry.find(name);
-        if (it == registry.end() || it->second == nullptr) continue;
-        long long total = total_hits(it->second);
-        MergedView view = merged_view(it->second);
+    Section section(stream, true, {Failure::module_directory, Failure::module_file, Failure::module_count});
+    for (ModuleRecord* head : module_heads()) {
+        long long total = total_hits(head);
+        MergedView view = merged_view(head);
         bool written = true;
         if (total > 0) {
             written = section.headings(view.record->name);

@@ -1,21 +1,24 @@
 // write_driver.cpp: appends one record group with every count so far to a coverage file.
+#include "write_driver.h"
+
 #include <cstdarg>
 #include <string>
 
 #include "emit.h"
 #include "error_log.h"
 #include "index_file.h"
-#include "lifecycle.h"
 #include "mirt64.h"
 #include "modules.h"
 #include "paths.h"
 #include "point_table.h"
+#include "process_state.h"
 #include "section_writers.h"
 #include "source_lines.h"
 #include "trace.h"
 
 namespace mirt {
 
+void (*gather_before_write)() = nullptr;
 int (*output_vprintf)(FILE*, const char*, va_list) = vfprintf;
 
 int emit(FILE* stream, const char* format, ...) {
@@ -31,67 +34,41 @@ namespace {
 // The source-line table is looked at under the probes' lock, as its writer
 // does: a probe may be adding a file at that moment.
 bool nothing_recorded() {
-    if (!module_registry().empty() || point_hit_table != nullptr || simple_counters != nullptr ||
+    if (!module_registry().empty() || point_table_allocated() || simple_counts() != nullptr ||
         !static_registrations().empty())
         return false;
-    file_line_lock.enter();
-    bool no_lines = file_line_table().file_count() == 0;
-    file_line_lock.leave();
-    return no_lines;
+    platform::LockHold hold(file_line_lock);
+    return file_line_table().file_count() == 0;
 }
 
 // Numbered counters 1 to 999,999 above zero; counter 0 is never written,
 // although mirt_fn(0) counts into it.
 bool write_simple_counters(FILE* stream, const char* path) {
-    if (simple_counters == nullptr) return true;
+    const uint64_t* counts = simple_counts();
+    if (counts == nullptr) return true;
     for (int i = 1; i < simple_counter_count; ++i) {
-        int64_t count = static_cast<int64_t>(simple_counters[i]);
+        int64_t count = static_cast<int64_t>(counts[i]);
         if (count > 0 && emit(stream, count_line_format, i, count) < 0) {
-            print_error("Error: can't fprintf to %s\n", path);
-            MIRT_LOG_ERROR(1222, "can't fprintf to file");
+            MIRT_REPORT(Failure::counter_write, path);
             return false;
         }
     }
     return true;
 }
 
-// After a successful write the trace is flushed and closed, and then the
-// index file is closed, so that both are whole on disk. They are marked
-// closed, and the next trace record or new named point opens its file again
-// for appending: the trace and the index of a run that writes many times
-// stay whole and nothing is written to a closed file. A trace file that
-// could not be created keeps its invalid handle and reports at every write.
-void close_trace_and_index() {
-    if (trace_handle == 0) return;
-    trace_flush();
-    bool valid = trace_handle != platform::invalid_file;
-    if (!platform::close_file(trace_handle)) print_error("Error: can't close the %s file.\n", trace_file_name);
-    if (valid) {
-        trace_handle = 0;
-        trace_closed_by_write = true;
-    }
-    if (index_stream != nullptr) {
-        fclose(index_stream);
-        index_stream = nullptr;
-        index_closed_by_write = true;
-    }
-}
-
 void write_record_group(FILE* stream, const char* path) {
-    if (point_entry_count >= point_table_cap) {
-        print_error("Error: mirt hash table too full.\n");
-        MIRT_LOG_ERROR(1193, "mirt hash table too full.");
+    if (point_table_full()) {
+        MIRT_REPORT(Failure::table_full);
         return;
     }
-    const char* name = test_name[0] != '\0' ? test_name : get_process_data_name();
-    const char* label = test_label[0] != '\0' ? test_label : "unknown";
+    const char* name = current_test_name()[0] != '\0' ? current_test_name() : get_process_data_name();
+    const char* label = current_test_label()[0] != '\0' ? current_test_label() : "unknown";
     if (emit(stream, "=== %s\n>>> %s\n", name, label) < 0) {
-        print_error("Error: can't fprintf to %s\n", path);
-        MIRT_LOG_ERROR(1202, "can't fprintf to file");
+        MIRT_REPORT(Failure::header_write, path);
         return;
     }
     if (!merged_points().empty()) write_merged_point_section(stream);
-    else if (point_hit_table != nullptr) write_point_section(stream);
+    else if (point_table_allocated()) write_point_section(stream);
     write_line_section(stream);  // looks at the table under the probes' lock; no file, no lines
     if (!write_simple_counters(stream, path)) return;
     write_static_section(stream);
@@ -102,17 +79,17 @@ void write_locked(const char* path) {
     if (nothing_recorded()) return;
     FILE* stream = fopen(path, "a+b");
     if (stream == nullptr) {
-        print_error("Error: can't open %s\n", path);
-        MIRT_LOG_ERROR(1184, "can not open file.");
+        MIRT_REPORT(Failure::output_open, path);
         return;
     }
     write_record_group(stream, path);
     if (fclose(stream) != 0) {
-        print_error("Error: can't close %s\n", path);
-        MIRT_LOG_ERROR(1241, "can not close file.");
+        MIRT_REPORT(Failure::output_close, path);
         return;
     }
-    close_trace_and_index();
+    // The trace and the index are whole on disk after every write; the index
+    // is closed only where a trace file was opened.
+    if (close_trace_after_write()) close_index_after_write();
 }
 
 }  // namespace
@@ -125,14 +102,13 @@ using namespace mirt;
 // The host first gathers its clients' counts, even for a write that then
 // finds nothing to do.
 void mirt_write_coverage_data(const char* path) {
-    host_side_write();
+    if (gather_before_write != nullptr) gather_before_write();
     std::string directory;
     if (!directory_of(path, &directory)) return;
     make_directory_path(directory.c_str());  // a path without a folder is opened where the process runs
     // Merges of clients' data files add to the tables: none runs meanwhile.
-    merge_lock.enter();
+    platform::LockHold hold(merge_lock);
     write_locked(path);
-    merge_lock.leave();
 }
 
 extern "C" void c_mirt_write_coverage_data(const char* path) { mirt_write_coverage_data(path); }

@@ -10,8 +10,8 @@ class Lock {
 public:
     void init() { pthread_mutex_init(&mutex_, nullptr); }
     void destroy() { pthread_mutex_destroy(&mutex_); }
-    void enter() { pthread_mutex_lock(&mutex_); }
-    void leave() { pthread_mutex_unlock(&mutex_); }
+    void lock() { pthread_mutex_lock(&mutex_); }
+    void unlock() { pthread_mutex_unlock(&mutex_); }
 
 private:
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;

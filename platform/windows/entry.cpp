@@ -1,5 +1,5 @@
 // entry.cpp (Windows): the DLL entry point runs attach and detach. This file holds only Windows code.
-#include "lifecycle.h"
+#include "entry.h"
 #include "windows_api.h"
 
 // The C runtime's start-up has already run the C++ static initialisers when
@@ -10,11 +10,10 @@
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved) {
     switch (reason) {
     case DLL_PROCESS_ATTACH:
-        mirt::run_static_initialisers();
-        mirt::process_attach();
+        mirt::platform::library_loaded();
         break;
     case DLL_PROCESS_DETACH:
-        mirt::process_detach(reserved != nullptr);
+        mirt::platform::library_unloading(reserved != nullptr);
         break;
     default:
         break;

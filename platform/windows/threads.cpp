@@ -1,4 +1,4 @@
-// threads.cpp (Windows): thread creation and sleeping. This file holds only Windows code.
+// threads.cpp (Windows): thread creation, sleeping and the lock. This file holds only Windows code.
 #include "threads.h"
 
 #include <new>
@@ -34,5 +34,16 @@ bool start_thread(void (*fn)(void*), void* arg) {
 }
 
 void sleep_ms(unsigned milliseconds) { Sleep(milliseconds); }
+
+static_assert(sizeof(CRITICAL_SECTION) <= 40 && alignof(CRITICAL_SECTION) <= 8, "the lock's storage holds a critical section");
+
+namespace {
+CRITICAL_SECTION* section(unsigned char* storage) { return reinterpret_cast<CRITICAL_SECTION*>(storage); }
+}  // namespace
+
+void Lock::init() { InitializeCriticalSection(section(section_)); }
+void Lock::destroy() { DeleteCriticalSection(section(section_)); }
+void Lock::lock() { EnterCriticalSection(section(section_)); }
+void Lock::unlock() { LeaveCriticalSection(section(section_)); }
 
 }  // namespace mirt::platform

@@ -10,7 +10,7 @@
 
 #include "autodump.h"
 #include "autodump_support.h"
-#include "lifecycle.h"
+#include "attach.h"
 #include "mirt64.h"
 #include "point_table.h"
 #include "test_support.h"
@@ -28,7 +28,8 @@ uint32_t dumped_test_cases() {
 
 // The timer thread (POSIX) clears while this thread reads.
 bool counter_cleared(int id) {
-    return mirt::simple_counters == nullptr || __atomic_load_n(&mirt::simple_counters[id], __ATOMIC_RELAXED) == 0;
+    const uint64_t* counts = mirt::simple_counts();
+    return counts == nullptr || __atomic_load_n(&counts[id], __ATOMIC_RELAXED) == 0;
 }
 }  // namespace
 

@@ -1,7 +1,9 @@
 // role_probe: starts the runtime as the library's loading would and prints the role it chose.
 #include <cstdio>
 
-#include "lifecycle.h"
+#include "attach.h"
+#include "process_state.h"
+#include "role.h"
 
 int main() {
     mirt::run_static_initialisers();

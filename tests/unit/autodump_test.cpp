@@ -148,7 +148,7 @@ TEST_F(AutodumpTest, DumpsNumberTestCasesAndOutputFiles) {
     EXPECT_EQ(read_file(output_file(0)), group(0, "5,2\n"));
     EXPECT_EQ(read_file(testcase_counter), counter_bytes(1));
     EXPECT_EQ(read_file(outfile_counter), counter_bytes(1));
-    EXPECT_EQ(simple_counters[5], 0u) << "every tick clears";
+    EXPECT_EQ(simple_counts()[5], 0u) << "every tick clears";
 
     mirt_fn(6);
     autodump_timer_callback();

@@ -16,11 +16,7 @@
 using namespace mirt;
 
 namespace {
-std::string take(char* text) {
-    std::string s = text != nullptr ? text : "(null)";
-    free(text);
-    return s;
-}
+std::string take(const OwnedName& text) { return text != nullptr ? text.get() : "(null)"; }
 
 int64_t line_count(const char* file, int32_t line) {
     line_count_map* lines = file_line_table().find(file, strlen(file));
@@ -154,9 +150,7 @@ TEST_F(RuntimeTest, DataFileReaderTrustsNoLength) {
     const std::string whole = mirt_test::read_file(path);
     ASSERT_EQ(whole.size(), 8 + (8 + 3 + 4 + 2 * 4 + 2 * 8) + 8 + 8 + (8 + 5 + 8 + 12));
     destroy_all_modules();
-    file_line_lock.enter();
     file_line_table().empty_all_line_maps();
-    file_line_lock.leave();
 
     std::string cut = mirt_test::join(folder, "cut_N");
     for (size_t n = 0; n <= whole.size(); ++n) {

@@ -88,19 +88,6 @@ TEST_F(RuntimeTest, StaticRegistrationsOutliveDestroyingEveryModule) {
     EXPECT_EQ(module_names().size(), 1u);
 }
 
-TEST_F(RuntimeTest, LoadedRecordsAttachOrBecomeHeads) {
-    static char name[] = "a/known.cpp";
-    int lines[] = {10, 20};
-    mirt_reg2(name, 2, lines);
-    EXPECT_EQ(register_loaded_record(nullptr), 0);
-    EXPECT_EQ(register_loaded_record(loaded("a/known.cpp", {10}, {4})), 2);
-    EXPECT_EQ(register_loaded_record(loaded("b/new.cpp", {1}, {1})), 3);
-    EXPECT_EQ(register_loaded_record(loaded("b/new.cpp", {1}, {2})), 2);
-    EXPECT_EQ(module_names(), (std::vector<std::string>{"a/known.cpp", "b/new.cpp"}));
-    EXPECT_EQ(module_registry().at("a/known.cpp")->attached.size(), 1u);
-    EXPECT_EQ(module_registry().at("b/new.cpp")->attached.size(), 1u);
-}
-
 TEST_F(RuntimeTest, MergedViewSumsPerLineNumberWithLinesAscending) {
     static char name[] = "m.cpp";
     int head_lines[] = {30, 10};

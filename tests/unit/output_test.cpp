@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "client.h"
 #include "emit.h"
+#include "internals.h"
 #include "mirt64.h"
 #include "modules.h"
 #include "point_table.h"
@@ -66,7 +68,8 @@ TEST_F(OutputTest, SimpleCountersAndWhenTheFileIsMade) {
 }
 
 TEST_F(OutputTest, HeaderFallsBackToTheDataNameAndUnknown) {
-    test_name[0] = '\0';
+    static char empty[] = "";
+    mirt_set_test_name(empty, 0, empty);
     set_own_client_number(-1);
     mirt_fn(1);
     std::string expected = std::string("=== ") + process_data_name + "\n>>> unknown\n1,1\n";
@@ -138,9 +141,9 @@ TEST_F(OutputTest, MergedPointSectionGroupsByTextAndFoldsDirectoryCase) {
     static char xa1[] = "x/a.cpp", xa2[] = "x/a.cpp";
     mirt_fn(xa1, 5);
     mirt_fn(xa2, 5);
-    merged_points().push_back(merged_point("c:/work/b.cpp", 2, 1));
-    merged_points().push_back(merged_point("C:/Work/a.cpp", 1, 4));
-    merged_points().push_back(merged_point("x/a.cpp", 5, 10));
+    add_merged_point(merged_point("c:/work/b.cpp", 2, 1));
+    add_merged_point(merged_point("C:/Work/a.cpp", 1, 4));
+    add_merged_point(merged_point("x/a.cpp", 5, 10));
     EXPECT_EQ(write(),
               "=== T\n>>> unknown\n"
               "--- C:/Work\n### a.cpp\n1,4\n### b.cpp\n2,1\n"
@@ -261,7 +264,7 @@ TEST_F(OutputTest, EveryFailingLineIsReportedWithItsSourceLine) {
         mirt_fn2(file, 6);
         mirt_fn(key, 8);
         mirt_fn(12);
-        if (merged) merged_points().push_back(merged_point("e/q.cpp", 9, 1));
+        if (merged) add_merged_point(merged_point("e/q.cpp", 9, 1));
     };
     struct Case {
         bool merged;      // the point section is the merged one

@@ -8,7 +8,8 @@
 
 #include "error_log.h"
 #include "index_file.h"
-#include "lifecycle.h"
+#include "internals.h"
+#include "process_state.h"
 #include "test_support.h"
 #include "trace.h"
 
@@ -33,9 +34,7 @@ protected:
         if (mirt::index_stream != nullptr) fclose(mirt::index_stream);
         mirt::index_stream = nullptr;
         mirt::close_error_log();
-        if (mirt::trace_handle != 0 && mirt::trace_handle != mirt::platform::invalid_file)
-            mirt::platform::close_file(mirt::trace_handle);
-        mirt::trace_handle = 0;
+        trace_contents();
         mirt_test::remove_tree(folder);
     }
 

@@ -1,6 +1,5 @@
 // Tests of the source-line probe and its table.
 #include <cstring>
-#include <thread>
 
 #include "mirt64.h"
 #include "runtime_fixture.h"
@@ -96,24 +95,3 @@ TEST_F(RuntimeTest, ManyFilesSurviveTheTableGrowing) {
     }
 }
 
-TEST_F(RuntimeTest, ConcurrentHitsAreNeverLost) {
-    constexpr int threads = 8;
-    constexpr int hits = 100000;
-    static char shared_file[] = "src/shared/hot_path_file.cpp";
-    std::vector<std::thread> workers;
-    for (int t = 0; t < threads; ++t) {
-        workers.emplace_back([t] {
-            std::string own = "src/thread_" + std::to_string(t) + ".cpp";
-            for (int i = 0; i < hits; ++i) {
-                mirt_fn2(shared_file, i % 4);
-                mirt_fn2(own.data(), 1);
-            }
-        });
-    }
-    for (auto& w : workers) w.join();
-    EXPECT_EQ(lines_in(shared_file), (Lines{{0, threads * hits / 4}, {1, threads * hits / 4}, {2, threads * hits / 4}, {3, threads * hits / 4}}));
-    for (int t = 0; t < threads; ++t) {
-        std::string own = "src/thread_" + std::to_string(t) + ".cpp";
-        EXPECT_EQ(lines_in(own.c_str()), (Lines{{1, hits}}));
-    }
-}

@@ -1,0 +1,13 @@
+// clear.h: resetting every count while keeping every structure that code or numbering relies on.
+#ifndef MIRT_CORE_CLEAR_H
+#define MIRT_CORE_CLEAR_H
+
+namespace mirt {
+
+// Run first by every clear, before this process's own counts go: in the
+// host, start-up points it at the clear of every client. Null elsewhere.
+extern void (*clear_other_processes)();
+
+}  // namespace mirt
+
+#endif

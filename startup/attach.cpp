@@ -1,0 +1,109 @@
+// attach.cpp: attach and detach of the library.
+#include "attach.h"
+
+#include "autodump.h"
+#include "client.h"
+#include "collection.h"
+#include "entry.h"
+#include "error_log.h"
+#include "files.h"
+#include "host.h"
+#include "mirt64.h"
+#include "modules.h"
+#include "pipe.h"
+#include "point_table.h"
+#include "process.h"
+#include "process_state.h"
+#include "role.h"
+#include "source_lines.h"
+
+namespace mirt {
+
+const char* exit_output_path = platform::default_exit_output_path;
+
+namespace {
+bool runs_autodump() { return process_role == Role::host && !automation_mode; }
+
+// Before the exit write, the role's background work stops or hands over.
+void wind_down_role() {
+    switch (process_role) {
+    case Role::host:
+        // On POSIX the timer has a thread of its own: no tick may run while
+        // the tables are written and released.
+        if (runs_autodump()) hold_autodump();
+        // No client registers after this; the exit write gathers the final
+        // data of those that did.
+        platform::stop_pipe_server();
+        break;
+    case Role::client:
+        // The listener may be answering a request: it finishes first, then
+        // stops, and the final data is this thread's.
+        close_collection();
+        hand_over_data(own_record(), true);
+        break;
+    case Role::stand_alone:
+        break;
+    }
+}
+
+// The source-line table is not released: it lives as long as the process.
+void release_stores() {
+    destroy_all_modules();
+    free_point_table();
+    free_merged_points();
+    close_error_log();
+}
+}  // namespace
+
+void run_static_initialisers() {
+    create_collection_locks();
+    is_host = is_host_process() ? 1 : 0;
+    automation_mode = platform::get_environment("CodeCoverageAutomation", nullptr);
+    own_record();
+    merged_points();
+    static_registrations();
+    module_registry();
+    module_names();
+    file_line_table();
+}
+
+// Every lock exists before a role thread starts.
+void process_attach() {
+    create_collection_locks();
+    set_own_client_number(-1);
+    merge_lock.init();
+    file_line_lock.init();
+    if (!roles_started) {
+        process_role = start_role();
+        roles_started = 1;
+    }
+    if (runs_autodump()) start_autodump();
+}
+
+void process_detach(bool threads_gone) {
+    if (threads_gone) {
+        // The ended threads may have held these; nobody else runs now.
+        threads_gone_at_exit = true;
+        recreate_collection_locks();
+        merge_lock.init();
+        file_line_lock.init();
+    }
+    exiting = true;
+    wind_down_role();
+    if (shutdown_writing_allowed) mirt_write_coverage_data(exit_output_path);
+    close_collection();
+    release_stores();
+    if (process_role == Role::host) destroy_client_registry(threads_gone);
+    merge_lock.destroy();
+    file_line_lock.destroy();
+    if (runs_autodump()) stop_autodump();
+}
+
+}  // namespace mirt
+
+void mirt::platform::library_loaded() {
+    run_static_initialisers();
+    process_attach();
+}
+
+void mirt::platform::library_unloading(bool threads_gone) { process_detach(threads_gone); }

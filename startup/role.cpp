@@ -1,0 +1,54 @@
+// role.cpp: the choice of the process's role and the start of its background threads.
+#include "role.h"
+
+#include <string>
+
+#include "clear.h"
+#include "client.h"
+#include "host.h"
+#include "process.h"
+#include "process_state.h"
+#include "text.h"
+#include "write_driver.h"
+
+namespace mirt {
+
+Role process_role = Role::stand_alone;
+
+namespace {
+constexpr size_t base_name_buffer = 512;  // at most 511 characters
+
+void gather_for_write() { gather_from_clients(exiting); }
+}  // namespace
+
+bool is_host_process() {
+    char name[base_name_buffer];
+    size_t length = platform::module_base_name(name, sizeof name);
+    std::string host;
+    if (!platform::get_environment("MIRTHOST", &host)) host = "pelvanor.exe";
+    return length != 0 && ascii_casecmp(host.c_str(), name) == 0;
+}
+
+bool is_shell_process() {
+    char name[base_name_buffer];
+    if (platform::module_base_name(name, sizeof name) == 0) return false;
+    return ascii_casecmp(name, "explorer.exe") == 0;
+}
+
+// A failed registration leaves the process stand-alone.
+Role start_role() {
+    if (is_host) {
+        gather_before_write = gather_for_write;
+        clear_other_processes = clear_clients;
+        // The shell takes no part in collection, even as the configured host.
+        if (!is_shell_process()) start_host_pipe_server();
+        return Role::host;
+    }
+    if (!is_shell_process() && connect_to_host()) {
+        start_client_listener();
+        return Role::client;
+    }
+    return Role::stand_alone;
+}
+
+}  // namespace mirt
