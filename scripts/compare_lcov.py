@@ -1,0 +1,353 @@
+#!/usr/bin/env python3
+"""Compares mirt64's line coverage with gcov's, from two LCOV tracefiles.
+
+    compare_lcov.py GCOV.info MIRT.info [--root DIR] [--only DIR]... [--details]
+                    [--min-lines PCT] [--min-never-run PCT] [--min-executed PCT]
+
+Files are matched by absolute path; relative names are taken from --root (the
+folder the compile commands ran in; default: the current folder). Records of
+one file in several test sections (mirt64 writes one per process) are added up.
+Lines whose source text is only a closing brace ("}", "};", "})", ...) are
+left aside: gcov counts some of them (a function's end, destructors at the end
+of a scope) and mirt64 places no probe there. Files that only one of the two
+knows are listed apart and take no part in the figures:
+
+  executable   lines both list / lines either lists
+  never run    lines both count 0 / lines either counts 0, among lines both list
+  executed     lines gcov counts above 0 that mirt64 counts above 0 too
+  exact        lines both count above 0 with the very same count
+
+--details prints every line on which the two disagree, with its source text
+and the likely reason. Exit status: 0, or 2 when an input cannot be read, or 3
+when a --min-* figure (a percentage of the totals) is not reached.
+"""
+import argparse
+import collections
+import os
+import re
+import sys
+
+HEADER_EXTENSIONS = {".h", ".hh", ".hpp", ".hxx", ".h++", ".inc", ".inl", ".ipp", ".tcc", ".tpp", ""}
+SOURCE_EXTENSIONS = {".c", ".cc", ".cpp", ".cxx", ".c++", ".C"}
+
+
+def read_lcov(path, root):
+    """{absolute file: {line: count}}, every record of a file added up."""
+    files = collections.defaultdict(lambda: collections.defaultdict(int))
+    current = None
+    with open(path, encoding="utf-8", errors="replace") as f:
+        for raw in f:
+            line = raw.strip()
+            if line.startswith("SF:"):
+                current = files[os.path.normpath(os.path.join(root, line[3:]))]
+            elif line.startswith("DA:") and current is not None:
+                fields = line[3:].split(",")
+                try:
+                    number, count = int(fields[0]), int(float(fields[1]))
+                except (ValueError, IndexError):
+                    continue
+                if number >= 1:
+                    current[number] += max(count, 0)
+            elif line == "end_of_record":
+                current = None
+    return {path: lines for path, lines in files.items() if lines}
+
+
+_source_cache = {}
+
+
+def source_lines(path):
+    """The file's lines (index 0 is line 1), or None when it cannot be read."""
+    if path not in _source_cache:
+        try:
+            with open(path, encoding="utf-8", errors="replace") as f:
+                _source_cache[path] = f.read().split("\n")
+        except OSError:
+            _source_cache[path] = None
+    return _source_cache[path]
+
+
+def text_of(lines, number):
+    return lines[number - 1] if lines and 0 < number <= len(lines) else ""
+
+
+CLOSING_BRACE = re.compile(r"^\s*\}[\s;,)\]}]*(//.*|/\*.*\*/\s*)?$")
+
+
+def is_closing_brace(text):
+    return bool(CLOSING_BRACE.match(text))
+
+
+def without_comment(text):
+    text = re.sub(r"/\*.*?\*/", " ", text)
+    return re.sub(r"//.*$", "", text).strip()
+
+
+def previous_code(lines, number):
+    """The nearest line above that holds code, without its comment."""
+    n = number - 1
+    while n >= 1:
+        code = without_comment(text_of(lines, n))
+        if code and not code.startswith("*") and not code.startswith("/*"):
+            return code
+        n -= 1
+    return ""
+
+
+KEYWORDS = ("return", "if", "else", "while", "for", "switch", "case", "do", "goto", "delete",
+            "throw", "break", "continue", "default", "using", "typedef", "new", "co_return")
+DECLARATION = re.compile(
+    r"^(?:(?:static|const|constexpr|volatile|register|unsigned|signed|auto|struct|enum|union|"
+    r"thread_local|inline|extern|mutable|typename)\s+)*"
+    r"[A-Za-z_][\w:]*(?:\s*<[^;=]*>)?(?:\s*::\s*\w+)*[\s*&]+(?:const\s+)?[*&\s]*[A-Za-z_]\w*"
+    r"\s*(?:\[[^\]]*\]\s*)*(?:=|\{|\((?!\s*\)))")
+MACRO_USE = re.compile(r"^(?:\w+\s*=\s*)?[A-Z][A-Z0-9_]{2,}\s*\(")
+LABEL = re.compile(r"^(?:case\b.*|default\s*|[A-Za-z_]\w*\s*):(?!:)")
+CONTINUES_AFTER = re.compile(r"(?:[,(=+\-*/%&|^<>?!\[]|&&|\|\||<<|>>|\breturn)$")
+CONTINUES_BEFORE = re.compile(r"^(?:[)\].,?:+\-*/%&|^<>=!]|->|&&|\|\|)")
+FUNCTION_HEAD = re.compile(r"^[^;=]*\b[A-Za-z_~][\w:~<>]*\s*\([^;]*\)?\s*(?:const|noexcept|override|final|\s)*\{?$")
+
+
+def classify(lines, number):
+    """A short reason for a line on which the two tools disagree."""
+    if lines is None:
+        return "source not readable"
+    text = text_of(lines, number)
+    code = without_comment(text)
+    prev = previous_code(lines, number)
+    if is_closing_brace(text):
+        return "closing brace"
+    if not code:
+        return "blank or comment"
+    if code.startswith("#") or text_of(lines, number - 1).rstrip().endswith("\\"):
+        return "macro definition or preprocessor line"
+    if code == "{":
+        return "opening brace"
+    if code.startswith("}") or re.match(r"^else\b", code):
+        return "else"
+    if LABEL.match(code):
+        return "label"
+    if prev and (CONTINUES_AFTER.search(prev) or CONTINUES_BEFORE.match(code)) and not LABEL.match(prev):
+        return "continuation of a multi-line statement"
+    if MACRO_USE.match(code):
+        return "macro"
+    word = re.match(r"^[A-Za-z_]\w*", code)
+    first = word.group(0) if word else ""
+    if first in ("for", "while", "do"):
+        return "loop header"
+    if first in ("if", "switch"):
+        return "condition"
+    if first == "return":
+        return "return"
+    if "[" in code and re.search(r"\[[^\]]*\]\s*(\([^)]*\))?\s*(mutable\s*)?(->\s*[\w:<>]+\s*)?\{", code):
+        return "lambda"
+    if first not in KEYWORDS and DECLARATION.match(code):
+        return "declaration with initialiser"
+    if first not in KEYWORDS and FUNCTION_HEAD.match(code) and (
+            code.endswith("{") or without_comment(text_of(lines, number + 1)).startswith("{")):
+        return "function head"
+    return "statement"
+
+
+def file_kind(path):
+    """Why one tool may not know a file at all."""
+    ext = os.path.splitext(path)[1]
+    if ext in HEADER_EXTENSIONS:
+        return "header file"
+    if ext in SOURCE_EXTENSIONS:
+        includer = find_includer(path)
+        if includer:
+            return "source included by " + os.path.basename(includer)
+        return "source file"
+    return "other file"
+
+
+def find_includer(path):
+    """A source in the file's folder or the one above that #includes it."""
+    name = re.escape(os.path.basename(path))
+    pattern = re.compile(r'^\s*#\s*include\s*["<](?:[^">]*/)?' + name + r'[">]', re.M)
+    here = os.path.dirname(path)
+    for folder in (here, os.path.dirname(here)):
+        try:
+            entries = sorted(os.listdir(folder))
+        except OSError:
+            continue
+        for entry in entries:
+            candidate = os.path.join(folder, entry)
+            if candidate == path or os.path.splitext(entry)[1] not in SOURCE_EXTENSIONS:
+                continue
+            text = source_lines(candidate)
+            if text and pattern.search("\n".join(text)):
+                return candidate
+    return None
+
+
+class Figures:
+    """Numerators and denominators of the four figures."""
+    NAMES = ("executable", "never run", "executed", "exact")
+
+    def __init__(self):
+        self.num = dict.fromkeys(self.NAMES, 0)
+        self.den = dict.fromkeys(self.NAMES, 0)
+        self.braces = 0
+
+    def add(self, other):
+        for name in self.NAMES:
+            self.num[name] += other.num[name]
+            self.den[name] += other.den[name]
+        self.braces += other.braces
+
+    def percent(self, name):
+        return 100.0 * self.num[name] / self.den[name] if self.den[name] else None
+
+    def cell(self, name):
+        p = self.percent(name)
+        text = "n/a" if p is None else "%.1f%%" % p
+        return "%s %d/%d" % (text, self.num[name], self.den[name])
+
+
+def compare_file(path, ref, mirt, disagreements):
+    """The figures of one file both tools know; disagreeing lines go to the list."""
+    lines = source_lines(path)
+    figures = Figures()
+    for n in sorted(set(ref) | set(mirt)):
+        if lines is not None and is_closing_brace(text_of(lines, n)):
+            figures.braces += 1
+            continue
+        in_ref, in_mirt = n in ref, n in mirt
+        r, m = ref.get(n), mirt.get(n)
+        figures.den["executable"] += 1
+        if in_ref and r > 0:
+            figures.den["executed"] += 1
+            if in_mirt and m > 0:
+                figures.num["executed"] += 1
+        if not (in_ref and in_mirt):
+            disagreements.append((path, n, "gcov only" if in_ref else "mirt64 only", r, m))
+            continue
+        figures.num["executable"] += 1
+        if r == 0 or m == 0:
+            figures.den["never run"] += 1
+            if r == 0 and m == 0:
+                figures.num["never run"] += 1
+            else:
+                disagreements.append((path, n, "run by one only", r, m))
+        else:
+            figures.den["exact"] += 1
+            if r == m:
+                figures.num["exact"] += 1
+            else:
+                disagreements.append((path, n, "counts differ", r, m))
+    return figures
+
+
+def short_names(paths):
+    if not paths:
+        return {}
+    folders = [os.path.dirname(p) for p in paths]
+    common = os.path.commonpath(folders) if len(set(folders)) > 1 else folders[0]
+    return {p: os.path.relpath(p, common) for p in paths}
+
+
+def print_table(rows, total, out):
+    names = short_names([r[0] for r in rows])
+    width = max([len("total")] + [len(v) for v in names.values()])
+    head = ["file".ljust(width)] + ["%-22s" % n for n in Figures.NAMES] + ["braces"]
+    out.write("  ".join(head).rstrip() + "\n")
+    for path, figures in rows + [("total", total)]:
+        name = "total" if path == "total" else names[path]
+        cells = [name.ljust(width)] + ["%-22s" % figures.cell(n) for n in Figures.NAMES]
+        out.write("  ".join(cells) + "  %d\n" % figures.braces)
+
+
+def under(path, prefixes):
+    return not prefixes or any(path == p or path.startswith(p.rstrip("/") + "/") for p in prefixes)
+
+
+def main(argv=None):
+    parser = argparse.ArgumentParser(description="Compares mirt64's LCOV tracefile with gcov's.")
+    parser.add_argument("reference", help="gcov's LCOV tracefile")
+    parser.add_argument("mirt", help="mirt64's LCOV tracefile (mirt-report lcov)")
+    parser.add_argument("--root", default=os.getcwd(), help="folder that relative file names are in")
+    parser.add_argument("--only", action="append", default=[], metavar="DIR",
+                        help="compare only files under DIR (repeatable)")
+    parser.add_argument("--details", action="store_true", help="list every disagreeing line")
+    parser.add_argument("--min-lines", type=float, metavar="PCT", help="least executable-line agreement")
+    parser.add_argument("--min-never-run", type=float, metavar="PCT", help="least never-run agreement")
+    parser.add_argument("--min-executed", type=float, metavar="PCT",
+                        help="least share of gcov's executed lines that mirt64 counts")
+    args = parser.parse_args(argv)
+
+    root = os.path.abspath(args.root)
+    only = [os.path.normpath(os.path.join(root, p)) for p in args.only]
+    try:
+        ref = read_lcov(args.reference, root)
+        mirt = read_lcov(args.mirt, root)
+    except OSError as e:
+        sys.stderr.write("compare_lcov: %s\n" % e)
+        return 2
+
+    out = sys.stdout
+    ref = {p: v for p, v in ref.items() if under(p, only)}
+    mirt = {p: v for p, v in mirt.items() if under(p, only)}
+    both = sorted(set(ref) & set(mirt))
+    never_run_in_mirt = sum(1 for lines in mirt.values() for c in lines.values() if c == 0)
+    if never_run_in_mirt == 0:
+        out.write("note: mirt64's tracefile lists no never-run line (made without a line map?)\n")
+
+    rows, total, disagreements = [], Figures(), []
+    for path in both:
+        figures = compare_file(path, ref[path], mirt[path], disagreements)
+        rows.append((path, figures))
+        total.add(figures)
+    print_table(rows, total, out)
+
+    for tool, mine, other in (("gcov", ref, mirt), ("mirt64", mirt, ref)):
+        alone = sorted(set(mine) - set(other))
+        if not alone:
+            continue
+        lines = sum(len(mine[p]) for p in alone)
+        out.write("\nfiles only %s knows: %d, %d lines (%d run)\n" % (
+            tool, len(alone), lines, sum(1 for p in alone for c in mine[p].values() if c > 0)))
+        if args.details or len(alone) <= 20:
+            for path in alone:
+                out.write("  %s  %d lines  (%s)\n" % (path, len(mine[path]), file_kind(path)))
+
+    status = 0
+    for name, limit in (("executable", args.min_lines), ("never run", args.min_never_run),
+                        ("executed", args.min_executed)):
+        p = total.percent(name)
+        if limit is not None and p is not None and p < limit:
+            out.write("below threshold: %s %.1f%% < %.1f%%\n" % (name, p, limit))
+            status = 3
+        elif limit is not None and p is None:
+            out.write("no lines for the %s figure: its threshold is not checked\n" % name)
+
+    print_disagreements(disagreements, args.details, out)
+    return status
+
+
+def print_disagreements(disagreements, details, out):
+    """Every disagreeing line (with details), then their count by kind and reason."""
+    if details and disagreements:
+        out.write("\ndisagreeing lines (gcov count / mirt64 count, '-' for not listed):\n")
+    causes = collections.Counter()
+    current = None
+    for path, n, kind, r, m in disagreements:
+        reason = classify(source_lines(path), n)
+        causes[(kind, reason)] += 1
+        if not details:
+            continue
+        if path != current:
+            out.write("%s\n" % path)
+            current = path
+        out.write("  %5d  %-16s %6s %6s  %-40s| %s\n" % (
+            n, kind, "-" if r is None else r, "-" if m is None else m, reason,
+            text_of(source_lines(path), n).strip()[:100]))
+    if causes:
+        out.write("\ndisagreeing lines by kind and likely reason:\n")
+    for (kind, reason), count in causes.most_common():
+        out.write("  %6d  %-16s %s\n" % (count, kind, reason))
+
+
+if __name__ == "__main__":
+    sys.exit(main())
