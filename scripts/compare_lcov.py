@@ -83,6 +83,20 @@ def without_comment(text):
     return re.sub(r"//.*$", "", text).strip()
 
 
+def inside_parentheses(lines, number):
+    """Whether the line is inside parentheses opened on a line above (the
+    parts of a for header on lines of their own, a call's arguments)."""
+    depth = 0
+    for n in range(number - 1, max(number - 12, 0), -1):
+        code = re.sub(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)*\'', "", without_comment(text_of(lines, n)))
+        depth += code.count("(") - code.count(")")
+        if depth > 0:
+            return True
+        if code.endswith("{") or code.endswith("}"):
+            return False
+    return False
+
+
 def previous_code(lines, number):
     """The nearest line above that holds code, without its comment."""
     n = number - 1
@@ -108,10 +122,46 @@ CONTINUES_BEFORE = re.compile(r"^(?:[)\].,?:+\-*/%&|^<>=!]|->|&&|\|\|)")
 FUNCTION_HEAD = re.compile(r"^[^;=]*\b[A-Za-z_~][\w:~<>]*\s*\([^;]*\)?\s*(?:const|noexcept|override|final|\s)*\{?$")
 
 
-def classify(lines, number):
-    """A short reason for a line on which the two tools disagree."""
+DEFINE = re.compile(r"^\s*#\s*define\s+([A-Za-z_]\w*)", re.M)
+QUOTED_INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"', re.M)
+_macro_cache = {}
+
+
+def macro_names(path, depth=4):
+    """Names #defined in the file and in what it includes with quotes, found
+    beside the includer or in an include/ folder above it."""
+    key = (path, depth)
+    if key in _macro_cache:
+        return _macro_cache[key]
+    _macro_cache[key] = set()
+    lines = source_lines(path)
+    if lines is None:
+        return set()
+    text = "\n".join(lines)
+    names = set(DEFINE.findall(text))
+    if depth > 0:
+        for name in QUOTED_INCLUDE.findall(text):
+            folders = [os.path.dirname(path)]
+            folder = os.path.dirname(path)
+            for _ in range(4):
+                folder = os.path.dirname(folder)
+                folders += [os.path.join(folder, "include"), folder]
+            for folder in folders:
+                candidate = os.path.normpath(os.path.join(folder, name))
+                if os.path.isfile(candidate):
+                    names |= macro_names(candidate, depth - 1)
+                    break
+    _macro_cache[key] = names
+    return names
+
+
+def classify(lines, number, path=None, included_by=None):
+    """A short reason for a line on which the two tools disagree; included_by
+    names a source that #includes this one, whose copy gcov counts too."""
     if lines is None:
         return "source not readable"
+    if included_by:
+        return "source #included by " + os.path.basename(included_by)
     text = text_of(lines, number)
     code = without_comment(text)
     prev = previous_code(lines, number)
@@ -127,12 +177,15 @@ def classify(lines, number):
         return "else"
     if LABEL.match(code):
         return "label"
-    if prev and (CONTINUES_AFTER.search(prev) or CONTINUES_BEFORE.match(code)) and not LABEL.match(prev):
+    if re.match(r"^\(void\)\s*[\w.>-]+\s*;$", code):
+        return "cast to void (no code)"
+    if (prev and (CONTINUES_AFTER.search(prev) or CONTINUES_BEFORE.match(code)) and not LABEL.match(prev)
+            or inside_parentheses(lines, number)):
         return "continuation of a multi-line statement"
-    if MACRO_USE.match(code):
-        return "macro"
     word = re.match(r"^[A-Za-z_]\w*", code)
     first = word.group(0) if word else ""
+    if MACRO_USE.match(code) or (path and first and first in macro_names(path)):
+        return "macro"
     if first in ("for", "while", "do"):
         return "loop header"
     if first in ("if", "switch"):
@@ -149,37 +202,47 @@ def classify(lines, number):
     return "statement"
 
 
-def file_kind(path):
+def file_kind(path, includers):
     """Why one tool may not know a file at all."""
     ext = os.path.splitext(path)[1]
     if ext in HEADER_EXTENSIONS:
         return "header file"
     if ext in SOURCE_EXTENSIONS:
-        includer = find_includer(path)
-        if includer:
-            return "source included by " + os.path.basename(includer)
+        found = includers.of(path)
+        if found:
+            return "source #included by " + os.path.basename(found[0])
         return "source file"
     return "other file"
 
 
-def find_includer(path):
-    """A source in the file's folder or the one above that #includes it."""
-    name = re.escape(os.path.basename(path))
-    pattern = re.compile(r'^\s*#\s*include\s*["<](?:[^">]*/)?' + name + r'[">]', re.M)
-    here = os.path.dirname(path)
-    for folder in (here, os.path.dirname(here)):
-        try:
-            entries = sorted(os.listdir(folder))
-        except OSError:
-            continue
-        for entry in entries:
-            candidate = os.path.join(folder, entry)
-            if candidate == path or os.path.splitext(entry)[1] not in SOURCE_EXTENSIONS:
-                continue
-            text = source_lines(candidate)
-            if text and pattern.search("\n".join(text)):
-                return candidate
-    return None
+INCLUDE = re.compile(r'^\s*#\s*include\s*["<]([^">]+)[">]', re.M)
+
+
+class Includers:
+    """Which files of the given folders #include a source file by its name
+    (a unity build, or tests that include the source they test)."""
+
+    def __init__(self, folders, recursive):
+        self.by_name = collections.defaultdict(list)
+        seen = 0
+        for top in sorted(set(folders)):
+            for here, subdirs, names in os.walk(top):
+                subdirs[:] = sorted(d for d in subdirs if not d.startswith(".")) if recursive else []
+                for name in sorted(names):
+                    ext = os.path.splitext(name)[1]
+                    if ext not in SOURCE_EXTENSIONS and ext not in HEADER_EXTENSIONS - {""}:
+                        continue
+                    seen += 1
+                    if seen > 50000:
+                        return
+                    path = os.path.join(here, name)
+                    text = source_lines(path)
+                    for included in INCLUDE.findall("\n".join(text or [])):
+                        if os.path.splitext(included)[1] in SOURCE_EXTENSIONS:
+                            self.by_name[os.path.basename(included)].append(path)
+
+    def of(self, path):
+        return [p for p in self.by_name.get(os.path.basename(path), []) if p != path]
 
 
 class Figures:
@@ -222,7 +285,8 @@ def compare_file(path, ref, mirt, disagreements):
             if in_mirt and m > 0:
                 figures.num["executed"] += 1
         if not (in_ref and in_mirt):
-            disagreements.append((path, n, "gcov only" if in_ref else "mirt64 only", r, m))
+            kind = ("gcov only, run" if r > 0 else "gcov only, not run") if in_ref else "mirt64 only"
+            disagreements.append((path, n, kind, r, m))
             continue
         figures.num["executable"] += 1
         if r == 0 or m == 0:
@@ -301,6 +365,8 @@ def main(argv=None):
         total.add(figures)
     print_table(rows, total, out)
 
+    folders = only or {os.path.dirname(p) for p in set(ref) | set(mirt)}
+    includers = Includers(folders, recursive=bool(only))
     for tool, mine, other in (("gcov", ref, mirt), ("mirt64", mirt, ref)):
         alone = sorted(set(mine) - set(other))
         if not alone:
@@ -310,7 +376,8 @@ def main(argv=None):
             tool, len(alone), lines, sum(1 for p in alone for c in mine[p].values() if c > 0)))
         if args.details or len(alone) <= 20:
             for path in alone:
-                out.write("  %s  %d lines  (%s)\n" % (path, len(mine[path]), file_kind(path)))
+                run = sum(1 for c in mine[path].values() if c > 0)
+                out.write("  %s  %d lines, %d run  (%s)\n" % (path, len(mine[path]), run, file_kind(path, includers)))
 
     status = 0
     for name, limit in (("executable", args.min_lines), ("never run", args.min_never_run),
@@ -322,31 +389,34 @@ def main(argv=None):
         elif limit is not None and p is None:
             out.write("no lines for the %s figure: its threshold is not checked\n" % name)
 
-    print_disagreements(disagreements, args.details, out)
+    print_disagreements(disagreements, includers, args.details, out)
     return status
 
 
-def print_disagreements(disagreements, details, out):
+def print_disagreements(disagreements, includers, details, out):
     """Every disagreeing line (with details), then their count by kind and reason."""
     if details and disagreements:
         out.write("\ndisagreeing lines (gcov count / mirt64 count, '-' for not listed):\n")
     causes = collections.Counter()
     current = None
     for path, n, kind, r, m in disagreements:
-        reason = classify(source_lines(path), n)
+        # gcov counts the copies of a source that other sources #include.
+        counted_elsewhere = kind in ("gcov only, run", "run by one only", "counts differ")
+        found = includers.of(path) if counted_elsewhere else []
+        reason = classify(source_lines(path), n, path, found[0] if found else None)
         causes[(kind, reason)] += 1
         if not details:
             continue
         if path != current:
             out.write("%s\n" % path)
             current = path
-        out.write("  %5d  %-16s %6s %6s  %-40s| %s\n" % (
+        out.write("  %5d  %-18s %6s %6s  %-40s| %s\n" % (
             n, kind, "-" if r is None else r, "-" if m is None else m, reason,
             text_of(source_lines(path), n).strip()[:100]))
     if causes:
         out.write("\ndisagreeing lines by kind and likely reason:\n")
     for (kind, reason), count in causes.most_common():
-        out.write("  %6d  %-16s %s\n" % (count, kind, reason))
+        out.write("  %6d  %-18s %s\n" % (count, kind, reason))
 
 
 if __name__ == "__main__":

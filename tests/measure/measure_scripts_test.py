@@ -91,7 +91,7 @@ class CompareTest(unittest.TestCase):
         status, text = self.run_compare(ref, mirt)
         self.assertEqual(self.total(text, "executable"), (2, 2))
         self.assertIn("files only gcov knows: 1, 1 lines (1 run)", text)
-        self.assertIn("twice.h  1 lines  (header file)", text)
+        self.assertIn("twice.h  1 lines, 1 run  (header file)", text)
 
     def test_thresholds_and_unreadable_inputs(self):
         ref = self.write("gcov.info", lcov([("gcov", self.source, {1: 1, 5: 1, 6: 0, 7: 1})]))
