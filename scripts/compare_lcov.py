@@ -2,7 +2,7 @@
 """Compares mirt64's line coverage with gcov's, from two LCOV tracefiles.
 
     compare_lcov.py GCOV.info MIRT.info [--root DIR] [--only DIR]... [--details]
-                    [--min-lines PCT] [--min-never-run PCT] [--min-executed PCT]
+                    [--min-lines PCT] [--min-never-run PCT] [--min-executed PCT] [--min-files PCT]
 
 Files are matched by absolute path; relative names are taken from --root (the
 folder the compile commands ran in; default: the current folder). Records of
@@ -16,6 +16,10 @@ knows are listed apart and take no part in the figures:
   never run    lines both count 0 / lines either counts 0, among lines both list
   executed     lines gcov counts above 0 that mirt64 counts above 0 too
   exact        lines both count above 0 with the very same count
+
+and the share of the sources gcov ran that mirt64 knows (a source mirt64
+lacks was not instrumented; headers and sources that other sources #include
+are left aside, since mirt-cc leaves them alone).
 
 --details prints every line on which the two disagree, with its source text
 and the likely reason. Exit status: 0, or 2 when an input cannot be read, or 3
@@ -339,6 +343,8 @@ def main(argv=None):
     parser.add_argument("--min-never-run", type=float, metavar="PCT", help="least never-run agreement")
     parser.add_argument("--min-executed", type=float, metavar="PCT",
                         help="least share of gcov's executed lines that mirt64 counts")
+    parser.add_argument("--min-files", type=float, metavar="PCT",
+                        help="least share of the sources gcov ran that mirt64 knows")
     args = parser.parse_args(argv)
 
     root = os.path.abspath(args.root)
@@ -379,10 +385,19 @@ def main(argv=None):
                 run = sum(1 for c in mine[path].values() if c > 0)
                 out.write("  %s  %d lines, %d run  (%s)\n" % (path, len(mine[path]), run, file_kind(path, includers)))
 
+    # Sources that ran (headers and sources that others #include aside, which
+    # mirt-cc leaves alone): a source mirt64 does not know was not instrumented.
+    ran = [p for p in ref if os.path.splitext(p)[1] in SOURCE_EXTENSIONS
+           and any(c > 0 for c in ref[p].values()) and not includers.of(p)]
+    known = sum(1 for p in ran if p in mirt)
+    files = 100.0 * known / len(ran) if ran else None
+    out.write("\nsources gcov ran that mirt64 knows: %s %d/%d\n" % (
+        "n/a" if files is None else "%.1f%%" % files, known, len(ran)))
+
     status = 0
     for name, limit in (("executable", args.min_lines), ("never run", args.min_never_run),
-                        ("executed", args.min_executed)):
-        p = total.percent(name)
+                        ("executed", args.min_executed), ("files", args.min_files)):
+        p = files if name == "files" else total.percent(name)
         if limit is not None and p is not None and p < limit:
             out.write("below threshold: %s %.1f%% < %.1f%%\n" % (name, p, limit))
             status = 3

@@ -92,6 +92,15 @@ class CompareTest(unittest.TestCase):
         self.assertEqual(self.total(text, "executable"), (2, 2))
         self.assertIn("files only gcov knows: 1, 1 lines (1 run)", text)
         self.assertIn("twice.h  1 lines, 1 run  (header file)", text)
+        self.assertIn("sources gcov ran that mirt64 knows: 100.0% 1/1", text)
+
+    def test_a_source_mirt64_lacks_counts_against_the_files_figure(self):
+        other = self.write("other.c", "int other(void)\n{\n    return 1;\n}\n")
+        ref = self.write("gcov.info", lcov([("gcov", self.source, {1: 1}), ("gcov", other, {1: 1, 3: 1})]))
+        mirt = self.write("mirt.info", lcov([("p", self.source, {1: 1})]))
+        status, text = self.run_compare(ref, mirt, "--min-files", "60")
+        self.assertEqual(status, 3)
+        self.assertIn("sources gcov ran that mirt64 knows: 50.0% 1/2", text)
 
     def test_thresholds_and_unreadable_inputs(self):
         ref = self.write("gcov.info", lcov([("gcov", self.source, {1: 1, 5: 1, 6: 0, 7: 1})]))
