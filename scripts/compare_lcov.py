@@ -35,25 +35,45 @@ HEADER_EXTENSIONS = {".h", ".hh", ".hpp", ".hxx", ".h++", ".inc", ".inl", ".ipp"
 SOURCE_EXTENSIONS = {".c", ".cc", ".cpp", ".cxx", ".c++", ".C"}
 
 
-def read_lcov(path, root):
-    """{absolute file: {line: count}}, every record of a file added up."""
+def read_lcov(path, root, sections=None):
+    """{absolute file: {line: count}}, every record of a file added up; with
+    `sections`, each test section's own {file: {line: count}} goes there too."""
     files = collections.defaultdict(lambda: collections.defaultdict(int))
-    current = None
+    current = []
+    test = ""
     with open(path, encoding="utf-8", errors="replace") as f:
         for raw in f:
             line = raw.strip()
-            if line.startswith("SF:"):
-                current = files[os.path.normpath(os.path.join(root, line[3:]))]
-            elif line.startswith("DA:") and current is not None:
+            if line.startswith("TN:"):
+                test = line[3:]
+            elif line.startswith("SF:"):
+                name = os.path.normpath(os.path.join(root, line[3:]))
+                current = [files[name]]
+                if sections is not None:
+                    section = sections.setdefault(test, collections.defaultdict(lambda: collections.defaultdict(int)))
+                    current.append(section[name])
+            elif line.startswith("DA:") and current:
                 fields = line[3:].split(",")
                 try:
                     number, count = int(fields[0]), int(float(fields[1]))
                 except (ValueError, IndexError):
                     continue
                 if number >= 1:
-                    current[number] += max(count, 0)
+                    for lines in current:
+                        lines[number] += max(count, 0)
             elif line == "end_of_record":
-                current = None
+                current = []
+    return {path: lines for path, lines in files.items() if lines}
+
+
+def without_section(sections, name):
+    """The files of every section but one, added up."""
+    files = collections.defaultdict(lambda: collections.defaultdict(int))
+    for test, section in sections.items():
+        if test != name:
+            for path, lines in section.items():
+                for n, c in lines.items():
+                    files[path][n] += c
     return {path: lines for path, lines in files.items() if lines}
 
 
@@ -97,6 +117,17 @@ def inside_parentheses(lines, number):
         if depth > 0:
             return True
         if code.endswith("{") or code.endswith("}"):
+            return False
+    return False
+
+
+def in_initialiser_list(lines, number):
+    """Whether the line is part of a constructor's member initialisers."""
+    for n in range(number, max(number - 8, 0), -1):
+        code = without_comment(text_of(lines, n))
+        if code.startswith(":") or re.search(r"\)\s*:\s*\w", code) or (n < number and code.endswith(":")):
+            return True
+        if n < number and (code.endswith(";") or code.endswith("{") or code.endswith("}")):
             return False
     return False
 
@@ -181,6 +212,9 @@ def classify(lines, number, path=None, included_by=None):
         return "else"
     if LABEL.match(code):
         return "label"
+    if (re.match(r"^:?\s*[A-Za-z_][\w:]*\s*[({].*[)}]\s*(,|\{\s*\}?)?$", code)
+            and in_initialiser_list(lines, number)):
+        return "member initialiser"
     if re.match(r"^\(void\)\s*[\w.>-]+\s*;$", code):
         return "cast to void (no code)"
     if (prev and (CONTINUES_AFTER.search(prev) or CONTINUES_BEFORE.match(code)) and not LABEL.match(prev)
@@ -193,13 +227,19 @@ def classify(lines, number, path=None, included_by=None):
     if first in ("for", "while", "do"):
         return "loop header"
     if first in ("if", "switch"):
+        if re.search(r"::value\b|\bsizeof\b|\bconstexpr\b", code) and not re.search(r"&&|\|\|", code):
+            return "condition constant at compile time"
         return "condition"
+    if not re.search(r"[;{}:]$", code) and not code.startswith("#"):
+        return "first line of a multi-line statement"
     if first == "return":
         return "return"
     if "[" in code and re.search(r"\[[^\]]*\]\s*(\([^)]*\))?\s*(mutable\s*)?(->\s*[\w:<>]+\s*)?\{", code):
         return "lambda"
     if first not in KEYWORDS and DECLARATION.match(code):
         return "declaration with initialiser"
+    if first not in KEYWORDS and re.match(r"^[A-Za-z_][\w:<>, ]*[\s*&]+[A-Za-z_]\w*(\[[^\]]*\])*;$", code):
+        return "declaration without initialiser"
     if first not in KEYWORDS and FUNCTION_HEAD.match(code) and (
             code.endswith("{") or without_comment(text_of(lines, number + 1)).startswith("{")):
         return "function head"
@@ -212,7 +252,7 @@ def file_kind(path, includers):
     if ext in HEADER_EXTENSIONS:
         return "header file"
     if ext in SOURCE_EXTENSIONS:
-        found = includers.of(path)
+        found = includers.of(path) if includers else []
         if found:
             return "source #included by " + os.path.basename(found[0])
         return "source file"
@@ -339,6 +379,8 @@ def main(argv=None):
     parser.add_argument("--only", action="append", default=[], metavar="DIR",
                         help="compare only files under DIR (repeatable)")
     parser.add_argument("--details", action="store_true", help="list every disagreeing line")
+    parser.add_argument("--leave-out-included", action="store_true",
+                        help="leave out gcov's counts of sources that other sources #include")
     parser.add_argument("--min-lines", type=float, metavar="PCT", help="least executable-line agreement")
     parser.add_argument("--min-never-run", type=float, metavar="PCT", help="least never-run agreement")
     parser.add_argument("--min-executed", type=float, metavar="PCT",
@@ -350,13 +392,19 @@ def main(argv=None):
     root = os.path.abspath(args.root)
     only = [os.path.normpath(os.path.join(root, p)) for p in args.only]
     try:
-        ref = read_lcov(args.reference, root)
+        sections = {}
+        ref = read_lcov(args.reference, root, sections)
         mirt = read_lcov(args.mirt, root)
     except OSError as e:
         sys.stderr.write("compare_lcov: %s\n" % e)
         return 2
 
     out = sys.stdout
+    # gcov_to_lcov.py's counts of the copies of sources that other sources #include.
+    copies = sections.get("included", {})
+    if args.leave_out_included:
+        ref = without_section(sections, "included")
+        copies = {}
     ref = {p: v for p, v in ref.items() if under(p, only)}
     mirt = {p: v for p, v in mirt.items() if under(p, only)}
     both = sorted(set(ref) & set(mirt))
@@ -371,6 +419,8 @@ def main(argv=None):
         total.add(figures)
     print_table(rows, total, out)
 
+    # Files that gcov_to_lcov.py saw compiled as an object's own source.
+    own = without_section(sections, "included") if copies else {}
     folders = only or {os.path.dirname(p) for p in set(ref) | set(mirt)}
     includers = Includers(folders, recursive=bool(only))
     for tool, mine, other in (("gcov", ref, mirt), ("mirt64", mirt, ref)):
@@ -383,12 +433,13 @@ def main(argv=None):
         if args.details or len(alone) <= 20:
             for path in alone:
                 run = sum(1 for c in mine[path].values() if c > 0)
-                out.write("  %s  %d lines, %d run  (%s)\n" % (path, len(mine[path]), run, file_kind(path, includers)))
+                kind = file_kind(path, includers if tool == "mirt64" or path not in own else None)
+                out.write("  %s  %d lines, %d run  (%s)\n" % (path, len(mine[path]), run, kind))
 
     # Sources that ran (headers and sources that others #include aside, which
     # mirt-cc leaves alone): a source mirt64 does not know was not instrumented.
-    ran = [p for p in ref if os.path.splitext(p)[1] in SOURCE_EXTENSIONS
-           and any(c > 0 for c in ref[p].values()) and not includers.of(p)]
+    ran = [p for p in (own or ref) if os.path.splitext(p)[1] in SOURCE_EXTENSIONS
+           and any(c > 0 for c in (own or ref)[p].values()) and (own or not includers.of(p))]
     known = sum(1 for p in ran if p in mirt)
     files = 100.0 * known / len(ran) if ran else None
     out.write("\nsources gcov ran that mirt64 knows: %s %d/%d\n" % (
@@ -404,11 +455,11 @@ def main(argv=None):
         elif limit is not None and p is None:
             out.write("no lines for the %s figure: its threshold is not checked\n" % name)
 
-    print_disagreements(disagreements, includers, args.details, out)
+    print_disagreements(disagreements, copies, includers, args.details, out)
     return status
 
 
-def print_disagreements(disagreements, includers, details, out):
+def print_disagreements(disagreements, copies, includers, details, out):
     """Every disagreeing line (with details), then their count by kind and reason."""
     if details and disagreements:
         out.write("\ndisagreeing lines (gcov count / mirt64 count, '-' for not listed):\n")
@@ -416,9 +467,10 @@ def print_disagreements(disagreements, includers, details, out):
     current = None
     for path, n, kind, r, m in disagreements:
         # gcov counts the copies of a source that other sources #include.
-        counted_elsewhere = kind in ("gcov only, run", "run by one only", "counts differ")
-        found = includers.of(path) if counted_elsewhere else []
-        reason = classify(source_lines(path), n, path, found[0] if found else None)
+        found = None
+        if copies.get(path, {}).get(n, 0) > 0 and kind in ("gcov only, run", "run by one only", "counts differ"):
+            found = (includers.of(path) or ["another source"])[0]
+        reason = classify(source_lines(path), n, path, found)
         causes[(kind, reason)] += 1
         if not details:
             continue

@@ -8,7 +8,10 @@ BUILD_DIR, one gcov process per folder, and adds up each source line's counts
 over all objects and functions (template instances, inline functions in
 headers), as gcov's own text output and lcov do. Objects that never ran (no
 *.gcda) give their lines with count 0. File names are made absolute against
-the folder each object was compiled in. Exit status 1 when gcov fails.
+the folder each object was compiled in. The counts of sources that an object
+#includes rather than compiles (a unity build's parts, a source that a test
+includes to reach its static functions) form a test section of their own,
+"included". Exit status 1 when gcov fails.
 """
 import argparse
 import collections
@@ -36,27 +39,39 @@ def run_gcov(gcov, folder, names):
     return [json.loads(line) for line in result.stdout.splitlines() if line.strip()]
 
 
-def add_counts(document, counts):
+SOURCE_EXTENSIONS = {".c", ".cc", ".cpp", ".cxx", ".c++", ".C"}
+
+
+def add_counts(document, counts, included):
+    """Adds one object's counts: to `included` those of sources other than the
+    object's own (a unity build's parts, a source that a test #includes)."""
     cwd = document.get("current_working_directory", "")
+    stem = os.path.basename(document.get("data_file", ""))[:-len(".gcno")]
     for source in document.get("files", []):
         entries = source.get("lines", [])
         if not entries:
             continue
-        lines = counts[os.path.normpath(os.path.join(cwd, source["file"]))]
+        path = os.path.normpath(os.path.join(cwd, source["file"]))
+        name = os.path.basename(path)
+        base = os.path.splitext(name)[0]
+        # The object of x.c is x.c.o (CMake), x.o, or NAME-x.o (gcc -o NAME x.c y.c, automake).
+        own = stem in (name, base) or stem.endswith("-" + base)
+        foreign = os.path.splitext(name)[1] in SOURCE_EXTENSIONS and not own
+        lines = (included if foreign else counts)[path]
         for entry in entries:
             lines[entry["line_number"]] += entry["count"]
 
 
-def write_lcov(counts, out):
-    out.write("TN:gcov\n")
-    for path in sorted(counts):
-        lines = counts[path]
-        if not lines:
-            continue
-        out.write("SF:%s\n" % path)
-        for n in sorted(lines):
-            out.write("DA:%d,%d\n" % (n, lines[n]))
-        out.write("LF:%d\nLH:%d\nend_of_record\n" % (len(lines), sum(1 for c in lines.values() if c > 0)))
+def write_lcov(sections, out):
+    for test, counts in sections:
+        if counts:
+            out.write("TN:%s\n" % test)
+        for path in sorted(counts):
+            lines = counts[path]
+            out.write("SF:%s\n" % path)
+            for n in sorted(lines):
+                out.write("DA:%d,%d\n" % (n, lines[n]))
+            out.write("LF:%d\nLH:%d\nend_of_record\n" % (len(lines), sum(1 for c in lines.values() if c > 0)))
 
 
 def main(argv=None):
@@ -68,17 +83,18 @@ def main(argv=None):
     args = parser.parse_args(argv)
 
     counts = collections.defaultdict(lambda: collections.defaultdict(int))
+    included = collections.defaultdict(lambda: collections.defaultdict(int))
     folders = notes_by_folder(os.path.abspath(args.build_dir))
     try:
         with concurrent.futures.ThreadPoolExecutor(max_workers=max(args.jobs, 1)) as pool:
             for documents in pool.map(lambda item: run_gcov(args.gcov, *item), sorted(folders.items())):
                 for document in documents:
-                    add_counts(document, counts)
+                    add_counts(document, counts, included)
     except (OSError, RuntimeError, ValueError) as e:
         sys.stderr.write("gcov_to_lcov: %s\n" % e)
         return 1
     with open(args.output, "w") as out:
-        write_lcov(counts, out)
+        write_lcov([("gcov", counts), ("included", included)], out)
     return 0
 
 

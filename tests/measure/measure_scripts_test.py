@@ -132,14 +132,22 @@ class ClassifyTest(unittest.TestCase):
                 "                                  \"b\"};\n"
                 "    EXPECT_EQ(1, a);\n"
                 "    int n = g(a);\n"
+                "    struct sigaction old;\n"
                 "    for (int i = 0; i < n; i++) {\n"
                 "    }\n"
                 "}\n")
         self.assertEqual(self.reason(code, 3), "continuation of a multi-line statement")
         self.assertEqual(self.reason(code, 4), "macro")
         self.assertEqual(self.reason(code, 5), "declaration with initialiser")
-        self.assertEqual(self.reason(code, 6), "loop header")
-        self.assertEqual(self.reason(code, 7), "closing brace")
+        self.assertEqual(self.reason(code, 6), "declaration without initialiser")
+        self.assertEqual(self.reason(code, 7), "loop header")
+        self.assertEqual(self.reason(code, 8), "closing brace")
+        split = "    std::string s =\n        f(1);\n    if (std::is_same<T, int>::value) {\n"
+        self.assertEqual(self.reason(split, 1), "first line of a multi-line statement")
+        self.assertEqual(self.reason(split, 2), "continuation of a multi-line statement")
+        self.assertEqual(self.reason(split, 3), "condition constant at compile time")
+        ctor = "S::S(int n)\n    : a_(n),\n      b_(n + 1) {}\n"
+        self.assertEqual(self.reason(ctor, 3), "member initialiser")
         for brace in ("}", "  };", "})", "} // namespace x", "  }));"):
             self.assertTrue(compare_lcov.is_closing_brace(brace), brace)
         for not_brace in ("} else {", "} while (x);", "x = {};"):
