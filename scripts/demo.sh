@@ -28,8 +28,15 @@ echo "== coverage written at exit (/tmp/mirt_exit.out): source line, hits"
 cat "$run/example-native.out"
 if cmake --build build/native -j "$(nproc)" --target mirt-report >/dev/null 2>&1; then
   echo
-  echo "== build/native/bin/mirt-report summary of it"
-  build/native/bin/mirt-report summary "$run/example-native.out"
+  echo "== what ran and what never ran: mirt-report with the line maps that mirt-cc left in the build"
+  echo "   build/native/bin/mirt-report --map build/example-native --source-root \$PWD summary ..."
+  build/native/bin/mirt-report --map build/example-native --source-root "$root" summary "$run/example-native.out"
+  if command -v genhtml >/dev/null; then
+    build/native/bin/mirt-report --map build/example-native --source-root "$root" lcov \
+      "$run/example-native.out" -o "$run/example.info"
+    genhtml --quiet "$run/example.info" -o "$run/example-html" >/dev/null 2>&1 &&
+      echo "   HTML report, never-run lines in red: $run/example-html/index.html"
+  fi
 fi
 
 # The index file numbers named points across every run on the machine, and

@@ -14,7 +14,7 @@ shift || true
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
   targets=(index_file profile coverage_parser)
-  for extra in data_file registration; do
+  for extra in data_file registration line_map; do
     [ -f "fuzz/${extra}_fuzzer.cpp" ] && targets+=("$extra")
   done
 fi

@@ -34,7 +34,8 @@ run_example() {
   [ "$out" = "$(printf 'vowels: 12\nlongest word: 8 letters')" ] || { echo "$how: unexpected output: $out"; exit 1; }
   [ -e "$work/run-$how/trace.out" ] || { echo "$how: no trace file"; exit 1; }
   local summary
-  summary=$("$prefix/bin/mirt-report" summary "$work/run-$how/demo_coverage.out")
+  # Run where no line map lies below: the report would take the build's maps in.
+  summary=$(cd "$work/run-$how" && "$prefix/bin/mirt-report" summary demo_coverage.out)
   grep -q "^all 2 test cases: 2 files," <<<"$summary" ||
     { echo "$how: the installed mirt-report does not read the demo's coverage file"; exit 1; }
   echo "$how: built and ran against the installed tree"

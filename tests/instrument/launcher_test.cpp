@@ -103,6 +103,8 @@ TEST(Launcher, WhatCannotBeInstrumentedStillBuilds) {
     EXPECT_TRUE(mirt_test::file_exists(dir + "/old.o"));
     ProcessResult nm = run_process({"nm", "-u", dir + "/old.o"}, true);
     EXPECT_EQ(nm.out.find("mirt"), std::string::npos) << "the object is the original's";
+    EXPECT_NE(mirt_test::read_file(dir + "/old.o.mirtmap").find("\nunprobed its instrumented copy did not compile\n"),
+              std::string::npos) << "the line map says why the object has no probes";
 
     // A real error stays an error, reported by the real compiler.
     mirt_test::write_file(dir + "/bad.c", "int broken(void) { return missing; }\n");
@@ -148,6 +150,8 @@ TEST(Launcher, WindowsBuildRunsUnderWine) {
     EXPECT_EQ(win.log, "");
     ProcessResult nm = run_process({"x86_64-w64-mingw32-nm", "-u", win_dir + "/main.o"}, true);
     EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos);
+    EXPECT_NE(mirt_test::read_file(win_dir + "/main.o.mirtmap").find("\nfunction 9 20 main(int, char **)\n"),
+              std::string::npos);
     ASSERT_EQ(run_process({"cp", dll, win_dir + "/mirt64.dll"}, false).exit_code, 0);
 
     std::string native_dir = mirt_test::make_temp_folder("mirt-cc-native-inst");
@@ -202,8 +206,16 @@ TEST(Launcher, OneCMakeSettingInstrumentsAProject) {
     EXPECT_NE(needed.out.find("libmirt64.so"), std::string::npos);
     ProcessResult nm = run_process({"nm", "-u", dir + "/libutil.a"}, true);
     EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos) << "the library's C source has probes too";
+    mirt_test::remove_file("/tmp/mirt_exit.out");
     ProcessResult run = run_process({dir + "/app", "12"}, true);
     EXPECT_NE(run.out.find("19 steps: 9"), std::string::npos) << run.out;
+
+    // The line maps beside the objects tell the report what never ran.
+    ProcessResult summary = run_process({MIRT_MIRT_REPORT, "--map", dir, "summary", "/tmp/mirt_exit.out"}, true);
+    EXPECT_EQ(summary.exit_code, 0) << summary.err;
+    EXPECT_NE(summary.out.find(kApp + "/util.c: 8 of 10 lines hit (80.0%), 408 hits, 1 of 2 functions called; "
+                               "never run: 17-18\n"), std::string::npos) << summary.out;
+    EXPECT_NE(summary.out.find(kApp + "/main.cpp: 10 of 10 lines hit (100.0%)"), std::string::npos) << summary.out;
     // A second build finds nothing to do: the dependency files name real files.
     ProcessResult again = run_process({"cmake", "--build", dir}, true);
     EXPECT_EQ(again.out.find("Building"), std::string::npos) << again.out;

@@ -41,6 +41,7 @@ public:
 struct Findings {
     bool done = false;
     std::vector<Site> sites;
+    std::vector<FunctionLines> functions;
     std::string text;
     bool cplusplus = false;
 };
@@ -53,7 +54,7 @@ public:
         clang::SourceManager& sm = context.getSourceManager();
         out_->text = std::string(sm.getBufferData(sm.getMainFileID()));
         out_->cplusplus = context.getLangOpts().CPlusPlus;
-        out_->sites = find_probe_sites(context, style_);
+        out_->sites = find_probe_sites(context, style_, &out_->functions);
         out_->done = true;
     }
 
@@ -98,6 +99,7 @@ InstrumentResult instrument_source(const std::string& source, Language language,
         result.problem = "cannot read " + source;
         return result;
     }
+    result.original = result.text;
     std::vector<std::string> argv = {"clang", "-fsyntax-only", "-w", "-fno-color-diagnostics",
                                      "-fno-caret-diagnostics"};
     argv.insert(argv.end(), clang_args.begin(), clang_args.end());
@@ -124,6 +126,7 @@ InstrumentResult instrument_source(const std::string& source, Language language,
     SourceText text{source, findings.text, findings.cplusplus};
     result.text = render_instrumented(text, style, selected);
     result.lines = counted_lines(selected);
+    result.functions = std::move(findings.functions);
     result.parsed = true;
     return result;
 }

@@ -14,6 +14,8 @@ struct InstrumentResult {
     bool parsed = false;          // false: Clang could not parse it; text is the original
     std::string text;             // the instrumented copy (or the original)
     std::vector<int> lines;       // the counted lines
+    std::vector<FunctionLines> functions;  // every function that got an entry probe
+    std::string original;         // the source as read, for its checksum in the line map
     std::string problem;          // why the source was passed through unchanged
 };
 

@@ -1,6 +1,6 @@
 // mirt-cc: a compiler launcher that instruments each C and C++ source it compiles.
 //
-//   mirt-cc [--mirt-style=table|line|function] [--mirt-lib-dir=DIR] COMPILER ARGS...
+//   mirt-cc [--mirt-style=table|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] COMPILER ARGS...
 //
 // Used as CMAKE_<LANG>_COMPILER_LAUNCHER (and _LINKER_LAUNCHER) or in front of
 // any gcc-style command, as ccache is. Each source goes through
@@ -11,7 +11,9 @@
 // a source cannot be parsed, or its instrumented copy does not compile, the
 // original is compiled instead, with one warning: instrumentation never fails
 // a build. The style can also come from MIRT_STYLE, the library folder from
-// MIRT_LIB_DIR; MIRT_CC_VERBOSE=1 prints the commands run.
+// MIRT_LIB_DIR; MIRT_CC_VERBOSE=1 prints the commands run. Each compiled
+// source leaves its line map (line_map.h) beside its object, or in the
+// folder that --mirt-map-dir or MIRT_MAP_DIR names.
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,6 +28,7 @@
 #include "compile_command.h"
 #include "compiler_query.h"
 #include "instrumenter.h"
+#include "line_map.h"
 #include "subprocess.h"
 
 using namespace mirt_instrument;
@@ -139,35 +142,120 @@ std::vector<std::string> runtime_link_args(const std::string& compiler, const st
 
 int usage() {
     std::fprintf(stderr,
-                 "usage: mirt-cc [--mirt-style=table|line|function] [--mirt-lib-dir=DIR] COMPILER ARGS...\n");
+                 "usage: mirt-cc [--mirt-style=table|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] "
+                 "COMPILER ARGS...\n");
     return 2;
+}
+
+struct Options {
+    ProbeStyle style = ProbeStyle::table;
+    std::string lib_dir;
+    std::string map_dir;  // empty: each map beside its object
+    int first = 1;        // the compiler's place in argv
+};
+
+// The launcher's own options and settings; false on a usage error.
+bool read_options(int argc, char** argv, Options* o) {
+    if (const char* env = getenv("MIRT_STYLE")) {
+        if (*env && !parse_style(env, &o->style)) {
+            std::fprintf(stderr, "mirt-cc: unknown MIRT_STYLE '%s'\n", env);
+            return false;
+        }
+    }
+    if (const char* env = getenv("MIRT_MAP_DIR")) o->map_dir = env;
+    for (; o->first < argc && std::strncmp(argv[o->first], "--mirt-", 7) == 0; ++o->first) {
+        std::string a = argv[o->first];
+        if (a.compare(0, 13, "--mirt-style=") == 0) {
+            if (!parse_style(a.substr(13), &o->style)) return false;
+        } else if (a.compare(0, 15, "--mirt-lib-dir=") == 0) {
+            o->lib_dir = a.substr(15);
+        } else if (a.compare(0, 15, "--mirt-map-dir=") == 0) {
+            o->map_dir = a.substr(15);
+        } else {
+            return false;
+        }
+    }
+    return o->first < argc;
+}
+
+// What became of each source of the command.
+struct SourceOutcome {
+    InstrumentResult result;
+    std::string unprobed;  // why it is built without probes; empty when it has them
+};
+
+// Instruments every source into the temporary folder and points the
+// command's arguments at the copies.
+std::vector<SourceOutcome> instrument_sources(const CompileCommand& cmd, ProbeStyle style, TempFolder& temp,
+                                              std::vector<std::string>& args,
+                                              std::vector<std::pair<std::string, std::string>>& renames) {
+    std::vector<SourceOutcome> outcomes(cmd.sources.size());
+    std::vector<std::vector<std::string>> clang_args(3);
+    std::vector<bool> have_args(3, false);
+    for (size_t n = 0; n < cmd.sources.size(); ++n) {
+        const SourceArg& s = cmd.sources[n];
+        const std::string& source = cmd.args[s.index];
+        SourceOutcome& o = outcomes[n];
+        if (!temp.ok()) {
+            o.unprobed = "no temporary folder";
+            continue;
+        }
+        int lang = static_cast<int>(s.language);
+        if (!have_args[lang]) {
+            clang_args[lang] = clang_arguments_for(cmd, s.language);
+            have_args[lang] = true;
+        }
+        o.result = instrument_source(source, s.language, clang_args[lang], style);
+        std::string copy = temp.folder(n) + "/" + base_name(source);
+        if (!o.result.parsed) o.unprobed = o.result.problem;
+        else if (!write_text(copy, o.result.text)) o.unprobed = "cannot write " + copy;
+        if (!o.unprobed.empty()) {
+            std::fprintf(stderr, "mirt-cc: warning: %s left without probes: %s\n", source.c_str(),
+                         o.unprobed.c_str());
+            continue;
+        }
+        temp.track(copy);
+        args[s.index] = copy;
+        renames.push_back({copy, source});
+    }
+    return outcomes;
+}
+
+// Leaves the line map of each source beside its object. A map that cannot
+// be written costs the reports their never-run lines, not the build.
+void write_maps(const CompileCommand& cmd, const Options& options, const std::vector<SourceOutcome>& outcomes) {
+    std::string folder = current_folder();
+    int64_t built = now_ns();
+    for (size_t n = 0; n < cmd.sources.size(); ++n) {
+        const std::string& source = cmd.args[cmd.sources[n].index];
+        const SourceOutcome& o = outcomes[n];
+        LineMapUnit unit;
+        unit.source = source;
+        unit.folder = folder;
+        unit.built = built;
+        unit.style = options.style;
+        MappedFile file;
+        file.name = source;
+        file.checksum = text_checksum(o.result.original);
+        file.unprobed = o.unprobed;
+        if (o.unprobed.empty()) {
+            file.lines = o.result.lines;
+            file.functions = o.result.functions;
+        }
+        unit.files.push_back(std::move(file));
+        std::string path = line_map_path(cmd, n, options.map_dir, folder);
+        if (!write_line_map(path, line_map_text(unit)))
+            std::fprintf(stderr, "mirt-cc: warning: cannot write the line map %s\n", path.c_str());
+    }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    ProbeStyle style = ProbeStyle::table;
-    if (const char* env = getenv("MIRT_STYLE")) {
-        if (*env && !parse_style(env, &style)) {
-            std::fprintf(stderr, "mirt-cc: unknown MIRT_STYLE '%s'\n", env);
-            return 2;
-        }
-    }
-    std::string lib_dir;
-    int first = 1;
-    for (; first < argc && std::strncmp(argv[first], "--mirt-", 7) == 0; ++first) {
-        std::string a = argv[first];
-        if (a.compare(0, 13, "--mirt-style=") == 0) {
-            if (!parse_style(a.substr(13), &style)) return usage();
-        } else if (a.compare(0, 15, "--mirt-lib-dir=") == 0) {
-            lib_dir = a.substr(15);
-        } else {
-            return usage();
-        }
-    }
-    if (first >= argc) return usage();
+    Options options;
+    if (!read_options(argc, argv, &options)) return usage();
 
-    std::vector<std::string> original(argv + first, argv + argc);
+    std::vector<std::string> original(argv + options.first, argv + argc);
     CompileCommand cmd = parse_compile_command(original);
     if (cmd.preprocess_only || (cmd.sources.empty() && !cmd.links)) {
         show(original);
@@ -175,56 +263,34 @@ int main(int argc, char** argv) {
     }
 
     std::vector<std::string> link_args;
-    if (cmd.links) link_args = runtime_link_args(cmd.compiler, lib_dir);
+    if (cmd.links) link_args = runtime_link_args(cmd.compiler, options.lib_dir);
 
     TempFolder temp;
     std::vector<std::string> args = cmd.args;
-    std::vector<std::string> quote_folders;
     std::vector<std::pair<std::string, std::string>> renames;
-    std::vector<std::vector<std::string>> clang_args(3);
-    std::vector<bool> have_args(3, false);
-    for (size_t n = 0; n < cmd.sources.size() && temp.ok(); ++n) {
-        const SourceArg& s = cmd.sources[n];
-        const std::string& source = cmd.args[s.index];
-        int lang = static_cast<int>(s.language);
-        if (!have_args[lang]) {
-            clang_args[lang] = clang_arguments_for(cmd, s.language);
-            have_args[lang] = true;
-        }
-        InstrumentResult r = instrument_source(source, s.language, clang_args[lang], style);
-        if (!r.parsed) {
-            std::fprintf(stderr, "mirt-cc: warning: %s left without probes: %s\n", source.c_str(),
-                         r.problem.c_str());
-            continue;
-        }
-        std::string copy = temp.folder(n) + "/" + base_name(source);
-        if (!write_text(copy, r.text)) {
-            std::fprintf(stderr, "mirt-cc: warning: %s left without probes: cannot write %s\n",
-                         source.c_str(), copy.c_str());
-            continue;
-        }
-        temp.track(copy);
-        args[s.index] = copy;
-        quote_folders.push_back(folder_of(source));
-        renames.push_back({copy, source});
-    }
+    std::vector<SourceOutcome> outcomes = instrument_sources(cmd, options.style, temp, args, renames);
 
     std::vector<std::string> instrumented = {cmd.compiler};
-    for (const std::string& f : quote_folders) {
+    for (const auto& rn : renames) {
         instrumented.push_back("-iquote");
-        instrumented.push_back(f);
+        instrumented.push_back(folder_of(rn.second));
     }
     instrumented.insert(instrumented.end(), args.begin(), args.end());
     instrumented.insert(instrumented.end(), link_args.begin(), link_args.end());
     show(instrumented);
 
-    if (renames.empty()) return run_process(instrumented, false).exit_code;
+    if (renames.empty()) {
+        int status = run_process(instrumented, false).exit_code;
+        if (status == 0) write_maps(cmd, options, outcomes);
+        return status;
+    }
 
     ProcessResult r = run_process(instrumented, true);
     if (r.exit_code == 0) {
         fwrite(r.out.data(), 1, r.out.size(), stdout);
         fwrite(r.err.data(), 1, r.err.size(), stderr);
         if (!cmd.depfile.empty()) fix_depfile(cmd.depfile, renames);
+        write_maps(cmd, options, outcomes);
         return 0;
     }
     std::string names;
@@ -232,8 +298,12 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "mirt-cc: warning: the instrumented copy of %s did not compile; compiling the original\n",
                  names.c_str());
     if (verbose()) fwrite(r.err.data(), 1, r.err.size(), stderr);
+    for (SourceOutcome& o : outcomes)
+        if (o.unprobed.empty()) o.unprobed = "its instrumented copy did not compile";
     std::vector<std::string> plain = original;
     plain.insert(plain.end(), link_args.begin(), link_args.end());
     show(plain);
-    return run_process(plain, false).exit_code;
+    int status = run_process(plain, false).exit_code;
+    if (status == 0) write_maps(cmd, options, outcomes);
+    return status;
 }

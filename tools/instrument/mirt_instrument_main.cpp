@@ -1,10 +1,11 @@
 // mirt-instrument: writes the instrumented copy of one C or C++ source.
 //
-//   mirt-instrument [--style=table|line|function] [-o OUTPUT] [--lines] SOURCE [-- COMPILE COMMAND]
+//   mirt-instrument [--style=table|line|function] [-o OUTPUT] [--lines] [--map FILE] SOURCE [-- COMPILE COMMAND]
 //
 // The compile command (the compiler and its arguments, as the build runs it)
 // decides how the source parses; without one Clang's defaults apply. The copy
-// goes to OUTPUT or standard output; --lines prints the counted lines instead.
+// goes to OUTPUT or standard output; --lines prints the counted lines instead;
+// --map also writes the source's line map.
 // A source that does not parse is written unchanged, with one warning.
 #include <cstdio>
 #include <fstream>
@@ -14,6 +15,7 @@
 
 #include "compile_command.h"
 #include "instrumenter.h"
+#include "line_map.h"
 
 using namespace mirt_instrument;
 
@@ -21,7 +23,7 @@ namespace {
 
 int usage() {
     std::fprintf(stderr,
-                 "usage: mirt-instrument [--style=table|line|function] [-o OUTPUT] [--lines] SOURCE "
+                 "usage: mirt-instrument [--style=table|line|function] [-o OUTPUT] [--lines] [--map FILE] SOURCE "
                  "[-- COMPILER ARGS...]\n");
     return 2;
 }
@@ -32,6 +34,7 @@ int main(int argc, char** argv) {
     ProbeStyle style = ProbeStyle::table;
     std::string output;
     std::string source;
+    std::string map;
     bool list_lines = false;
     std::vector<std::string> command;
     for (int i = 1; i < argc; ++i) {
@@ -43,6 +46,8 @@ int main(int argc, char** argv) {
             if (!parse_style(a.substr(8), &style)) return usage();
         } else if (a == "-o" && i + 1 < argc) {
             output = argv[++i];
+        } else if (a == "--map" && i + 1 < argc) {
+            map = argv[++i];
         } else if (a == "--lines") {
             list_lines = true;
         } else if (!a.empty() && a[0] == '-') {
@@ -65,6 +70,18 @@ int main(int argc, char** argv) {
     if (!r.parsed)
         std::fprintf(stderr, "mirt-instrument: warning: %s left without probes: %s\n", source.c_str(),
                      r.problem.c_str());
+    if (!map.empty()) {
+        LineMapUnit unit;
+        unit.source = source;
+        unit.folder = current_folder();
+        unit.built = now_ns();
+        unit.style = style;
+        unit.files.push_back({source, text_checksum(r.original), r.lines, r.functions, r.parsed ? "" : r.problem});
+        if (!write_line_map(map, line_map_text(unit))) {
+            std::fprintf(stderr, "mirt-instrument: cannot write %s\n", map.c_str());
+            return 1;
+        }
+    }
     std::string text;
     if (list_lines) {
         for (int line : r.lines) text += source + ":" + std::to_string(line) + "\n";

@@ -23,9 +23,9 @@ namespace {
 
 class SiteFinder {
 public:
-    SiteFinder(ASTContext& context, ProbeStyle style)
+    SiteFinder(ASTContext& context, ProbeStyle style, std::vector<FunctionLines>* functions)
         : ctx_(context), sm_(context.getSourceManager()), lo_(context.getLangOpts()),
-          style_(style), main_(sm_.getMainFileID()), text_(sm_.getBufferData(main_)) {}
+          style_(style), main_(sm_.getMainFileID()), text_(sm_.getBufferData(main_)), functions_(functions) {}
 
     std::vector<Site> run() {
         for (const Decl* d : ctx_.getTranslationUnitDecl()->decls()) walk_decl(d);
@@ -500,11 +500,20 @@ private:
         if (auto* t = dyn_cast<CXXTryStmt>(body)) block = t->getTryBlock();
         SourceLocation name_at = sm_.getExpansionLoc(name);
         std::optional<unsigned> name_offset = main_offset(name_at);
-        std::optional<unsigned> brace = block ? main_offset(block->getLBracLoc()) : std::nullopt;
+        std::optional<unsigned> brace;
+        if (block) brace = main_offset(block->getLBracLoc());
+        int name_line = 0;
+        if (name_offset) name_line = line_at(*name_offset);
+        std::string shown = function_name(fd, name_line);
         if (block && brace) {
             unsigned anchor = (name_offset && *name_offset <= *brace) ? *name_offset : *brace;
             block_entry_site(block, line_at(anchor), anchor, true);
+            std::optional<unsigned> close = main_offset(block->getRBracLoc());
+            if (functions_)
+                functions_->push_back({shown, line_at(anchor), close ? line_at(*close) : line_at(anchor)});
         }
+        std::string saved_name = std::move(enclosing_name_);
+        enclosing_name_ = shown;
         for (const ParmVarDecl* p : fd->parameters())
             if (p->hasDefaultArg() && !p->hasUninstantiatedDefaultArg() && !p->hasUnparsedDefaultArg())
                 walk_expr(p->getDefaultArg());
@@ -515,7 +524,28 @@ private:
 
         guarded_ = saved_guarded;
         function_ = saved_function;
+        enclosing_name_ = std::move(saved_name);
         loops_.swap(saved_loops);
+    }
+
+    // The name the reports show: qualified, and in C++ with the parameter
+    // types (overloads stay apart); a lambda is named after the function it
+    // is written in and its line, as "f(int)::{lambda@12}".
+    std::string function_name(const FunctionDecl* fd, int line) const {
+        auto* method = dyn_cast<CXXMethodDecl>(fd);
+        if (method && method->getParent()->isLambda())
+            return (enclosing_name_.empty() ? std::string() : enclosing_name_ + "::") + "{lambda@" +
+                   std::to_string(line) + "}";
+        std::string name = fd->getQualifiedNameAsString();
+        if (!lo_.CPlusPlus) return name;
+        PrintingPolicy policy(lo_);
+        policy.SuppressTagKeyword = true;
+        name += "(";
+        for (unsigned i = 0; i < fd->getNumParams(); ++i)
+            name += (i ? ", " : "") + fd->getParamDecl(i)->getType().getAsString(policy);
+        name += ")";
+        if (method && method->isConst()) name += " const";
+        return name;
     }
 
     bool is_lambda_without_constexpr(const FunctionDecl* fd) const {
@@ -580,6 +610,8 @@ private:
     std::set<const Stmt*> seen_bodies_;
     std::set<const Stmt*> chained_labels_;
     std::vector<LoopFrame> loops_;
+    std::vector<FunctionLines>* functions_;
+    std::string enclosing_name_;  // of the function being walked
     bool guarded_ = false;
     int function_ = 0;        // the function being walked
     int functions_seen_ = 0;
@@ -587,8 +619,8 @@ private:
 
 }  // namespace
 
-std::vector<Site> find_probe_sites(ASTContext& context, ProbeStyle style) {
-    return SiteFinder(context, style).run();
+std::vector<Site> find_probe_sites(ASTContext& context, ProbeStyle style, std::vector<FunctionLines>* functions) {
+    return SiteFinder(context, style, functions).run();
 }
 
 }  // namespace mirt_instrument

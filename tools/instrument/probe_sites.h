@@ -24,7 +24,11 @@ namespace mirt_instrument {
 // noexcept), the headers of for, if and switch, consteval functions, constexpr
 // functions before C++14 (later ones get probes that skip compile-time
 // evaluation), statements that a #pragma governs, and code of other files.
-std::vector<Site> find_probe_sites(clang::ASTContext& context, ProbeStyle style);
+//
+// functions, when given, receives every function that got an entry site: its
+// printable name, the line its entry counts and the line its body ends on.
+std::vector<Site> find_probe_sites(clang::ASTContext& context, ProbeStyle style,
+                                   std::vector<FunctionLines>* functions = nullptr);
 
 }  // namespace mirt_instrument
 

@@ -47,6 +47,14 @@ struct Site {
     std::vector<Wrap> wraps;
 };
 
+// A function of the line map: calls are the count of its first line (a line
+// where two functions start counts the calls of both).
+struct FunctionLines {
+    std::string name;   // qualified, with parameter types in C++ ("ns::f(int)")
+    int first_line = 0; // the line its entry probe counts
+    int last_line = 0;  // the line of its closing brace
+};
+
 // Keeps, for each line, the site that comes first on it among those of each
 // function: control enters a line once from the code above it, and once more
 // for every function (lambda, one-line member) that starts on it and is called.

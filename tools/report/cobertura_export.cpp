@@ -66,6 +66,26 @@ void set_rates(tinyxml2::XMLElement* e, const Tally& t) {
     e->SetAttribute("complexity", "0");
 }
 
+// A function's lines are the file's lines from its first to its last; its
+// rate counts them as the file's do.
+void add_methods(tinyxml2::XMLElement* methods, const FileMap& mapped, const LineCounts& lines) {
+    for (const MappedFunction& f : mapped.functions) {
+        tinyxml2::XMLElement* method = methods->InsertNewChildElement("method");
+        method->SetAttribute("name", xml_text(f.name).c_str());
+        method->SetAttribute("signature", "");
+        tinyxml2::XMLElement* list = method->InsertNewChildElement("lines");
+        Tally tally;
+        for (auto it = lines.lower_bound(f.first_line); it != lines.end() && it->first <= f.last_line; ++it) {
+            tinyxml2::XMLElement* line = list->InsertNewChildElement("line");
+            line->SetAttribute("number", it->first);
+            line->SetAttribute("hits", static_cast<int64_t>(it->second));
+            ++tally.lines;
+            if (it->second > 0) ++tally.hit;
+        }
+        set_rates(method, tally);
+    }
+}
+
 }  // namespace
 
 std::string xml_text(const std::string& bytes) {
@@ -88,7 +108,8 @@ std::string xml_text(const std::string& bytes) {
     return out;
 }
 
-bool write_cobertura(std::ostream& out, const TestCase& counts, const CoberturaOptions& options) {
+bool write_cobertura(std::ostream& out, const TestCase& counts, const CoberturaOptions& options,
+                     const LineMap* map) {
     using namespace tinyxml2;
     // Package -> file -> the file's lines from 1 up.
     std::map<std::string, std::map<std::string, const LineCounts*>> packages;
@@ -125,7 +146,8 @@ bool write_cobertura(std::ostream& out, const TestCase& counts, const CoberturaO
                 if (it->second > 0) ++in_file.hit;
             }
             set_rates(cls, in_file);
-            cls->InsertNewChildElement("methods");
+            tinyxml2::XMLElement* methods = cls->InsertNewChildElement("methods");
+            if (const FileMap* mapped = map ? map->find(file) : nullptr) add_methods(methods, *mapped, *lines);
             cls->InsertEndChild(line_list);
             in_package.lines += in_file.lines;
             in_package.hit += in_file.hit;

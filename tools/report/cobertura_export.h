@@ -7,6 +7,7 @@
 #include <string>
 
 #include "coverage_data.h"
+#include "line_map.h"
 
 namespace mirt_report {
 
@@ -20,7 +21,9 @@ struct CoberturaOptions {
 // notion of tests): one package per directory, one class per file, one
 // <line> per line from 1 up. Simple counters belong to no file and are left out.
 // Returns false when the document could not be written.
-bool write_cobertura(std::ostream& out, const TestCase& counts, const CoberturaOptions& options);
+// With a line map, each class also lists its functions as methods.
+bool write_cobertura(std::ostream& out, const TestCase& counts, const CoberturaOptions& options,
+                     const LineMap* map = nullptr);
 
 // Text that XML 1.0 accepts: bytes that are not valid UTF-8 are read as
 // Latin-1 (as a Windows file name in a Western code page would be), and

@@ -51,6 +51,11 @@ public:
     void add(const TestCase& counts);
     const std::vector<TestCase>& tests() const { return tests_; }
     const TestCase* find(const std::string& name) const;
+    // Lets f change every test case's counts (names stay as they are).
+    template <typename F>
+    void for_each_test(F f) {
+        for (TestCase& t : tests_) f(t);
+    }
     // Only the named test cases, in this set's order; names not present are skipped.
     CoverageSet only(const std::vector<std::string>& names) const;
     // Every test case summed into one (named name) for views without tests.

@@ -28,6 +28,23 @@ std::string one_line(const std::string& text) {
     return out;
 }
 
+// A function's calls are the count of the line its entry probe counts.
+void write_functions(std::ostream& out, const FileMap& mapped, const LineCounts& lines) {
+    std::size_t hit = 0;
+    std::set<std::string> named;
+    for (const MappedFunction& f : mapped.functions)
+        if (named.insert(f.name).second) out << "FN:" << f.first_line << ',' << f.name << '\n';
+    named.clear();
+    for (const MappedFunction& f : mapped.functions) {
+        if (!named.insert(f.name).second) continue;
+        auto found = lines.find(f.first_line);
+        int64_t calls = found == lines.end() ? 0 : found->second;
+        out << "FNDA:" << calls << ',' << f.name << '\n';
+        if (calls > 0) ++hit;
+    }
+    out << "FNF:" << named.size() << '\n' << "FNH:" << hit << '\n';
+}
+
 }  // namespace
 
 std::vector<std::string> lcov_test_names(const CoverageSet& set) {
@@ -45,7 +62,7 @@ std::vector<std::string> lcov_test_names(const CoverageSet& set) {
     return names;
 }
 
-void write_lcov(std::ostream& out, const CoverageSet& set) {
+void write_lcov(std::ostream& out, const CoverageSet& set, const LineMap* map) {
     std::vector<std::string> names = lcov_test_names(set);
     for (std::size_t i = 0; i < set.tests().size(); ++i) {
         const TestCase& t = set.tests()[i];
@@ -55,6 +72,7 @@ void write_lcov(std::ostream& out, const CoverageSet& set) {
             if (!has_lcov_lines(lines)) continue;
             std::size_t found = 0, hit = 0;
             out << "SF:" << file << '\n';
+            if (const FileMap* mapped = map ? map->find(file) : nullptr) write_functions(out, *mapped, lines);
             for (auto it = lines.lower_bound(1); it != lines.end(); ++it) {
                 out << "DA:" << it->first << ',' << it->second << '\n';
                 ++found;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "coverage_data.h"
+#include "line_map.h"
 
 namespace mirt_report {
 
@@ -20,7 +21,8 @@ std::vector<std::string> lcov_test_names(const CoverageSet& set);
 // (SF, DA lines, LF, LH, end_of_record) per file. Lines below 1 have no
 // place in LCOV and are left out; so are the simple counters, which belong
 // to no file.
-void write_lcov(std::ostream& out, const CoverageSet& set);
+// With a line map, each file also gets its functions (FN, FNDA, FNF, FNH).
+void write_lcov(std::ostream& out, const CoverageSet& set, const LineMap* map = nullptr);
 
 // A test description file for genhtml --description-file: each test case's
 // LCOV name with its name and labels as the runtime wrote them.

@@ -13,10 +13,7 @@ protected:
     void SetUp() override { folder = mirt_test::make_temp_folder("report-cli"); }
     void TearDown() override { mirt_test::remove_tree(folder); }
 
-    RunResult report(const std::vector<std::string>& args) {
-        return mirt_test::run_program(MIRT_REPORT_PROGRAM, args, {{"SOURCE_DATE_EPOCH", std::string("1700000000")}},
-                                      folder);
-    }
+    RunResult report(const std::vector<std::string>& args) { return mirt_report_test::run_report(args, folder); }
     std::string file(const std::string& name, const std::string& content) {
         std::string path = mirt_test::join(folder, name);
         mirt_test::write_file(path, content);

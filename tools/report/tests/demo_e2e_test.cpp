@@ -24,10 +24,7 @@ protected:
         mirt_test::remove_tree(folder);
         mirt_test::remove_file(mirt_test::index_file_path());
     }
-    RunResult report(const std::vector<std::string>& args) {
-        return mirt_test::run_program(MIRT_REPORT_PROGRAM, args, {{"SOURCE_DATE_EPOCH", std::string("1700000000")}},
-                                      folder);
-    }
+    RunResult report(const std::vector<std::string>& args) { return mirt_report_test::run_report(args, folder); }
     std::string read(const std::string& name) { return mirt_test::read_file(mirt_test::join(folder, name)); }
     std::string folder;
 };

@@ -8,6 +8,7 @@
 
 #include "coverage_data.h"
 #include "coverage_parser.h"
+#include "test_support.h"
 
 namespace mirt_report_test {
 
@@ -33,6 +34,24 @@ inline mirt_report::CoverageSet set_of(const std::string& text) {
     mirt_report::CoverageSet set;
     for (const auto& g : parse_text(text).groups) set.add(g);
     return set;
+}
+
+// The warning of a report made without any line map.
+inline const char* no_map_warning() {
+    return "mirt-report: warning: no line map found (give the build folder with --map); "
+           "percentages count recorded lines only\n";
+}
+
+// mirt-report run in folder at a fixed report time. Unless told to keep it,
+// the output leaves out the warning that no line map was found.
+inline mirt_test::RunResult run_report(const std::vector<std::string>& args, const std::string& folder,
+                                       bool keep_map_warning = false) {
+    mirt_test::RunResult r = mirt_test::run_program(
+        MIRT_REPORT_PROGRAM, args, {{"SOURCE_DATE_EPOCH", std::string("1700000000")}, {"MIRT_MAP_DIR", std::nullopt}},
+        folder);
+    std::size_t at = r.output.find(no_map_warning());
+    if (!keep_map_warning && at != std::string::npos) r.output.erase(at, std::string(no_map_warning()).size());
+    return r;
 }
 
 // What the demo program in examples/ writes with a fresh index file: two

@@ -5,6 +5,7 @@
 extern "C" {
 #endif
 int collatz_steps(int n);
+int collatz_unused(int n);
 #ifdef __cplusplus
 }
 #endif

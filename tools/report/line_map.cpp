@@ -1,0 +1,169 @@
+// line_map.cpp: reading the build's line maps and joining them with the counts.
+#include "line_map.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace mirt_report {
+
+namespace {
+
+template <typename T>
+bool number_of(const std::string& text, T& value, int base = 10) {
+    const char* end = text.data() + text.size();
+    auto r = std::from_chars(text.data(), end, value, base);
+    return r.ec == std::errc() && r.ptr == end && !text.empty();
+}
+
+// Splits "word rest" at the first space.
+std::pair<std::string, std::string> first_word(const std::string& line) {
+    std::size_t space = line.find(' ');
+    if (space == std::string::npos) return {line, ""};
+    return {line.substr(0, space), line.substr(space + 1)};
+}
+
+}  // namespace
+
+bool read_line_map(std::istream& in, const std::string& name, MapUnit& unit, std::vector<Diagnostic>& diagnostics) {
+    std::string line;
+    std::size_t number = 0;
+    auto fail = [&](const std::string& message) {
+        diagnostics.push_back({name, number, message, true});
+        return false;
+    };
+    ++number;
+    if (!std::getline(in, line) || line != "mirt-line-map 1") return fail("not a line map of this version");
+    FileMap* file = nullptr;
+    while (std::getline(in, line)) {
+        ++number;
+        auto [word, rest] = first_word(line);
+        if (word == "end") {
+            for (auto& entry : unit.files) {
+                entry.second.built = unit.built;
+                entry.second.folder = unit.folder;
+            }
+            return true;
+        }
+        if (word == "unit") {
+            unit.source = rest;
+        } else if (word == "folder") {
+            unit.folder = rest;
+        } else if (word == "built") {
+            if (!number_of(rest, unit.built)) return fail("bad time " + quote_line(rest));
+        } else if (word == "style") {
+        } else if (word == "file") {
+            auto [sum, file_name] = first_word(rest);
+            uint64_t checksum = 0;
+            if (sum.size() != 16 || !number_of(sum, checksum, 16) || file_name.empty())
+                return fail("expected \"file CHECKSUM NAME\"");
+            file = &unit.files[file_name];
+            file->checksum = checksum;
+        } else if (!file) {
+            return fail(quote_line(word) + " before any file");
+        } else if (word == "lines") {
+            std::istringstream numbers(rest);
+            std::string n;
+            int32_t value = 0;
+            while (numbers >> n) {
+                if (!number_of(n, value) || value < 1) return fail("bad line number " + quote_line(n));
+                file->lines.insert(value);
+            }
+        } else if (word == "function") {
+            auto [first, after] = first_word(rest);
+            auto [last, function_name] = first_word(after);
+            MappedFunction f{function_name, 0, 0};
+            if (!number_of(first, f.first_line) || !number_of(last, f.last_line) || function_name.empty() ||
+                f.first_line < 1)
+                return fail("expected \"function FIRST LAST NAME\"");
+            file->functions.insert(f);
+        } else if (word == "unprobed") {
+            file->unprobed = rest;
+        } else {
+            return fail("unknown record " + quote_line(word));
+        }
+    }
+    ++number;
+    return fail("the map ends before its \"end\" line (cut short?)");
+}
+
+void LineMap::add(const MapUnit& unit) {
+    for (const auto& [name, file] : unit.files) {
+        auto found = files_.find(name);
+        if (found == files_.end() || (file.checksum != found->second.checksum && file.built > found->second.built)) {
+            files_[name] = file;
+            continue;
+        }
+        FileMap& into = found->second;
+        if (file.checksum != into.checksum) continue;  // an older version of the file
+        into.lines.insert(file.lines.begin(), file.lines.end());
+        into.functions.insert(file.functions.begin(), file.functions.end());
+        if (into.unprobed.empty()) into.unprobed = file.unprobed;
+        if (file.built > into.built) {
+            into.built = file.built;
+            into.folder = file.folder;
+        }
+    }
+}
+
+const FileMap* LineMap::find(const std::string& file) const {
+    auto found = files_.find(file);
+    return found == files_.end() ? nullptr : &found->second;
+}
+
+bool load_line_maps(const std::vector<std::string>& paths, LineMap& map, std::vector<Diagnostic>& diagnostics) {
+    namespace fs = std::filesystem;
+    bool ok = true;
+    auto read_one = [&](const std::string& path) {
+        std::ifstream in(path, std::ios::binary);
+        MapUnit unit;
+        if (!in) {
+            diagnostics.push_back({path, 0, "can't open the line map", true});
+            return false;
+        }
+        if (read_line_map(in, path, unit, diagnostics)) map.add(unit);
+        return true;
+    };
+    for (const std::string& path : paths) {
+        std::error_code error;
+        if (!fs::is_directory(path, error)) {
+            ok = read_one(path) && ok;
+            continue;
+        }
+        // Sorted, so that maps of equal age join in the same order every time.
+        std::vector<std::string> found;
+        fs::recursive_directory_iterator it(path, fs::directory_options::skip_permission_denied, error), end;
+        if (error) {
+            diagnostics.push_back({path, 0, "can't read the folder: " + error.message(), true});
+            ok = false;
+            continue;
+        }
+        for (; it != end; it.increment(error)) {
+            if (error) break;
+            const fs::path& p = it->path();
+            std::string base = p.filename().string();
+            if (it->is_directory(error)) {
+                if (!base.empty() && base[0] == '.') it.disable_recursion_pending();
+            } else if (p.extension() == ".mirtmap" && it->is_regular_file(error)) {
+                found.push_back(p.string());
+            }
+        }
+        std::sort(found.begin(), found.end());
+        for (const std::string& f : found) read_one(f);
+    }
+    return ok;
+}
+
+void add_unrun_lines(CoverageSet& set, const LineMap& map) {
+    set.for_each_test([&](TestCase& t) {
+        for (const auto& [name, file] : map.files()) {
+            if (file.lines.empty()) continue;
+            LineCounts& lines = t.files[name];
+            for (int32_t line : file.lines) lines.emplace(line, 0);
+        }
+    });
+}
+
+}  // namespace mirt_report

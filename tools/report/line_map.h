@@ -1,0 +1,76 @@
+// line_map.h: the build's line maps, which say what could run: every probed
+// line and every function of each file, so that the reports show what never ran.
+#ifndef MIRT_REPORT_LINE_MAP_H
+#define MIRT_REPORT_LINE_MAP_H
+
+#include <cstdint>
+#include <istream>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "coverage_data.h"
+#include "coverage_parser.h"
+
+namespace mirt_report {
+
+struct MappedFunction {
+    std::string name;
+    int32_t first_line = 0;  // its calls are this line's count
+    int32_t last_line = 0;
+    bool operator<(const MappedFunction& o) const {
+        return first_line != o.first_line ? first_line < o.first_line : name < o.name;
+    }
+};
+
+// What the maps say of one file (named as its probes name it).
+struct FileMap {
+    std::set<int32_t> lines;
+    std::set<MappedFunction> functions;
+    std::string unprobed;   // why it was built without probes ("" when it has them)
+    std::string folder;     // the working folder of a compile that named it
+    uint64_t checksum = 0;  // of the version described
+    int64_t built = 0;      // when the newest map of that version was written
+};
+
+// One map file as read.
+struct MapUnit {
+    std::string source;
+    std::string folder;
+    int64_t built = 0;
+    std::map<std::string, FileMap> files;
+};
+
+// Reads one map; false (with a diagnostic naming name and the line) when it
+// is not a whole, well-formed map. Never throws on any content.
+bool read_line_map(std::istream& in, const std::string& name, MapUnit& unit, std::vector<Diagnostic>& diagnostics);
+
+// The maps of a build, by file name. Of several maps of one file, those of
+// the newest version win (the file was compiled again); maps of the same
+// version are joined (a source built into two objects, a header in many).
+class LineMap {
+public:
+    void add(const MapUnit& unit);
+    const std::map<std::string, FileMap>& files() const { return files_; }
+    std::map<std::string, FileMap>& files() { return files_; }
+    bool empty() const { return files_.empty(); }
+    const FileMap* find(const std::string& file) const;
+
+private:
+    std::map<std::string, FileMap> files_;
+};
+
+// Reads every map that paths name: map files, and folders searched for
+// "*.mirtmap" files at any depth (hidden folders skipped). A broken map is
+// reported and skipped; false when a path cannot be read at all.
+bool load_line_maps(const std::vector<std::string>& paths, LineMap& map, std::vector<Diagnostic>& diagnostics);
+
+// Every test case gets each mapped line that it does not list, with count 0,
+// and each mapped file that it never touched: what could run but did not.
+// Counted lines that no map knows stay as they are.
+void add_unrun_lines(CoverageSet& set, const LineMap& map);
+
+}  // namespace mirt_report
+
+#endif

@@ -1,0 +1,200 @@
+// Reports with the build's line maps: never-run lines, files no test ran,
+// functions, thresholds, filters, exclusion markers and changed lines.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <sstream>
+
+#include "changes.h"
+#include "line_map.h"
+#include "report_fixture.h"
+
+using mirt_test::RunResult;
+using namespace mirt_report;
+
+namespace {
+
+std::string map_text(const std::string& checksum, int64_t built, const std::string& body) {
+    return "mirt-line-map 1\nunit x\nfolder /build\nbuilt " + std::to_string(built) + "\nstyle table\nfile " +
+           checksum + " " + body + "end\n";
+}
+
+MapUnit read_map(const std::string& text, std::vector<Diagnostic>* diagnostics = nullptr) {
+    std::istringstream in(text);
+    MapUnit unit;
+    std::vector<Diagnostic> d;
+    bool ok = read_line_map(in, "m.mirtmap", unit, diagnostics ? *diagnostics : d);
+    EXPECT_EQ(ok, diagnostics == nullptr);
+    return unit;
+}
+
+class MapReport : public ::testing::Test {
+protected:
+    void SetUp() override {
+        folder = mirt_test::make_temp_folder("report-map");
+        source = mirt_test::join(folder, "a.cpp");
+        // Two test cases ran a.cpp; b.c (in the map) never ran; line 20 of
+        // a.cpp was counted but is in no map; c.c was built without probes.
+        write("run.out", "=== t1\n>>> l\n--- " + folder + "\n### a.cpp\n3,2\n4,2\n20,5\n"
+                         "=== t2\n>>> l\n--- " + folder + "\n### a.cpp\n3,1\n");
+        mkdir(mirt_test::join(folder, "build").c_str(), 0700);
+        write("build/a.o.mirtmap", map_text("00000000000000aa", 5, source + "\nlines 3 4 6 7 9\n"
+                                            "function 3 5 f()\nfunction 6 10 g(int)\n"));
+        write("build/b.o.mirtmap", map_text("00000000000000bb", 5, "/zz/b.c\nlines 1 2\nfunction 1 2 h\n"));
+        write("build/c.o.mirtmap", map_text("00000000000000cc", 5, "/zz/c.c\nunprobed Clang could not parse it\n"));
+    }
+    void TearDown() override { mirt_test::remove_tree(folder); }
+    void write(const std::string& name, const std::string& text) {
+        mirt_test::write_file(mirt_test::join(folder, name), text);
+    }
+    RunResult report(std::vector<std::string> args, bool with_map = true) {
+        if (with_map) args.insert(args.begin(), {"--map", "build"});
+        return mirt_report_test::run_report(args, folder, true);
+    }
+    std::string folder, source;
+};
+
+}  // namespace
+
+TEST_F(MapReport, SummaryShowsWhatNeverRan) {
+    RunResult r = report({"summary", "run.out"});
+    ASSERT_EQ(r.exit_code, 0) << r.output;
+    EXPECT_EQ(r.output,
+              "test case t1 [l]\n"
+              "  2 files, 3 of 8 lines hit (37.5%), 9 hits, 1 of 3 functions called\n"
+              "    " + source + ": 3 of 6 lines hit (50.0%), 9 hits, 1 of 2 functions called; never run: 6-9\n"
+              "    /zz/b.c: 0 of 2 lines hit (0.0%), 0 hits, 0 of 1 function called; never run: 1-2\n"
+              "test case t2 [l]\n"
+              "  2 files, 1 of 7 lines hit (14.2%), 1 hit, 1 of 3 functions called\n"
+              "    " + source + ": 1 of 5 lines hit (20.0%), 1 hit, 1 of 2 functions called; never run: 4-9\n"
+              "    /zz/b.c: 0 of 2 lines hit (0.0%), 0 hits, 0 of 1 function called; never run: 1-2\n"
+              "all 2 test cases: 2 files, 3 of 8 lines hit (37.5%), 10 hits, 1 of 3 functions called\n"
+              "    " + source + ": 3 of 6 lines hit (50.0%), 10 hits, 1 of 2 functions called; never run: 6-9\n"
+              "    /zz/b.c: 0 of 2 lines hit (0.0%), 0 hits, 0 of 1 function called; never run: 1-2\n"
+              "built without probes: /zz/c.c (Clang could not parse it)\n");
+
+    // Without --map the maps are found below the current folder.
+    EXPECT_EQ(report({"summary", "run.out"}, false).output, r.output);
+    std::string elsewhere = mirt_test::join(folder, "elsewhere");
+    mkdir(elsewhere.c_str(), 0700);
+    RunResult without = mirt_report_test::run_report({"summary", "../run.out"}, elsewhere, true);
+    EXPECT_NE(without.output.find(mirt_report_test::no_map_warning()), std::string::npos);
+    EXPECT_NE(without.output.find("all 2 test cases: 1 file, 3 of 3 lines hit, 10 hits\n"), std::string::npos)
+        << without.output;
+    EXPECT_EQ(report({"--map", "missing", "summary", "run.out"}, false).exit_code, 1);
+
+    // Thresholds: 37.5% passes 37.5 and fails 37.6, with a status of its own.
+    EXPECT_EQ(report({"--fail-under", "37.5", "summary", "run.out"}).exit_code, 0);
+    RunResult low = report({"--fail-under", "37.6", "lcov", "run.out", "-o", "x.info"});
+    EXPECT_EQ(low.exit_code, 3);
+    EXPECT_NE(low.output.find("line coverage 37.5% is below 37.6%"), std::string::npos) << low.output;
+}
+
+TEST_F(MapReport, LcovAndCoberturaCountNeverRunLinesAndFunctions) {
+    RunResult r = report({"lcov", "--test", "t2", "run.out"});
+    ASSERT_EQ(r.exit_code, 0) << r.output;
+    EXPECT_EQ(r.output, "TN:t2\nSF:" + source + "\nFN:3,f()\nFN:6,g(int)\nFNDA:1,f()\nFNDA:0,g(int)\n"
+                        "FNF:2\nFNH:1\nDA:3,1\nDA:4,0\nDA:6,0\nDA:7,0\nDA:9,0\nLF:5\nLH:1\nend_of_record\n"
+                        "SF:/zz/b.c\nFN:1,h\nFNDA:0,h\nFNF:1\nFNH:0\nDA:1,0\nDA:2,0\nLF:2\nLH:0\nend_of_record\n");
+
+    RunResult xml = report({"--source-root", folder, "cobertura", "run.out"});
+    ASSERT_EQ(xml.exit_code, 0) << xml.output;
+    EXPECT_NE(xml.output.find("line-rate=\"0.3750\""), std::string::npos) << xml.output;
+    EXPECT_NE(xml.output.find("<class name=\"a.cpp\" filename=\"a.cpp\" line-rate=\"0.5000\""), std::string::npos);
+    EXPECT_NE(xml.output.find("<method name=\"g(int)\" signature=\"\" line-rate=\"0.0000\""), std::string::npos);
+    EXPECT_NE(xml.output.find("<line number=\"6\" hits=\"0\""), std::string::npos);
+    EXPECT_NE(xml.output.find("<source>" + folder + "</source>"), std::string::npos);
+}
+
+TEST_F(MapReport, FiltersRootsAndExclusionMarkers) {
+    mirt_test::write_file(source, "1\n2\n3\n4 // LCOV_EXCL_LINE\n5\n6 LCOV_EXCL_START\n7\n8 LCOV_EXCL_STOP\n9\n");
+    RunResult r = report({"--source-root", folder, "--exclude", "*.c", "summary", "--test", "t1", "run.out"});
+    ASSERT_EQ(r.exit_code, 0) << r.output;
+    // Lines 4 and 6 to 8 are excluded, and g(int), which starts on line 6;
+    // line 20, past the source's end, stays.
+    EXPECT_NE(r.output.find("  1 file, 2 of 3 lines hit (66.6%), 7 hits, 1 of 1 function called\n"
+                            "    a.cpp: 2 of 3 lines hit (66.6%), 7 hits, 1 of 1 function called; never run: 9\n"),
+              std::string::npos) << r.output;
+    RunResult only_c = report({"--include", "/zz/*", "summary", "--test", "t1", "run.out"});
+    EXPECT_NE(only_c.output.find("  1 file, 0 of 2 lines hit (0.0%)"), std::string::npos) << only_c.output;
+}
+
+TEST(LineMap, NewestVersionWinsAndOneVersionJoins) {
+    LineMap map;
+    map.add(read_map(map_text("0000000000000001", 10, "a.h\nlines 1 2\nfunction 1 2 f\n")));
+    map.add(read_map(map_text("0000000000000001", 20, "a.h\nlines 2 3\nfunction 3 3 g\n")));
+    ASSERT_NE(map.find("a.h"), nullptr);
+    EXPECT_EQ(map.find("a.h")->lines, (std::set<int32_t>{1, 2, 3})) << "one version in two units joins";
+    EXPECT_EQ(map.find("a.h")->functions.size(), 2u);
+    map.add(read_map(map_text("0000000000000002", 15, "a.h\nlines 7\n")));
+    EXPECT_EQ(map.find("a.h")->lines, (std::set<int32_t>{1, 2, 3})) << "an older version is left out";
+    map.add(read_map(map_text("0000000000000002", 30, "a.h\nlines 8\n")));
+    EXPECT_EQ(map.find("a.h")->lines, (std::set<int32_t>{8})) << "a newer version replaces the rest";
+
+    struct Broken {
+        std::string text;
+        std::size_t line;
+        std::string message;
+    };
+    for (const Broken& b : std::vector<Broken>{
+             {"mirt-line-map 2\n", 1, "not a line map of this version"},
+             {map_text("0000000000000001", 1, "a.h\nlines 1 x\n"), 7, "bad line number \"x\""},
+             {map_text("01", 1, "a.h\n"), 6, "expected \"file CHECKSUM NAME\""},
+             {map_text("0000000000000001", 1, "a.h\nfunction 3 f\n"), 7, "expected \"function FIRST LAST NAME\""},
+             {"mirt-line-map 1\nlines 1\n", 2, "\"lines\" before any file"},
+             {"mirt-line-map 1\nunit x\n", 3, "the map ends before its \"end\" line (cut short?)"},
+         }) {
+        std::vector<Diagnostic> d;
+        read_map(b.text, &d);
+        ASSERT_EQ(d.size(), 1u) << b.text;
+        EXPECT_EQ(to_string(d[0]), "m.mirtmap:" + std::to_string(b.line) + ": error: " + b.message);
+    }
+}
+
+TEST(Changes, UnifiedDiffsGiveTheNewVersionsLines) {
+    struct Case {
+        std::string diff;
+        ChangedLines expected;
+    };
+    const std::string git_header = "diff --git a/src/a.c b/src/a.c\nindex 1..2 100644\n--- a/src/a.c\n+++ b/src/a.c\n";
+    for (const Case& c : std::vector<Case>{
+             // Context, removed and added lines; a second hunk; "\ No newline".
+             {git_header + "@@ -1,3 +1,4 @@\n a\n-b\n+B\n+C\n c\n@@ -10 +11,2 @@\n-x\n+y\n+z\n\\ No newline at end of file\n",
+              {{"src/a.c", {2, 3, 11, 12}}}},
+             // diff -u with time stamps; a quoted git name; a deleted file.
+             {"--- a.c\t2026-01-01\n+++ a.c\t2026-01-02\n@@ -0,0 +1 @@\n+new\n"
+              "--- a/x\n+++ \"b/sp ace\\303\\251.c\"\n@@ -1 +1 @@\n-a\n+b\n"
+              "--- a/gone.c\n+++ /dev/null\n@@ -1 +0,0 @@\n-a\n",
+              {{"a.c", {1}}, {"sp ace\xc3\xa9.c", {1}}}},
+             // A line that looks like a header inside a hunk is an added line.
+             {"+++ b/m.c\n@@ -1,0 +1,2 @@\n++++ b/not.c\n+@@ -1 +1 @@\n", {{"m.c", {1, 2}}}},
+         }) {
+        std::istringstream in(c.diff);
+        ChangedLines changed;
+        std::vector<Diagnostic> d;
+        EXPECT_TRUE(read_unified_diff(in, "p.diff", changed, d)) << c.diff;
+        EXPECT_EQ(changed, c.expected) << c.diff;
+    }
+    for (const std::string& bad : {std::string("+++ b/a\n@@ -1,2 +1,2 @@\n a\n"), std::string("+++ b/a\n@@ -x +1 @@\n"),
+                                   std::string("+++ b/a\n@@ -1 +1 @@\n?\n")}) {
+        std::istringstream in(bad);
+        ChangedLines changed;
+        std::vector<Diagnostic> d;
+        EXPECT_FALSE(read_unified_diff(in, "p.diff", changed, d)) << bad;
+        ASSERT_EQ(d.size(), 1u);
+        EXPECT_EQ(d[0].source, "p.diff");
+    }
+}
+
+TEST_F(MapReport, ChangedLinesAndTheTestsThatRanThem) {
+    // Lines 3 (ran), 4 (ran in t1), 5 (no code), 6 (never ran) of a.cpp change.
+    write("change.diff", "--- a/a.cpp\n+++ b/a.cpp\n@@ -3,0 +3,4 @@\n+x\n+x\n+x\n+x\n");
+    RunResult r = report({"changed", "change.diff", "run.out"});
+    ASSERT_EQ(r.exit_code, 0) << r.output;
+    EXPECT_EQ(r.output, "changed lines that could run: 3, ran: 2 (66.6%)\n    " + source +
+                            ": 2 of 3 ran (66.6%); never run: 6\n");
+    EXPECT_EQ(report({"--fail-under", "70", "changed", "change.diff", "run.out"}).exit_code, 3);
+    RunResult tests = report({"tests-for", "--diff", "change.diff", "run.out"}, false);
+    EXPECT_EQ(tests.output, "2 test cases ran changed lines\n  2  t1\n  1  t2\n");
+}
