@@ -11,7 +11,8 @@ headers), as gcov's own text output and lcov do. Objects that never ran (no
 the folder each object was compiled in. The counts of sources that an object
 #includes rather than compiles (a unity build's parts, a source that a test
 includes to reach its static functions) form a test section of their own,
-"included". Exit status 1 when gcov fails.
+"included". Lines marked LCOV_EXCL_LINE, or between LCOV_EXCL_START and
+LCOV_EXCL_STOP, are left out, as lcov does. Exit status 1 when gcov fails.
 """
 import argparse
 import collections
@@ -62,12 +63,38 @@ def add_counts(document, counts, included):
             lines[entry["line_number"]] += entry["count"]
 
 
+def excluded_lines(path):
+    """Lines marked LCOV_EXCL_LINE or between LCOV_EXCL_START and LCOV_EXCL_STOP,
+    which lcov and mirt-report leave out too."""
+    excluded, inside = set(), False
+    try:
+        with open(path, encoding="utf-8", errors="replace") as f:
+            for n, text in enumerate(f, 1):
+                if "LCOV_EXCL_START" in text:
+                    inside = True
+                if inside or "LCOV_EXCL_LINE" in text:
+                    excluded.add(n)
+                if "LCOV_EXCL_STOP" in text:
+                    inside = False
+    except OSError:
+        pass
+    return excluded
+
+
+def leave_out_excluded(counts):
+    for path, lines in counts.items():
+        for n in excluded_lines(path) & set(lines):
+            del lines[n]
+
+
 def write_lcov(sections, out):
     for test, counts in sections:
         if counts:
             out.write("TN:%s\n" % test)
         for path in sorted(counts):
             lines = counts[path]
+            if not lines:
+                continue
             out.write("SF:%s\n" % path)
             for n in sorted(lines):
                 out.write("DA:%d,%d\n" % (n, lines[n]))
@@ -93,6 +120,8 @@ def main(argv=None):
     except (OSError, RuntimeError, ValueError) as e:
         sys.stderr.write("gcov_to_lcov: %s\n" % e)
         return 1
+    for section in (counts, included):
+        leave_out_excluded(section)
     with open(args.output, "w") as out:
         write_lcov([("gcov", counts), ("included", included)], out)
     return 0

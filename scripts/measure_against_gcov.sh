@@ -101,17 +101,20 @@ run_tests() {  # FOLDER NAME [WRAPPER]: the test command in FOLDER; failing test
   echo "tests ($2): exit status $status; $(grep -E 'tests passed|tests failed' "$work/test-$2.log" | tail -1)"
 }
 
-# The map of probed lines (mirt-cc writes X.o.mirtmap beside each object)
-# gives never-run lines, when this mirt-report reads it.
+# The line maps (mirt-cc writes X.o.mirtmap beside each object) give the
+# never-run lines, when this mirt-report reads them. It runs in an empty
+# folder, so that it finds no maps but those it is given.
 mirt_lcov() {  # BUILD_FOLDER
-  local map=()
-  if "$mirt_report" lcov --help 2>&1 | grep -q -- '--map' &&
-     [ -n "$(find "$1" -name '*.mirtmap' -print -quit)" ]; then
+  local map=() help
+  help=$({ "$mirt_report" --help; "$mirt_report" lcov --help; } 2>&1 || true)
+  if [[ $help == *--map* ]] && [ -n "$(find "$1" -name '*.mirtmap' -print -quit)" ]; then
     map=(--map "$1")
   else
     echo "mirt-report: no line map used"
   fi
-  run_logged "$work/report.log" "$mirt_report" lcov "${map[@]}" "$work/mirt_exit.out" -o "$work/mirt.info"
+  rm -rf "$work/report" && mkdir "$work/report"
+  (cd "$work/report" &&
+    run_logged "$work/report.log" "$mirt_report" "${map[@]}" lcov "$work/mirt_exit.out" -o "$work/mirt.info")
 }
 
 build_cmake() {  # FOLDER NAME WRAPPER CMAKE_ARGS...

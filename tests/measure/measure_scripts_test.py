@@ -158,14 +158,17 @@ class ClassifyTest(unittest.TestCase):
 class GcovToLcovTest(unittest.TestCase):
     def test_counts_match_gcovs_own_listing(self):
         with tempfile.TemporaryDirectory() as d:
+            with open(os.path.join(d, "part.c"), "w") as f:
+                f.write("static int part(int x)\n{\n    return x - 1;\n}\n")
             with open(os.path.join(d, "t.c"), "w") as f:
-                f.write("int g(int x) { return x + 1; }\n"
+                f.write("#include \"part.c\"\n"
+                        "int g(int x) { return x + 1; }\n"
                         "int main(int argc, char** argv) {\n"
                         "    int s = 0;\n"
                         "    for (int i = 0; i < 5; i++)\n"
                         "        s += g(i);\n"
                         "    if (argc > 3)\n"
-                        "        return 1;\n"
+                        "        return part(1); /* LCOV_EXCL_LINE */\n"
                         "    return s == 15 ? 0 : 2;\n"
                         "}\n")
             os.mkdir(os.path.join(d, "obj"))
@@ -175,7 +178,9 @@ class GcovToLcovTest(unittest.TestCase):
             for _ in range(2):
                 subprocess.run([os.path.join(d, "t")], cwd=d, check=True)
             self.assertEqual(gcov_to_lcov.main([os.path.join(d, "obj"), "-o", os.path.join(d, "t.info")]), 0)
-            converted = compare_lcov.read_lcov(os.path.join(d, "t.info"), d)[os.path.join(d, "t.c")]
+            sections = {}
+            compare_lcov.read_lcov(os.path.join(d, "t.info"), d, sections)
+            converted = sections["gcov"][os.path.join(d, "t.c")]
             # gcov's own text listing: "count:line:source", "-" for no code, "#####" for never run.
             subprocess.run(["gcov", "-o", "obj", "t.c"], cwd=d, check=True, stdout=subprocess.DEVNULL)
             listed = {}
@@ -184,8 +189,10 @@ class GcovToLcovTest(unittest.TestCase):
                     count, number = (p.strip() for p in row.split(":", 2)[:2])
                     if count != "-" and int(number) > 0:
                         listed[int(number)] = 0 if count.startswith("#") else int(count.rstrip("*"))
+            self.assertEqual(listed[8], 0)
+            del listed[8]  # marked LCOV_EXCL_LINE
             self.assertEqual(dict(converted), listed)
-            self.assertEqual(listed[7], 0)
+            self.assertEqual(set(sections["included"]), {os.path.join(d, "part.c")})
 
 
 if __name__ == "__main__":
