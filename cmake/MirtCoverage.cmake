@@ -5,7 +5,9 @@
 # Every C and C++ compile then goes through mirt-cc, which places the probes,
 # and every link gets the runtime library. Optional settings: MIRT_CC (the
 # mirt-cc program; by default the one built beside this file, else from PATH),
-# MIRT_STYLE (table, line or function) and MIRT_LIB_DIR (the folder of
+# MIRT_STYLE (table, line or function), MIRT_HEADERS (none, or the folders
+# whose headers get probes, separated by ":"), MIRT_STRICT (ON: a source
+# that would be built without probes fails the build) and MIRT_LIB_DIR (the folder of
 # libmirt64.so, or of mirt64.lib for Windows targets).
 find_program(MIRT_CC mirt-cc HINTS "${CMAKE_CURRENT_LIST_DIR}/../build/native/bin" DOC "the mirt-cc launcher")
 if(NOT MIRT_CC)
@@ -14,6 +16,12 @@ endif()
 set(_mirt_launcher "${MIRT_CC}")
 if(MIRT_STYLE)
   list(APPEND _mirt_launcher "--mirt-style=${MIRT_STYLE}")
+endif()
+if(MIRT_HEADERS)
+  list(APPEND _mirt_launcher "--mirt-headers=${MIRT_HEADERS}")
+endif()
+if(MIRT_STRICT)
+  list(APPEND _mirt_launcher "--mirt-strict")
 endif()
 if(MIRT_LIB_DIR)
   list(APPEND _mirt_launcher "--mirt-lib-dir=${MIRT_LIB_DIR}")

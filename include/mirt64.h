@@ -22,10 +22,22 @@
 #  define MIRT_API __attribute__((visibility("default")))
 #endif
 
+/* A count: 64 bits. __extension__ lets strict C89 builds (-pedantic) take long long. */
+#if defined(__GNUC__)
+__extension__ typedef long long mirt_count_t;
+#else
+typedef long long mirt_count_t;
+#endif
+
 #ifdef __cplusplus
 extern "C" {
-#else
+#define MIRT_BOOL bool
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 199901L
 #include <stdbool.h>
+#define MIRT_BOOL bool
+#else
+/* C89 has no bool: one byte, passed as the library's bool is. */
+#define MIRT_BOOL unsigned char
 #endif
 
 /* Pointer-keyed point: counts a hit of (key, line); key is a file-name string. */
@@ -33,11 +45,11 @@ MIRT_API int c_mirt_fn(char* key, int line);
 /* Labels the record groups written from now on (name: at most 255 bytes). */
 MIRT_API void c_mirt_set_test_name(char* name, int length, char* label);
 /* Whether the library writes its exit output file when the process ends. */
-MIRT_API void c_mirt_allow_shutdown_writing(bool allowed);
+MIRT_API void c_mirt_allow_shutdown_writing(MIRT_BOOL allowed);
 /* Registers a module's own line table and counter table (both stay the caller's). */
-MIRT_API int c_mirt_reg(char* name, int count, int* lines, long long* counters);
+MIRT_API int c_mirt_reg(char* name, int count, int* lines, mirt_count_t* counters);
 /* Registers a module's line table; returns the counter table the module increments. */
-MIRT_API long long* c_mirt_reg2(char* name, int count, int* lines);
+MIRT_API mirt_count_t* c_mirt_reg2(char* name, int count, int* lines);
 /* Resets every count, in this process and, in the host, in every client. */
 MIRT_API void c_mirt_clear_coverage_data(void);
 /* Source-line probe: counts a hit of (file, line). Thread-safe. */
@@ -64,8 +76,8 @@ struct MIRT_API mirt_obj {
 
 MIRT_API void mirt_set_test_name(char* name, int length, char* label);
 MIRT_API void mirt_allow_shutdown_writing(bool allowed);
-MIRT_API int mirt_reg(char* name, int count, int* lines, long long* counters);
-MIRT_API long long* mirt_reg2(char* name, int count, int* lines);
+MIRT_API int mirt_reg(char* name, int count, int* lines, mirt_count_t* counters);
+MIRT_API mirt_count_t* mirt_reg2(char* name, int count, int* lines);
 MIRT_API void mirt_clear_coverage_data();
 MIRT_API int mirt_fn2(char* file, int line);
 /* The same code as c_mirt_fn2, for callers compiled against a void prototype. */

@@ -2,6 +2,8 @@
 // their plain builds do; what cannot be instrumented still builds.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <fstream>
 
 #include "subprocess.h"
@@ -94,17 +96,40 @@ TEST(Launcher, WhatCannotBeInstrumentedStillBuilds) {
     EXPECT_EQ(r.err.find("warning", r.err.find("warning") + 1), std::string::npos) << "one warning only: " << r.err;
     EXPECT_EQ(run_process({dir + "/nested"}, true).exit_code, 0);
 
-    // Strict C89 rejects the probes' long long counters; the original is fine.
-    mirt_test::write_file(dir + "/old.c", "int twice(int x) {\n    return 2 * x;\n}\n");
-    ProcessResult old = run_process({kMirtCc, "gcc", "-std=c89", "-pedantic-errors", "-c", dir + "/old.c", "-o",
-                                     dir + "/old.o"}, true);
+    // Strict C builds take the probes without a word: declarations first
+    // (C89), no long long, no unused macro.
+    const std::vector<std::string> strict = {"-std=c89", "-pedantic", "-Werror", "-Wall", "-Wextra",
+                                             "-Wdeclaration-after-statement", "-Wunused-macros", "-Wshadow"};
+    mirt_test::write_file(dir + "/old.c", "int twice(int x) {\n    int y = x;\n    {\n        int z = y;\n"
+                                          "        y += z;\n    }\n    return y;\n}\n");
+    std::vector<std::string> old_cc = {kMirtCc, "gcc"};
+    old_cc.insert(old_cc.end(), strict.begin(), strict.end());
+    old_cc.insert(old_cc.end(), {"-c", dir + "/old.c", "-o", dir + "/old.o"});
+    ProcessResult old = run_process(old_cc, true);
     EXPECT_EQ(old.exit_code, 0) << old.err;
-    EXPECT_NE(old.err.find("did not compile; compiling the original"), std::string::npos) << old.err;
-    EXPECT_TRUE(mirt_test::file_exists(dir + "/old.o"));
-    ProcessResult nm = run_process({"nm", "-u", dir + "/old.o"}, true);
-    EXPECT_EQ(nm.out.find("mirt"), std::string::npos) << "the object is the original's";
-    EXPECT_NE(mirt_test::read_file(dir + "/old.o.mirtmap").find("\nunprobed its instrumented copy did not compile\n"),
+    EXPECT_EQ(old.err, "");
+    EXPECT_NE(run_process({"nm", "-u", dir + "/old.o"}, true).out.find("c_mirt_reg2"), std::string::npos);
+
+    // A copy that does not compile (the source declares the probes' functions
+    // again, which -Wredundant-decls -Werror rejects) gives way to the original,
+    // and the line map says why.
+    mirt_test::write_file(dir + "/own.c", "#include \"" + std::string(MIRT_INCLUDE_DIR) +
+                                              "/mirt64.h\"\nint one(void) {\n    return 1;\n}\n");
+    ProcessResult own = run_process({kMirtCc, "gcc", "-Wredundant-decls", "-Werror", "-c", dir + "/own.c", "-o",
+                                     dir + "/own.o"}, true);
+    EXPECT_EQ(own.exit_code, 0) << own.err;
+    EXPECT_NE(own.err.find("did not compile; compiling the original"), std::string::npos) << own.err;
+    EXPECT_EQ(run_process({"nm", "-u", dir + "/own.o"}, true).out.find("mirt"), std::string::npos);
+    EXPECT_NE(mirt_test::read_file(dir + "/own.o.mirtmap").find("\nunprobed its instrumented copy did not compile\n"),
               std::string::npos) << "the line map says why the object has no probes";
+
+    // MIRT_STRICT turns a source left without probes into a failed build.
+    mirt_test::RunResult strict_build = mirt_test::run_program(
+        "/bin/sh", {"-c", "MIRT_STRICT=1 " + kMirtCc + " gcc -c " + std::string(MIRT_SNIPPETS) +
+                              "/nested_function.c -o " + dir + "/n.o"});
+    EXPECT_EQ(strict_build.exit_code, 3) << strict_build.output;
+    EXPECT_NE(strict_build.output.find("nested_function.c would be built without probes (MIRT_STRICT is set)"),
+              std::string::npos) << strict_build.output;
 
     // A real error stays an error, reported by the real compiler.
     mirt_test::write_file(dir + "/bad.c", "int broken(void) { return missing; }\n");
@@ -119,6 +144,49 @@ TEST(Launcher, WhatCannotBeInstrumentedStillBuilds) {
     EXPECT_NE(warn.err.find(dir + "/warn.cpp:2:"), std::string::npos) << warn.err;
     EXPECT_NE(warn.err.find("unused"), std::string::npos) << warn.err;
     EXPECT_EQ(warn.err.find("/mirt-cc-"), std::string::npos) << "no trace of the copy's name: " << warn.err;
+    mirt_test::remove_tree(dir);
+}
+
+// The project's headers and included sources get probes under their own
+// names: a header that two objects include shows once, with the counts of
+// both; a template's lines count once. __FILE__ and the dependency files
+// still name the originals.
+TEST(Launcher, HeadersAndIncludedSourcesCountUnderTheirOwnNames) {
+    std::string dir = mirt_test::make_temp_folder("mirt-cc-headers");
+    for (const char* sub : {"/include", "/src"}) mkdir((dir + sub).c_str(), 0700);
+    mirt_test::write_file(dir + "/include/calc.h",
+                          "#pragma once\ntemplate <typename T>\nT twice(T x) {\n    return x + x;\n}\n"
+                          "inline const char* where() { return __FILE__; }\n");
+    mirt_test::write_file(dir + "/src/helper.c", "static int helper(int x) {\n    return x - 1;\n}\n");
+    mirt_test::write_file(dir + "/src/one.cpp",
+                          "#include \"calc.h\"\n#include \"helper.c\"\nint one(int x) { return twice(x) + helper(x); }\n");
+    mirt_test::write_file(dir + "/src/main.cpp",
+                          "#include <cstdio>\n#include <calc.h>\nint one(int);\nint main() {\n"
+                          "    std::printf(\"%d %g %s\\n\", one(2), twice(1.5), where());\n}\n");
+    auto cc = [&](std::vector<std::string> args) {
+        args.insert(args.begin(), kMirtCc);
+        return mirt_test::run_program(args[0], std::vector<std::string>(args.begin() + 1, args.end()), {}, dir);
+    };
+    for (const char* name : {"one", "main"}) {
+        std::string n = name;
+        mirt_test::RunResult r = cc({"g++", "-Iinclude", "-MD", "-MF", n + ".o.d", "-c", "src/" + n + ".cpp", "-o",
+                                     n + ".o"});
+        ASSERT_EQ(r.exit_code, 0) << r.output;
+        EXPECT_EQ(r.output, "");
+        std::string deps = mirt_test::read_file(dir + "/" + n + ".o.d");
+        EXPECT_NE(deps.find(dir + "/include/calc.h"), std::string::npos) << deps;
+        EXPECT_EQ(deps.find("/mirt-cc-"), std::string::npos) << deps;
+    }
+    ASSERT_EQ(cc({"g++", "one.o", "main.o", "-o", "app"}).exit_code, 0);
+    mirt_test::remove_file("/tmp/mirt_exit.out");
+    mirt_test::RunResult run = mirt_test::run_program(dir + "/app", {}, {}, dir);
+    EXPECT_EQ(run.output, "5 3 include/calc.h\n");
+
+    ProcessResult summary = run_process({MIRT_MIRT_REPORT, "--map", dir, "summary", "/tmp/mirt_exit.out"}, true);
+    EXPECT_NE(summary.out.find("    include/calc.h: 3 of 3 lines hit (100.0%), 5 hits, 2 of 2 functions called\n"),
+              std::string::npos) << summary.out;
+    EXPECT_NE(summary.out.find("    src/helper.c: 2 of 2 lines hit (100.0%), 2 hits, 1 of 1 function called\n"),
+              std::string::npos) << summary.out;
     mirt_test::remove_tree(dir);
 }
 

@@ -16,12 +16,22 @@ namespace {
 
 std::string snippet(const std::string& name) { return std::string(MIRT_SNIPPETS) + "/" + name; }
 
+// Probes in the source only: its copy is compiled alone, beside the original headers.
+SiteOptions in_source_only(ProbeStyle style) {
+    SiteOptions site;
+    site.style = style;
+    site.headers = false;
+    return site;
+}
+
 std::vector<int> marked_lines(const std::string& path) {
     std::istringstream in(mirt_test::read_file(path));
     std::vector<int> lines;
     std::string line;
     for (int n = 1; std::getline(in, line); ++n)
-        if (line.size() >= 3 && line.compare(line.size() - 3, 3, "//+") == 0) lines.push_back(n);
+        if ((line.size() >= 3 && line.compare(line.size() - 3, 3, "//+") == 0) ||
+            (line.size() >= 5 && line.compare(line.size() - 5, 5, "/*+*/") == 0))
+            lines.push_back(n);
     return lines;
 }
 
@@ -37,7 +47,7 @@ Instrumented instrument(const std::string& name, const std::vector<std::string>&
     command.insert(command.end(), flags.begin(), flags.end());
     command.insert(command.end(), {"-c", path});
     CompileCommand cmd = parse_compile_command(command);
-    return {instrument_source(path, lang, clang_arguments_for(cmd, lang), style), command};
+    return {instrument_source(path, lang, clang_arguments_for(cmd, lang), in_source_only(style)), command};
 }
 
 // Compiles the copy with the original's flags and every warning an error:
@@ -85,6 +95,12 @@ TEST(Placement, ConstevalAndUnevaluatedOperands) { check_snippet("cpp20.cpp", {"
 
 TEST(Placement, PragmaKeepsItsLoop) { check_snippet("pragmas.cpp", {"-std=c++17"}); }
 
+TEST(Placement, PartsOfStatementsOnLinesOfTheirOwn) { check_snippet("continuations.cpp", {"-std=c++17"}); }
+
+TEST(Placement, StrictC89TakesDeclarationProbes) {
+    check_snippet("strict.c", {"-std=c89", "-pedantic", "-Wdeclaration-after-statement", "-Wunused-macros"});
+}
+
 TEST(Placement, TemplatesAndConstexprGetOneGuardedSetOfProbes) {
     Instrumented in = instrument("statements.cpp", {"-std=c++17"}, ProbeStyle::table);
     ASSERT_TRUE(in.result.parsed);
@@ -116,7 +132,7 @@ TEST(Placement, CrossCompilerHeadersParse) {
                           "int main() {\n  std::lock_guard<std::mutex> g(m);\n  return GetCurrentProcessId() ? 0 : 1;\n}\n");
     CompileCommand cmd = parse_compile_command({"x86_64-w64-mingw32-g++-posix", "-c", path});
     InstrumentResult r = instrument_source(path, Language::cplusplus,
-                                           clang_arguments_for(cmd, Language::cplusplus), ProbeStyle::table);
+                                           clang_arguments_for(cmd, Language::cplusplus), in_source_only(ProbeStyle::table));
     EXPECT_TRUE(r.parsed) << r.problem;
     EXPECT_EQ(r.lines, (std::vector<int>{5, 6, 7}));
     mirt_test::remove_tree(folder);

@@ -10,11 +10,14 @@
 #include <clang/Tooling/Tooling.h>
 #include <llvm/ADT/SmallString.h>
 
+#include <algorithm>
 #include <fstream>
+#include <set>
 #include <memory>
 #include <sstream>
 
 #include "compiler_query.h"
+#include "line_map.h"
 #include "probe_sites.h"
 
 namespace mirt_instrument {
@@ -38,42 +41,73 @@ public:
     std::string first_error;
 };
 
+struct FoundFile {
+    std::string spelled;  // the name the compiler found it by
+    std::string text;
+};
+
 struct Findings {
     bool done = false;
     std::vector<Site> sites;
     std::vector<FunctionLines> functions;
-    std::string text;
+    std::vector<FoundFile> files;  // [0] the main file; the sites' files first, then every other user file
     bool cplusplus = false;
 };
 
 class SiteConsumer : public clang::ASTConsumer {
 public:
-    SiteConsumer(ProbeStyle style, Findings* out) : style_(style), out_(out) {}
+    SiteConsumer(const SiteOptions& options, Findings* out) : options_(options), out_(out) {}
     void HandleTranslationUnit(clang::ASTContext& context) override {
         if (context.getDiagnostics().hasErrorOccurred()) return;
         clang::SourceManager& sm = context.getSourceManager();
-        out_->text = std::string(sm.getBufferData(sm.getMainFileID()));
         out_->cplusplus = context.getLangOpts().CPlusPlus;
-        out_->sites = find_probe_sites(context, style_, &out_->functions);
+        std::vector<clang::FileID> ids;
+        out_->sites = find_probe_sites(context, options_, &out_->functions, &ids);
+        std::set<clang::FileID> listed(ids.begin(), ids.end());
+        if (options_.headers) {
+            // Every other file of the project that was read, in a fixed order.
+            std::vector<std::pair<std::string, clang::FileID>> rest;
+            for (auto it = sm.fileinfo_begin(); it != sm.fileinfo_end(); ++it) {
+                clang::FileID fid = sm.translateFile(it->first);
+                if (fid.isInvalid() || listed.count(fid) || sm.isInSystemHeader(sm.getLocForStartOfFile(fid)))
+                    continue;
+                rest.push_back({it->first->getName().str(), fid});
+            }
+            std::sort(rest.begin(), rest.end());
+            for (const auto& r : rest) ids.push_back(r.second);
+        }
+        for (clang::FileID fid : ids) {
+            const clang::FileEntry* entry = sm.getFileEntryForID(fid);
+            out_->files.push_back({entry ? entry->getName().str() : "", std::string(sm.getBufferData(fid))});
+        }
         out_->done = true;
     }
 
 private:
-    ProbeStyle style_;
+    const SiteOptions& options_;
     Findings* out_;
 };
 
 class SiteAction : public clang::ASTFrontendAction {
 public:
-    SiteAction(ProbeStyle style, Findings* out) : style_(style), out_(out) {}
+    SiteAction(const SiteOptions& options, Findings* out) : options_(options), out_(out) {}
     std::unique_ptr<clang::ASTConsumer> CreateASTConsumer(clang::CompilerInstance&, llvm::StringRef) override {
-        return std::make_unique<SiteConsumer>(style_, out_);
+        return std::make_unique<SiteConsumer>(options_, out_);
     }
 
 private:
-    ProbeStyle style_;
+    const SiteOptions& options_;
     Findings* out_;
 };
+
+// Relative to the working folder when path lies under it, else absolute.
+std::string probe_name(const std::string& absolute) {
+    std::string here = current_folder();
+    if (here.size() > 1 && absolute.size() > here.size() + 1 && absolute.compare(0, here.size(), here) == 0 &&
+        absolute[here.size()] == '/')
+        return absolute.substr(here.size() + 1);
+    return absolute;
+}
 
 bool read_whole_file(const std::string& path, std::string* text) {
     std::ifstream in(path, std::ios::binary);
@@ -92,8 +126,28 @@ std::vector<std::string> clang_arguments_for(const CompileCommand& command, Lang
     return clang_arguments(setup, parse_flags(command), MIRT_CLANG_RESOURCE_DIR);
 }
 
+std::string absolute_path(const std::string& path) {
+    std::string whole = (!path.empty() && path[0] == '/') ? path : current_folder() + "/" + path;
+    std::vector<std::string> parts;
+    size_t start = 1;
+    while (start <= whole.size()) {
+        size_t slash = whole.find('/', start);
+        if (slash == std::string::npos) slash = whole.size();
+        std::string part = whole.substr(start, slash - start);
+        if (part == "..") {
+            if (!parts.empty()) parts.pop_back();
+        } else if (!part.empty() && part != ".") {
+            parts.push_back(part);
+        }
+        start = slash + 1;
+    }
+    std::string out;
+    for (const std::string& part : parts) out += "/" + part;
+    return out.empty() ? "/" : out;
+}
+
 InstrumentResult instrument_source(const std::string& source, Language language,
-                                   const std::vector<std::string>& clang_args, ProbeStyle style) {
+                                   const std::vector<std::string>& clang_args, const SiteOptions& options) {
     InstrumentResult result;
     if (!read_whole_file(source, &result.text)) {
         result.problem = "cannot read " + source;
@@ -112,7 +166,7 @@ InstrumentResult instrument_source(const std::string& source, Language language,
     bool ran = false;
     try {
         llvm::IntrusiveRefCntPtr<clang::FileManager> files(new clang::FileManager(clang::FileSystemOptions()));
-        clang::tooling::ToolInvocation invocation(argv, std::make_unique<SiteAction>(style, &findings), files.get());
+        clang::tooling::ToolInvocation invocation(argv, std::make_unique<SiteAction>(options, &findings), files.get());
         invocation.setDiagnosticConsumer(&errors);
         ran = invocation.run();
     } catch (...) {
@@ -123,10 +177,36 @@ InstrumentResult instrument_source(const std::string& source, Language language,
         return result;
     }
     std::vector<Site> selected = select_sites(std::move(findings.sites));
-    SourceText text{source, findings.text, findings.cplusplus};
-    result.text = render_instrumented(text, style, selected);
+    std::vector<SourceText> texts;
+    for (size_t j = 0; j < findings.files.size(); ++j) {
+        if (j == 0) {
+            texts.push_back({source, findings.files[0].text, findings.cplusplus});
+            continue;
+        }
+        ProjectFile other;
+        other.path = absolute_path(findings.files[j].spelled);
+        other.name = probe_name(other.path);
+        other.original = findings.files[j].text;
+        other.lines = counted_lines(selected, static_cast<int>(j));
+        // The #line keeps __FILE__ as the original build has it.
+        texts.push_back({other.name, findings.files[j].text, findings.cplusplus, findings.files[j].spelled});
+        result.others.push_back(std::move(other));
+    }
+    std::vector<std::string> copies = render_unit(texts, options.style, selected);
+    for (size_t j = 1; j < copies.size(); ++j) {
+        ProjectFile& other = result.others[j - 1];
+        // A file with no probes is its original under a #line; one that does
+        // have probes names them by its probe name.
+        other.text = other.lines.empty() && copies[j] == texts[j].text
+                         ? "#line 1 " + quoted(texts[j].shown) + "\n" + texts[j].text
+                         : copies[j];
+    }
+    result.text = copies[0];
     result.lines = counted_lines(selected);
-    result.functions = std::move(findings.functions);
+    for (FunctionLines& f : findings.functions) {
+        if (f.file == 0) result.functions.push_back(f);
+        else result.others[static_cast<size_t>(f.file) - 1].functions.push_back(f);
+    }
     result.parsed = true;
     return result;
 }

@@ -6,9 +6,22 @@
 #include <vector>
 
 #include "compile_command.h"
+#include "probe_sites.h"
 #include "probe_text.h"
 
 namespace mirt_instrument {
+
+// Another file of the project that the source reads: a header or an
+// included source, with probes or without (its copy must stand beside the
+// others, so that includes relative to it find the copies).
+struct ProjectFile {
+    std::string name;             // as its probes name it: relative to the working folder when under it, else absolute
+    std::string path;             // where the compiler finds it: absolute, without "." and ".." parts
+    std::string text;             // its copy
+    std::vector<int> lines;       // its counted lines (none: the copy is the original under a #line)
+    std::vector<FunctionLines> functions;
+    std::string original;
+};
 
 struct InstrumentResult {
     bool parsed = false;          // false: Clang could not parse it; text is the original
@@ -17,6 +30,7 @@ struct InstrumentResult {
     std::vector<FunctionLines> functions;  // every function that got an entry probe
     std::string original;         // the source as read, for its checksum in the line map
     std::string problem;          // why the source was passed through unchanged
+    std::vector<ProjectFile> others;  // with SiteOptions::headers: the project's other files it reads
 };
 
 // The Clang arguments for a source of the command: the real compiler is asked
@@ -26,7 +40,11 @@ std::vector<std::string> clang_arguments_for(const CompileCommand& command, Lang
 // Parses source (a path as the command names it) with the Clang arguments and
 // instruments it. Never throws; a source that does not parse comes back as it was.
 InstrumentResult instrument_source(const std::string& source, Language language,
-                                   const std::vector<std::string>& clang_args, ProbeStyle style);
+                                   const std::vector<std::string>& clang_args, const SiteOptions& options);
+
+// path made absolute against the working folder, without "." and ".." parts
+// (lexically: symbolic links are not followed).
+std::string absolute_path(const std::string& path);
 
 }  // namespace mirt_instrument
 

@@ -20,6 +20,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -65,25 +66,22 @@ public:
     ~TempFolder() {
         const char* keep = getenv("MIRT_CC_KEEP");
         if (path_.empty() || (keep && *keep)) return;
-        for (const std::string& f : files_) unlink(f.c_str());
-        for (auto it = folders_.rbegin(); it != folders_.rend(); ++it) rmdir(it->c_str());
-        rmdir(path_.c_str());
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
     }
     bool ok() const { return !path_.empty(); }
-    std::string folder(size_t n) {
-        std::string f = path_ + "/" + std::to_string(n);
-        if (mkdir(f.c_str(), 0700) == 0) folders_.push_back(f);
-        return f;
-    }
-    void track(const std::string& file) { files_.push_back(file); }
+    // The folder of the n-th source's copies: they stand at their original
+    // absolute paths below it, so that includes relative to a copy find copies.
+    std::string mirror(size_t n) const { return path_ + "/" + std::to_string(n); }
 
 private:
     std::string path_;
-    std::vector<std::string> folders_;
-    std::vector<std::string> files_;
 };
 
+// Writes text at path, making the folders above it.
 bool write_text(const std::string& path, const std::string& text) {
+    std::error_code ignored;
+    std::filesystem::create_directories(folder_of(path), ignored);
     std::ofstream out(path, std::ios::binary);
     out << text;
     out.close();
@@ -143,7 +141,7 @@ std::vector<std::string> runtime_link_args(const std::string& compiler, const st
 int usage() {
     std::fprintf(stderr,
                  "usage: mirt-cc [--mirt-style=table|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] "
-                 "COMPILER ARGS...\n");
+                 "[--mirt-headers=none|DIR:DIR...] [--mirt-strict] COMPILER ARGS...\n");
     return 2;
 }
 
@@ -151,8 +149,12 @@ struct Options {
     ProbeStyle style = ProbeStyle::table;
     std::string lib_dir;
     std::string map_dir;  // empty: each map beside its object
+    std::string headers;  // which headers get probes: "" (the project's own), "none", or FOLDER:FOLDER...
+    bool strict = false;  // a source built without probes fails the build
     int first = 1;        // the compiler's place in argv
 };
+
+bool setting_on(const char* value) { return value && *value && std::strcmp(value, "0") != 0; }
 
 // The launcher's own options and settings; false on a usage error.
 bool read_options(int argc, char** argv, Options* o) {
@@ -163,6 +165,8 @@ bool read_options(int argc, char** argv, Options* o) {
         }
     }
     if (const char* env = getenv("MIRT_MAP_DIR")) o->map_dir = env;
+    if (const char* env = getenv("MIRT_HEADERS")) o->headers = env;
+    o->strict = setting_on(getenv("MIRT_STRICT"));
     for (; o->first < argc && std::strncmp(argv[o->first], "--mirt-", 7) == 0; ++o->first) {
         std::string a = argv[o->first];
         if (a.compare(0, 13, "--mirt-style=") == 0) {
@@ -171,11 +175,58 @@ bool read_options(int argc, char** argv, Options* o) {
             o->lib_dir = a.substr(15);
         } else if (a.compare(0, 15, "--mirt-map-dir=") == 0) {
             o->map_dir = a.substr(15);
+        } else if (a.compare(0, 15, "--mirt-headers=") == 0) {
+            o->headers = a.substr(15);
+        } else if (a == "--mirt-strict") {
+            o->strict = true;
         } else {
             return false;
         }
     }
     return o->first < argc;
+}
+
+// Which files get probes: the source, and the project's own headers and
+// included sources (every one outside the system folders, or those under the
+// folders that MIRT_HEADERS lists), unless MIRT_HEADERS is "none". A command
+// that compiles several sources at once gets probes in the sources only:
+// their copies cannot share one set of header copies.
+SiteOptions site_options(const Options& o, const CompileCommand& cmd) {
+    SiteOptions site;
+    site.style = o.style;
+    site.headers = o.headers != "none" && cmd.sources.size() == 1;
+    if (!o.headers.empty() && o.headers != "none") {
+        std::vector<std::string> folders;
+        std::stringstream list(o.headers);
+        for (std::string f; std::getline(list, f, ':');)
+            if (!f.empty()) folders.push_back(absolute_path(f));
+        site.probe_file = [folders](const std::string& path) {
+            for (const std::string& f : folders)
+                if (path.size() > f.size() && path.compare(0, f.size(), f) == 0 && path[f.size()] == '/') return true;
+            return false;
+        };
+    }
+    return site;
+}
+
+// Each folder that the command searches for includes (-I, -iquote) gets its
+// place in the mirror searched first, where the copies are.
+std::vector<std::string> with_mirrored_includes(const std::vector<std::string>& args, const std::string& mirror) {
+    std::vector<std::string> out;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        for (const char* flag : {"-I", "-iquote"}) {
+            size_t n = std::strlen(flag);
+            if (a.compare(0, n, flag) != 0) continue;
+            std::string folder = a.size() > n ? a.substr(n) : (i + 1 < args.size() ? args[i + 1] : "");
+            if (folder.empty() || (a.size() > n && std::strcmp(flag, "-I") != 0)) break;
+            out.push_back(flag);
+            out.push_back(mirror + absolute_path(folder));
+            break;
+        }
+        out.push_back(a);
+    }
+    return out;
 }
 
 // What became of each source of the command.
@@ -186,7 +237,7 @@ struct SourceOutcome {
 
 // Instruments every source into the temporary folder and points the
 // command's arguments at the copies.
-std::vector<SourceOutcome> instrument_sources(const CompileCommand& cmd, ProbeStyle style, TempFolder& temp,
+std::vector<SourceOutcome> instrument_sources(const CompileCommand& cmd, const SiteOptions& site, TempFolder& temp,
                                               std::vector<std::string>& args,
                                               std::vector<std::pair<std::string, std::string>>& renames) {
     std::vector<SourceOutcome> outcomes(cmd.sources.size());
@@ -205,18 +256,27 @@ std::vector<SourceOutcome> instrument_sources(const CompileCommand& cmd, ProbeSt
             clang_args[lang] = clang_arguments_for(cmd, s.language);
             have_args[lang] = true;
         }
-        o.result = instrument_source(source, s.language, clang_args[lang], style);
-        std::string copy = temp.folder(n) + "/" + base_name(source);
+        o.result = instrument_source(source, s.language, clang_args[lang], site);
+        std::string mirror = temp.mirror(n);
+        std::string copy = mirror + absolute_path(source);
         if (!o.result.parsed) o.unprobed = o.result.problem;
         else if (!write_text(copy, o.result.text)) o.unprobed = "cannot write " + copy;
+        for (const ProjectFile& other : o.result.others)
+            if (o.unprobed.empty() && !write_text(mirror + other.path, other.text))
+                o.unprobed = "cannot write " + mirror + other.path;
         if (!o.unprobed.empty()) {
             std::fprintf(stderr, "mirt-cc: warning: %s left without probes: %s\n", source.c_str(),
                          o.unprobed.c_str());
             continue;
         }
-        temp.track(copy);
         args[s.index] = copy;
         renames.push_back({copy, source});
+        if (!o.result.others.empty()) {
+            args = with_mirrored_includes(args, mirror);
+            // Dependency files then name the copies of headers: the mirror's
+            // prefix goes, leaving the original absolute paths.
+            renames.push_back({mirror, ""});
+        }
     }
     return outcomes;
 }
@@ -243,10 +303,28 @@ void write_maps(const CompileCommand& cmd, const Options& options, const std::ve
             file.functions = o.result.functions;
         }
         unit.files.push_back(std::move(file));
+        if (o.unprobed.empty())
+            for (const ProjectFile& other : o.result.others)
+                if (!other.lines.empty())
+                    unit.files.push_back({other.name, text_checksum(other.original), other.lines, other.functions, ""});
         std::string path = line_map_path(cmd, n, options.map_dir, folder);
         if (!write_line_map(path, line_map_text(unit)))
             std::fprintf(stderr, "mirt-cc: warning: cannot write the line map %s\n", path.c_str());
     }
+}
+
+// With MIRT_STRICT, a source built without probes fails the build.
+constexpr int exit_strict = 3;
+
+bool all_probed(const CompileCommand& cmd, const std::vector<SourceOutcome>& outcomes) {
+    bool all = true;
+    for (size_t n = 0; n < outcomes.size(); ++n) {
+        if (outcomes[n].unprobed.empty()) continue;
+        std::fprintf(stderr, "mirt-cc: error: %s would be built without probes (MIRT_STRICT is set)\n",
+                     cmd.args[cmd.sources[n].index].c_str());
+        all = false;
+    }
+    return all;
 }
 
 }  // namespace
@@ -268,10 +346,12 @@ int main(int argc, char** argv) {
     TempFolder temp;
     std::vector<std::string> args = cmd.args;
     std::vector<std::pair<std::string, std::string>> renames;
-    std::vector<SourceOutcome> outcomes = instrument_sources(cmd, options.style, temp, args, renames);
+    std::vector<SourceOutcome> outcomes = instrument_sources(cmd, site_options(options, cmd), temp, args, renames);
+    if (options.strict && !all_probed(cmd, outcomes)) return exit_strict;
 
     std::vector<std::string> instrumented = {cmd.compiler};
     for (const auto& rn : renames) {
+        if (rn.second.empty()) continue;
         instrumented.push_back("-iquote");
         instrumented.push_back(folder_of(rn.second));
     }
@@ -294,12 +374,14 @@ int main(int argc, char** argv) {
         return 0;
     }
     std::string names;
-    for (const auto& rn : renames) names += (names.empty() ? "" : ", ") + rn.second;
+    for (const auto& rn : renames)
+        if (!rn.second.empty()) names += (names.empty() ? "" : ", ") + rn.second;
     std::fprintf(stderr, "mirt-cc: warning: the instrumented copy of %s did not compile; compiling the original\n",
                  names.c_str());
     if (verbose()) fwrite(r.err.data(), 1, r.err.size(), stderr);
     for (SourceOutcome& o : outcomes)
         if (o.unprobed.empty()) o.unprobed = "its instrumented copy did not compile";
+    if (options.strict && !all_probed(cmd, outcomes)) return exit_strict;
     std::vector<std::string> plain = original;
     plain.insert(plain.end(), link_args.begin(), link_args.end());
     show(plain);

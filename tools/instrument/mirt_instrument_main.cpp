@@ -66,7 +66,11 @@ int main(int argc, char** argv) {
         if (cmd.args[s.index] == source) language = s.language;
     if (language == Language::none) language = Language::cplusplus;
 
-    InstrumentResult r = instrument_source(source, language, clang_arguments_for(cmd, language), style);
+    // One file's copy: the headers keep their text (mirt-cc gives them probes).
+    SiteOptions site;
+    site.style = style;
+    site.headers = false;
+    InstrumentResult r = instrument_source(source, language, clang_arguments_for(cmd, language), site);
     if (!r.parsed)
         std::fprintf(stderr, "mirt-instrument: warning: %s left without probes: %s\n", source.c_str(),
                      r.problem.c_str());

@@ -10,9 +10,12 @@
 #include <clang/AST/ExprConcepts.h>
 #include <clang/AST/StmtCXX.h>
 #include <clang/AST/StmtOpenMP.h>
+#include <clang/Basic/Builtins.h>
 #include <clang/Basic/SourceManager.h>
 #include <clang/Lex/Lexer.h>
 
+#include <algorithm>
+#include <map>
 #include <optional>
 #include <set>
 
@@ -23,18 +26,71 @@ namespace {
 
 class SiteFinder {
 public:
-    SiteFinder(ASTContext& context, ProbeStyle style, std::vector<FunctionLines>* functions)
-        : ctx_(context), sm_(context.getSourceManager()), lo_(context.getLangOpts()),
-          style_(style), main_(sm_.getMainFileID()), text_(sm_.getBufferData(main_)), functions_(functions) {}
+    SiteFinder(ASTContext& context, const SiteOptions& options, std::vector<FunctionLines>* functions)
+        : ctx_(context), sm_(context.getSourceManager()), lo_(context.getLangOpts()), style_(options.style),
+          options_(options), main_(sm_.getMainFileID()), text_(sm_.getBufferData(main_)), functions_(functions) {
+        file_ids_.push_back(main_);
+        index_of_[main_] = 0;
+    }
 
     std::vector<Site> run() {
         for (const Decl* d : ctx_.getTranslationUnitDecl()->decls()) walk_decl(d);
         return std::move(sites_);
     }
 
-private:
-    // ---- positions in the main file ----
+    // The files that sites name, by index: 0 is the main file.
+    const std::vector<FileID>& files() const { return file_ids_; }
 
+private:
+    // ---- the files that get probes ----
+
+    // The index of a file whose code gets probes, or -1: the main file, and
+    // the project's own headers and included sources (not system headers),
+    // each at its first inclusion only (the probes in its text then count
+    // every inclusion).
+    int file_index(FileID fid) {
+        auto found = index_of_.find(fid);
+        if (found != index_of_.end()) return found->second;
+        int index = -1;
+        const FileEntry* entry = sm_.getFileEntryForID(fid);
+        if (entry && options_.headers && sm_.translateFile(entry) == fid &&
+            !sm_.isInSystemHeader(sm_.getLocForStartOfFile(fid)) &&
+            (!options_.probe_file || options_.probe_file(entry->tryGetRealPathName().str()))) {
+            index = static_cast<int>(file_ids_.size());
+            file_ids_.push_back(fid);
+        }
+        index_of_[fid] = index;
+        return index;
+    }
+
+    // Makes the file of d the current one while it is walked; false when
+    // that file gets no probes.
+    struct CurrentFile {
+        FileID fid;
+        llvm::StringRef text;
+        int index;
+    };
+    bool enter_file_of(const Decl* d, CurrentFile* saved) {
+        FileID fid = sm_.getFileID(sm_.getExpansionLoc(d->getLocation()));
+        int index = fid.isValid() ? file_index(fid) : -1;
+        if (index < 0) return false;
+        *saved = {main_, text_, file_};
+        if (fid != main_) {
+            main_ = fid;
+            text_ = sm_.getBufferData(fid);
+            file_ = index;
+        }
+        return true;
+    }
+    void leave_file(const CurrentFile& saved) {
+        main_ = saved.fid;
+        text_ = saved.text;
+        file_ = saved.index;
+    }
+
+    // ---- positions in the current file ----
+
+    // The offset of loc in the file being walked.
     std::optional<unsigned> main_offset(SourceLocation loc) const {
         if (loc.isInvalid() || !loc.isFileID()) return std::nullopt;
         std::pair<FileID, unsigned> decomposed = sm_.getDecomposedLoc(loc);
@@ -118,6 +174,7 @@ private:
 
     Site new_site(int line, unsigned anchor) const {
         Site site;
+        site.file = file_;
         site.line = line;
         site.anchor = anchor;
         site.guarded = guarded_;
@@ -138,7 +195,10 @@ private:
             if (!end) return false;
             site.wraps.push_back({*begin, *end});
         }
-        site.probes.push_back({Probe::statement, *begin});
+        // In C a probe before a declaration is a declaration itself: C89
+        // and -Wdeclaration-after-statement want no statement there.
+        bool declaration = !lo_.CPlusPlus && in_sequence && isa<DeclStmt>(s);
+        site.probes.push_back({declaration ? Probe::declaration : Probe::statement, *begin});
         return true;
     }
 
@@ -184,7 +244,8 @@ private:
         if (!brace) return;
         Site site = new_site(line, anchor);
         site.function_entry = function_entry;
-        site.probes.push_back({Probe::statement, *brace + 1});
+        bool declaration = !lo_.CPlusPlus && !block->body_empty() && isa<DeclStmt>(block->body_front());
+        site.probes.push_back({declaration ? Probe::declaration : Probe::statement, *brace + 1});
         sites_.push_back(std::move(site));
     }
 
@@ -200,6 +261,84 @@ private:
         Site site = new_site(line, anchor);
         site.probes.push_back({Probe::prefix, *at});
         sites_.push_back(std::move(site));
+    }
+
+    // The end of expression e in the current file (after its last token, or
+    // after the macro use that it ends).
+    std::optional<unsigned> expr_end(const Expr* e) const {
+        SourceLocation end = e->getEndLoc();
+        if (end.isMacroID()) {
+            SourceLocation macro_end;
+            if (!Lexer::isAtEndOfMacroExpansion(end, sm_, lo_, &macro_end)) return std::nullopt;
+            end = macro_end;
+        }
+        if (!main_offset(end)) return std::nullopt;
+        return main_offset(Lexer::getLocForEndOfToken(end, 0, sm_, lo_));
+    }
+
+    // A part of an expression that starts a line of its own and may run or
+    // not (an operand of && or ||, an arm of ?:, an argument that calls) is
+    // counted on that line each time it runs: the operand becomes
+    // "(probe, operand)". from_line is where the whole expression starts.
+    void operand_site(const Expr* op, int from_line) {
+        if (!counting_lines() || constant_context_ || !op) return;
+        const Expr* bare = op->IgnoreParenImpCasts();
+        // Forms that a comma would change: braced lists, throw in ?:, packs,
+        // names of overloaded functions, arguments nobody wrote.
+        if (isa<InitListExpr>(bare) || isa<CXXThrowExpr>(bare) || isa<PackExpansionExpr>(bare) ||
+            isa<OverloadExpr>(bare) || isa<CXXDefaultArgExpr>(bare) || isa<DesignatedInitExpr>(bare))
+            return;
+        if (auto* ref = dyn_cast<DeclRefExpr>(bare))
+            if (isa<FunctionDecl>(ref->getDecl())) return;
+        std::optional<unsigned> begin = begin_offset(op->getBeginLoc());
+        std::optional<unsigned> end = expr_end(op);
+        if (!begin || !end || *end <= *begin) return;
+        int line = line_at(*begin);
+        if (line <= from_line) return;
+        Site site = new_site(line, *begin);
+        Probe p{Probe::operand, *begin};
+        p.end = *end;
+        site.probes.push_back(p);
+        sites_.push_back(std::move(site));
+    }
+
+    // Whether evaluating e calls something or changes something (an argument
+    // that is only a name or a constant does neither).
+    static bool runs_code(const Stmt* e) {
+        if (!e) return false;
+        if (isa<LambdaExpr>(e) || isa<UnaryExprOrTypeTraitExpr>(e) || isa<CXXNoexceptExpr>(e)) return false;
+        if (isa<CallExpr>(e) || isa<CXXNewExpr>(e) || isa<CXXDeleteExpr>(e) || isa<CompoundAssignOperator>(e) ||
+            isa<CXXTemporaryObjectExpr>(e) || isa<StmtExpr>(e))
+            return true;
+        if (auto* b = dyn_cast<BinaryOperator>(e))
+            if (b->isAssignmentOp()) return true;
+        if (auto* u = dyn_cast<UnaryOperator>(e))
+            if (u->isIncrementDecrementOp()) return true;
+        for (const Stmt* child : e->children())
+            if (runs_code(child)) return true;
+        return false;
+    }
+
+    // The operands that may start lines of their own, with where their
+    // expression starts.
+    void operand_sites(const Expr* e) {
+        std::optional<unsigned> at = begin_offset(e->getBeginLoc());
+        if (!at) return;
+        int from = line_at(*at);
+        if (auto* b = dyn_cast<BinaryOperator>(e)) {
+            if (b->isLogicalOp()) operand_site(b->getRHS(), from);
+        } else if (auto* c = dyn_cast<ConditionalOperator>(e)) {
+            operand_site(c->getTrueExpr(), from);
+            operand_site(c->getFalseExpr(), from);
+        } else if (auto* call = dyn_cast<CallExpr>(e)) {
+            // Built-ins may want constants, and a comma is not one (library
+            // functions that the compiler knows, printf and the like, are
+            // ordinary calls).
+            unsigned builtin = call->getBuiltinCallee();
+            if (builtin != 0 && !ctx_.BuiltinInfo.isPredefinedLibFunction(builtin)) return;
+            for (const Expr* arg : call->arguments())
+                if (runs_code(arg)) operand_site(arg, from);
+        }
     }
 
     bool constant_condition(const Expr* cond) const {
@@ -289,7 +428,15 @@ private:
 
     void walk_local_decl(const Decl* d) {
         if (auto* v = dyn_cast<VarDecl>(d)) {
-            walk_expr(v->getInit());
+            // A constant's initialiser must stay a constant expression, and a
+            // static one that is constant must not become dynamic.
+            bool saved_constant = constant_context_;
+            const Expr* init = v->getInit();
+            constant_context_ = constant_context_ || v->isConstexpr() ||
+                                (init && v->hasGlobalStorage() && !init->isValueDependent() &&
+                                 init->isConstantInitializer(ctx_, v->getType()->isReferenceType()));
+            walk_expr(init);
+            constant_context_ = saved_constant;
         } else if (isa<RecordDecl>(d) || isa<FunctionDecl>(d) || isa<ClassTemplateDecl>(d) ||
                    isa<FunctionTemplateDecl>(d)) {
             walk_decl(d);
@@ -301,12 +448,12 @@ private:
         if (isa<OMPExecutableDirective>(s)) return;  // the pragma owns what follows it
         SourceLocation begin = s->getBeginLoc();
         if (begin.isMacroID()) {
-            // A statement that a macro starts is counted before the macro;
+            // A statement that a macro starts (whatever it expands to: a block,
+            // several statements, do-while(0)) is counted before the macro;
             // what the macro itself expands to is left alone, but blocks and
             // lambdas written outside it (a loop body after a FOREACH macro)
             // are walked.
-            if (begin_offset(begin) && !isa<CompoundStmt>(s) && !isa<NullStmt>(s) && !is_label(s))
-                statement_site(s, in_sequence);
+            if (begin_offset(begin) && !isa<NullStmt>(s) && !is_label(s)) statement_site(s, in_sequence);
             for (const Stmt* child : s->children()) {
                 if (!child) continue;
                 if (isa<Expr>(child)) walk_expr(child);
@@ -326,8 +473,11 @@ private:
             // if constexpr chooses at compile time: only its branches run.
             if (!i->isConstexpr()) statement_site(s, in_sequence);
             walk_header(i->getInit());
+            bool saved_constant = constant_context_;
+            constant_context_ = constant_context_ || i->isConstexpr();
             walk_header(i->getConditionVariableDeclStmt());
             if (!i->getConditionVariableDeclStmt()) walk_expr(i->getCond());
+            constant_context_ = saved_constant;
             walk(i->getThen(), false);
             walk(i->getElse(), false);
         } else if (auto* sw = dyn_cast<SwitchStmt>(s)) {
@@ -410,9 +560,17 @@ private:
         }
         if (cond && !constant_condition(cond)) {
             condition_site(f, cond);
-            // The initialisation on a line of its own counts entries there.
+            // The initialisation on a line of its own counts entries there,
+            // the increment on a line of its own each increment.
             std::optional<unsigned> at = begin_offset(cond->getBeginLoc());
             if (f->getInit() && at && line_at(*at) != for_line) statement_site(f, in_sequence);
+            const Expr* inc = f->getInc();
+            std::optional<unsigned> inc_at = inc ? begin_offset(inc->getBeginLoc()) : std::nullopt;
+            if (inc_at && at && line_at(*inc_at) != line_at(*at) && counting_lines()) {
+                Site site = new_site(line_at(*inc_at), *inc_at);
+                site.probes.push_back({Probe::prefix, *inc_at});
+                sites_.push_back(std::move(site));
+            }
             return;
         }
         // No condition that runs: the increment counts further iterations,
@@ -466,6 +624,7 @@ private:
             if (!g->isResultDependent()) walk_expr(g->getResultExpr());
             return;
         }
+        if (auto* x = dyn_cast<Expr>(e)) operand_sites(x);
         walk_expr_children(e);
     }
 
@@ -510,16 +669,23 @@ private:
             block_entry_site(block, line_at(anchor), anchor, true);
             std::optional<unsigned> close = main_offset(block->getRBracLoc());
             if (functions_)
-                functions_->push_back({shown, line_at(anchor), close ? line_at(*close) : line_at(anchor)});
+                functions_->push_back({shown, line_at(anchor), close ? line_at(*close) : line_at(anchor), file_});
         }
         std::string saved_name = std::move(enclosing_name_);
         enclosing_name_ = shown;
         for (const ParmVarDecl* p : fd->parameters())
             if (p->hasDefaultArg() && !p->hasUninstantiatedDefaultArg() && !p->hasUnparsedDefaultArg())
                 walk_expr(p->getDefaultArg());
-        if (auto* ctor = dyn_cast<CXXConstructorDecl>(fd))
-            for (const CXXCtorInitializer* init : ctor->inits())
-                if (init->isWritten()) walk_expr(init->getInit());
+        if (auto* ctor = dyn_cast<CXXConstructorDecl>(fd)) {
+            int from = name_line;
+            for (const CXXCtorInitializer* init : ctor->inits()) {
+                if (!init->isWritten()) continue;
+                initializer_site(init->getInit(), from);
+                std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(init->getSourceLocation()));
+                if (at) from = std::max(from, line_at(*at));
+                walk_expr(init->getInit());
+            }
+        }
         walk(body, false);
 
         guarded_ = saved_guarded;
@@ -548,6 +714,24 @@ private:
         return name;
     }
 
+    // A member or base initialiser on a line of its own is counted there:
+    // its first written argument becomes "(probe, argument)".
+    void initializer_site(const Expr* init, int from_line) {
+        if (!init) return;
+        const Expr* e = init->IgnoreImplicit();
+        const Expr* first = nullptr;
+        if (auto* construct = dyn_cast<CXXConstructExpr>(e)) {
+            if (construct->getNumArgs() > 0) first = construct->getArg(0);
+        } else if (auto* list = dyn_cast<ParenListExpr>(e)) {
+            if (list->getNumExprs() > 0) first = list->getExpr(0);
+        } else if (auto* braces = dyn_cast<InitListExpr>(e)) {
+            if (braces->getNumInits() > 0) first = braces->getInit(0);
+        } else {
+            first = init;
+        }
+        if (first && !isa<CXXDefaultArgExpr>(first->IgnoreImplicit())) operand_site(first, from_line);
+    }
+
     bool is_lambda_without_constexpr(const FunctionDecl* fd) const {
         auto* method = dyn_cast<CXXMethodDecl>(fd);
         if (!method || !method->getParent()->isLambda()) return false;
@@ -558,12 +742,15 @@ private:
         return !text_.slice(*begin, *brace).contains("constexpr");
     }
 
-    bool in_main_file(const Decl* d) const {
-        return main_offset(sm_.getExpansionLoc(d->getLocation())).has_value();
+    void walk_decl(const Decl* d) {
+        if (!d || d->isImplicit()) return;
+        CurrentFile saved;
+        if (!enter_file_of(d, &saved)) return;
+        walk_decl_here(d);
+        leave_file(saved);
     }
 
-    void walk_decl(const Decl* d) {
-        if (!d || d->isImplicit() || !in_main_file(d)) return;
+    void walk_decl_here(const Decl* d) {
         if (auto* ns = dyn_cast<NamespaceDecl>(d)) {
             for (const Decl* child : ns->decls()) walk_decl(child);
         } else if (auto* ls = dyn_cast<LinkageSpecDecl>(d)) {
@@ -604,8 +791,13 @@ private:
     SourceManager& sm_;
     const LangOptions& lo_;
     ProbeStyle style_;
-    FileID main_;
-    llvm::StringRef text_;
+    const SiteOptions& options_;
+    FileID main_;             // the file being walked
+    llvm::StringRef text_;    // its text
+    int file_ = 0;            // its index
+    std::vector<FileID> file_ids_;
+    std::map<FileID, int> index_of_;
+    bool constant_context_ = false;  // walking what must stay a constant expression
     std::vector<Site> sites_;
     std::set<const Stmt*> seen_bodies_;
     std::set<const Stmt*> chained_labels_;
@@ -619,8 +811,12 @@ private:
 
 }  // namespace
 
-std::vector<Site> find_probe_sites(ASTContext& context, ProbeStyle style, std::vector<FunctionLines>* functions) {
-    return SiteFinder(context, style, functions).run();
+std::vector<Site> find_probe_sites(ASTContext& context, const SiteOptions& options,
+                                   std::vector<FunctionLines>* functions, std::vector<FileID>* files) {
+    SiteFinder finder(context, options, functions);
+    std::vector<Site> sites = finder.run();
+    if (files) *files = finder.files();
+    return sites;
 }
 
 }  // namespace mirt_instrument

@@ -2,17 +2,30 @@
 #ifndef MIRT_INSTRUMENT_PROBE_SITES_H
 #define MIRT_INSTRUMENT_PROBE_SITES_H
 
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "probe_text.h"
 
 namespace clang {
 class ASTContext;
+class FileID;
 }
 
 namespace mirt_instrument {
 
-// Every candidate site of the main file (select_sites picks one per line).
+struct SiteOptions {
+    ProbeStyle style = ProbeStyle::table;
+    // Whether the project's own headers and included sources get probes too
+    // (system headers never do), and which of them, by real path (all when
+    // empty).
+    bool headers = true;
+    std::function<bool(const std::string&)> probe_file;
+};
+
+// Every candidate site of the main file and of the project's own headers and
+// included sources (select_sites picks one per line).
 //
 // A line is counted each time control enters it from elsewhere: the first
 // statement that starts on it, a case or goto label that starts it, the start
@@ -23,12 +36,20 @@ namespace mirt_instrument {
 // counted before the macro), unevaluated operands (sizeof, decltype,
 // noexcept), the headers of for, if and switch, consteval functions, constexpr
 // functions before C++14 (later ones get probes that skip compile-time
-// evaluation), statements that a #pragma governs, and code of other files.
+// evaluation), statements that a #pragma governs, and system headers.
+//
+// Inside statements, a line that starts a part that may run or not gets a
+// count of its own, as gcov gives it: the right operand of && and ||, an arm
+// of ?:, a call's argument that itself calls or assigns, a for loop's
+// increment, a member initialiser. Not in what must stay a constant
+// expression (if constexpr, constexpr and constant static initialisers).
 //
 // functions, when given, receives every function that got an entry site: its
-// printable name, the line its entry counts and the line its body ends on.
-std::vector<Site> find_probe_sites(clang::ASTContext& context, ProbeStyle style,
-                                   std::vector<FunctionLines>* functions = nullptr);
+// printable name, the line its entry counts and the line its body ends on;
+// files, the files that sites and functions name by index (0: the main file).
+std::vector<Site> find_probe_sites(clang::ASTContext& context, const SiteOptions& options,
+                                   std::vector<FunctionLines>* functions = nullptr,
+                                   std::vector<clang::FileID>* files = nullptr);
 
 }  // namespace mirt_instrument
 

@@ -27,18 +27,19 @@ const char* style_name(ProbeStyle style) {
 
 std::vector<Site> select_sites(std::vector<Site> candidates) {
     std::stable_sort(candidates.begin(), candidates.end(), [](const Site& a, const Site& b) {
-        return std::tie(a.line, a.anchor) < std::tie(b.line, b.anchor);
+        return std::tie(a.file, a.line, a.anchor) < std::tie(b.file, b.line, b.anchor);
     });
     std::vector<Site> kept;
-    std::set<std::pair<int, int>> taken;  // (line, function)
+    std::set<std::tuple<int, int, int>> taken;  // (file, line, function)
     for (Site& site : candidates)
-        if (taken.insert({site.line, site.function}).second) kept.push_back(std::move(site));
+        if (taken.insert({site.file, site.line, site.function}).second) kept.push_back(std::move(site));
     return kept;
 }
 
-std::vector<int> counted_lines(const std::vector<Site>& sites) {
+std::vector<int> counted_lines(const std::vector<Site>& sites, int file) {
     std::set<int> lines;
-    for (const Site& site : sites) lines.insert(site.line);
+    for (const Site& site : sites)
+        if (site.file == file) lines.insert(site.line);
     return std::vector<int>(lines.begin(), lines.end());
 }
 
@@ -64,26 +65,42 @@ std::string quoted(const std::string& bytes) {
 
 namespace {
 
+// The names of one file's probe variables: the translation unit's own file
+// has "mirt_source_", "mirt_counters_"..., the others a number before the
+// last underscore ("mirt_counters1_").
+struct Names {
+    std::string suffix;
+    std::string of(const char* stem) const { return std::string(stem) + suffix + "_"; }
+};
+
+Names names_of(size_t file) { return Names{file == 0 ? "" : std::to_string(file)}; }
+
 // What one probe executes, as an expression.
-std::string probe_expression(ProbeStyle style, int line, int counter) {
-    if (style == ProbeStyle::table) return "++mirt_counters_[" + std::to_string(counter) + "]";
-    return "c_mirt_fn2(mirt_source_, " + std::to_string(line) + ")";
+std::string probe_expression(ProbeStyle style, const Names& names, int line, int counter) {
+    if (style == ProbeStyle::table) return "++" + names.of("mirt_counters") + "[" + std::to_string(counter) + "]";
+    return "c_mirt_fn2(" + names.of("mirt_source") + ", " + std::to_string(line) + ")";
 }
 
 // counter: the site's place in the counter table; in the function style, a
 // number that gives each scope object its own name (a lambda's scope would
-// otherwise shadow its enclosing function's).
-std::string probe_text(const SourceText& source, ProbeStyle style, const Site& site,
-                       const Probe& probe, int counter) {
+// otherwise shadow its enclosing function's). unique numbers declaration probes.
+std::string probe_text(const SourceText& source, const Names& names, ProbeStyle style, const Site& site,
+                       const Probe& probe, int counter, int unique) {
+    const std::string line = std::to_string(site.line);
+    std::string expr;
     if (style == ProbeStyle::function) {
         // Only function entries have sites in this style: a scope object in
         // C++, a named point in C, which has no destructors.
         if (source.cplusplus)
-            return "mirt_obj mirt_scope" + std::to_string(counter) + "_(mirt_source_, " + std::to_string(site.line) +
+            return "mirt_obj mirt_scope" + std::to_string(counter) + "_(" + names.of("mirt_source") + ", " + line +
                    "); ";
-        return "c_mirt_fn(mirt_source_, " + std::to_string(site.line) + "); ";
+        expr = "c_mirt_fn(" + names.of("mirt_source") + ", " + line + ")";
+        if (probe.form != Probe::declaration) return expr + "; ";
+    } else {
+        expr = probe_expression(style, names, site.line, counter);
     }
-    std::string expr = probe_expression(style, site.line, counter);
+    if (probe.form == Probe::declaration)
+        return "char mirt_p" + std::to_string(unique) + "_ __attribute__((unused)) = ((void)(" + expr + "), 0); ";
     // A constexpr function may run at compile time, where no counter exists.
     const char* guard = "__builtin_is_constant_evaluated()";
     if (probe.form == Probe::statement) {
@@ -91,8 +108,8 @@ std::string probe_text(const SourceText& source, ProbeStyle style, const Site& s
         return expr + "; ";
     }
     if (site.guarded) expr = std::string(guard) + " || " + expr;
-    if (source.cplusplus) return "static_cast<void>(" + expr + "), ";
-    return "(void)(" + expr + "), ";
+    std::string counted = source.cplusplus ? "static_cast<void>(" + expr + "), " : "(void)(" + expr + "), ";
+    return probe.form == Probe::operand ? "(" + counted : counted;
 }
 
 // One piece of text to insert, with its place among others at the same offset.
@@ -104,12 +121,10 @@ struct Insert {
     std::string text;
 };
 
-}  // namespace
-
-std::string render_instrumented(const SourceText& source, ProbeStyle style,
-                                const std::vector<Site>& selected) {
-    if (selected.empty()) return source.text;
-    std::vector<int> lines = counted_lines(selected);
+// The text of one file with the probes of its sites.
+std::string file_with_probes(const SourceText& source, const Names& names, ProbeStyle style,
+                             const std::vector<Site>& selected, int file, int* unique) {
+    std::vector<int> lines = counted_lines(selected, file);
     std::map<int, int> counter_of;
     for (size_t i = 0; i < lines.size(); ++i) counter_of[lines[i]] = static_cast<int>(i);
 
@@ -118,16 +133,23 @@ std::string render_instrumented(const SourceText& source, ProbeStyle style,
     int sequence = 0;
     int scope_number = 0;
     for (const Site& site : selected) {
+        if (site.file != file) continue;
         for (const Wrap& w : site.wraps) wraps.insert(w);
         int counter = style == ProbeStyle::function ? scope_number++ : counter_of[site.line];
         for (const Probe& p : site.probes) {
-            std::string text = probe_text(source, style, site, p, counter);
-            if (p.at_body_end)
+            std::string text = probe_text(source, names, style, site, p, counter, (*unique)++);
+            if (p.at_body_end) {
                 // Inside the wrap that opens at body_start, after anything that
                 // opened later: deeper first, and before the wrap's own close.
                 inserts.push_back({p.offset, 0, -2 * static_cast<long long>(p.body_start), sequence++, text});
-            else
+            } else if (p.form == Probe::operand) {
+                // The operand's parentheses close before anything that closes
+                // later at the same place, and open after what opens earlier.
                 inserts.push_back({p.offset, 2, 0, sequence++, text});
+                inserts.push_back({p.end, 0, -2 * static_cast<long long>(p.offset) + 1, sequence++, ")"});
+            } else {
+                inserts.push_back({p.offset, 2, 0, sequence++, text});
+            }
         }
     }
     for (const Wrap& w : wraps) {
@@ -143,11 +165,7 @@ std::string render_instrumented(const SourceText& source, ProbeStyle style,
     body.reserve(source.text.size() + inserts.size() * 32);
     size_t start = 0;
     // A byte-order mark stays the first thing in the file.
-    std::string bom;
-    if (source.text.compare(0, 3, "\xEF\xBB\xBF") == 0) {
-        bom = source.text.substr(0, 3);
-        start = 3;
-    }
+    if (source.text.compare(0, 3, "\xEF\xBB\xBF") == 0) start = 3;
     size_t done = start;
     for (const Insert& in : inserts) {
         size_t at = std::min<size_t>(std::max<size_t>(in.offset, start), source.text.size());
@@ -156,37 +174,102 @@ std::string render_instrumented(const SourceText& source, ProbeStyle style,
         body += in.text;
     }
     body.append(source.text, done, std::string::npos);
+    return body;
+}
 
-    const std::string name = quoted(source.path);
-    const std::string count = std::to_string(lines.size());
-    std::string out = bom;
-    out += "#line 1 \"mirt64.h\"\n";
-    out += public_header_text();
-    out += "\n#line 1 \"mirt-probes\"\n";
-    out += "static char mirt_source_[] = " + name + ";\n";
-    if (style == ProbeStyle::table) {
-        // Probes that run before the registration (other constructors) count
-        // here; the registration adds them to the library's table.
-        out += "static long long mirt_early_counts_[" + count + "];\n";
-        out += "static long long* mirt_counters_ = mirt_early_counts_;\n";
-    }
-    out += "#line 1 " + name + "\n";
-    out += body;
-    if (style == ProbeStyle::table) {
-        out += "\n#line 1 \"mirt-probes\"\n";
-        out += "static int mirt_lines_[" + count + "] = {";
-        for (size_t i = 0; i < lines.size(); ++i) out += (i ? ", " : "") + std::to_string(lines[i]);
-        out += "};\n";
-        out += "static void mirt_register_(void) __attribute__((constructor));\n";
-        out += "static void mirt_register_(void) {\n";
-        out += "    long long* counters = c_mirt_reg2(mirt_source_, " + count + ", mirt_lines_);\n";
-        out += "    int i;\n";
-        out += "    if (!counters) return;\n";
-        out += "    for (i = 0; i < " + count + "; ++i) counters[i] += mirt_early_counts_[i];\n";
-        out += "    mirt_counters_ = counters;\n";
-        out += "}\n";
+}  // namespace
+
+std::string probe_declarations(bool cplusplus, ProbeStyle style) {
+    // The same declarations with and without the Windows import attribute.
+    auto functions = [](const char* api) {
+        std::string a = api;
+        return a + "mirt_probe_count_* c_mirt_reg2(char* name, int count, int* lines);\n" + a +
+               "int c_mirt_fn2(char* file, int line);\n" + a + "int c_mirt_fn(char* key, int line);\n";
+    };
+    std::string out = cplusplus ? "extern \"C\" {\n" : "";
+    out += "__extension__ typedef long long mirt_probe_count_;\n";
+    out += "#ifdef _WIN32\n" + functions("__declspec(dllimport) ") + "#else\n" + functions("") + "#endif\n";
+    if (cplusplus) out += "}\n";
+    if (cplusplus && style == ProbeStyle::function) {
+        // The scope type of the public header, which a source may not include.
+        auto scope = [](const char* api) {
+            return std::string("struct ") + api +
+                   "mirt_obj {\n    int index;\n    mirt_obj(char* name, int line);\n    ~mirt_obj();\n"
+                   "    mirt_obj& operator=(const mirt_obj& other);\n};\n";
+        };
+        out += "#ifdef _WIN32\n" + scope("__declspec(dllimport) ") + "#else\n" + scope("") + "#endif\n";
     }
     return out;
+}
+
+std::vector<std::string> render_unit(const std::vector<SourceText>& files, ProbeStyle style,
+                                     const std::vector<Site>& selected) {
+    std::vector<std::string> out;
+    if (selected.empty()) {
+        for (const SourceText& f : files) out.push_back(f.text);
+        return out;
+    }
+    int unique = 0;
+    std::string prologue, registration;
+    for (size_t j = 0; j < files.size(); ++j) {
+        const SourceText& source = files[j];
+        Names names = names_of(j);
+        std::vector<int> lines = counted_lines(selected, static_cast<int>(j));
+        std::string body = file_with_probes(source, names, style, selected, static_cast<int>(j), &unique);
+        std::string bom = source.text.compare(0, 3, "\xEF\xBB\xBF") == 0 ? source.text.substr(0, 3) : "";
+        const std::string& shown = source.shown.empty() ? source.path : source.shown;
+        if (j > 0) out.push_back(bom + "#line 1 " + quoted(shown) + "\n" + body);
+        else out.push_back(body);
+        if (lines.empty()) continue;
+
+        const std::string count = std::to_string(lines.size());
+        prologue += "static char " + names.of("mirt_source") + "[] = " + quoted(source.path) + ";\n";
+        if (style != ProbeStyle::table) continue;
+        // Probes that run before the registration (other constructors) count
+        // in the early table; the registration adds them to the library's.
+        prologue += "static mirt_probe_count_ " + names.of("mirt_early_counts") + "[" + count + "];\n";
+        prologue += "static mirt_probe_count_* " + names.of("mirt_counters") + " = " + names.of("mirt_early_counts") + ";\n";
+        std::string table = names.of("mirt_lines");
+        registration += "static int " + table + "[" + count + "] = {";
+        for (size_t i = 0; i < lines.size(); ++i) registration += (i ? ", " : "") + std::to_string(lines[i]);
+        registration += "};\n";
+    }
+
+    std::string main;
+    main += files[0].text.compare(0, 3, "\xEF\xBB\xBF") == 0 ? "\xEF\xBB\xBF" : "";
+    main += "#line 1 \"mirt-probes\"\n";
+    main += probe_declarations(files[0].cplusplus, style);
+    main += prologue;
+    main += "#line 1 " + quoted(files[0].path) + "\n";
+    main += out[0];
+    if (style == ProbeStyle::table) {
+        main += "\n#line 1 \"mirt-probes\"\n" + registration;
+        main += "static void mirt_register_(void) __attribute__((constructor));\n";
+        main += "static void mirt_register_(void) {\n";
+        main += "    mirt_probe_count_* counters;\n";
+        main += "    int i;\n";
+        for (size_t j = 0; j < files.size(); ++j) {
+            std::vector<int> lines = counted_lines(selected, static_cast<int>(j));
+            if (lines.empty()) continue;
+            Names names = names_of(j);
+            const std::string count = std::to_string(lines.size());
+            main += "    counters = c_mirt_reg2(" + names.of("mirt_source") + ", " + count + ", " +
+                    names.of("mirt_lines") + ");\n";
+            main += "    if (counters) {\n";
+            main += "        for (i = 0; i < " + count + "; ++i) counters[i] += " + names.of("mirt_early_counts") +
+                    "[i];\n";
+            main += "        " + names.of("mirt_counters") + " = counters;\n";
+            main += "    }\n";
+        }
+        main += "}\n";
+    }
+    out[0] = main;
+    return out;
+}
+
+std::string render_instrumented(const SourceText& source, ProbeStyle style,
+                                const std::vector<Site>& selected) {
+    return render_unit({source}, style, selected)[0];
 }
 
 }  // namespace mirt_instrument

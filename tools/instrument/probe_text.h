@@ -20,8 +20,13 @@ const char* style_name(ProbeStyle style);
 // One probe placed in the text at a byte offset of the original file.
 struct Probe {
     enum Form {
-        statement,  // a statement of its own, before the code at offset
-        prefix,     // the left operand of a comma, before the expression at offset
+        statement,    // a statement of its own, before the code at offset
+        prefix,       // the left operand of a comma, before the expression at offset
+        declaration,  // C: an unused variable whose initialiser counts, where a
+                      // statement would come before a declaration (C89, or
+                      // -Wdeclaration-after-statement)
+        operand,      // the left operand of a parenthesised comma around the
+                      // expression from offset to end (an operand of && or ?:)
     };
     Form form = statement;
     unsigned offset = 0;
@@ -30,6 +35,7 @@ struct Probe {
     // that the body's own statements close at the same offset.
     bool at_body_end = false;
     unsigned body_start = 0;
+    unsigned end = 0;  // operand: the byte after the expression
 };
 
 // A statement that must become a block so that a probe can go before it:
@@ -38,6 +44,7 @@ using Wrap = std::pair<unsigned, unsigned>;
 
 // One way control reaches a source line: its probes all count that line.
 struct Site {
+    int file = 0;             // which file of the translation unit (0: its own source)
     int line = 0;             // the source line that is counted
     unsigned anchor = 0;      // offset of the code that the site stands for
     int function = 0;         // the function whose code it counts (its entry counts the function entered)
@@ -53,32 +60,49 @@ struct FunctionLines {
     std::string name;   // qualified, with parameter types in C++ ("ns::f(int)")
     int first_line = 0; // the line its entry probe counts
     int last_line = 0;  // the line of its closing brace
+    int file = 0;       // which file of the translation unit
 };
 
 // Keeps, for each line, the site that comes first on it among those of each
 // function: control enters a line once from the code above it, and once more
 // for every function (lambda, one-line member) that starts on it and is called.
-// Sites come back ordered by line, then anchor.
+// Sites come back ordered by file, line, then anchor.
 std::vector<Site> select_sites(std::vector<Site> candidates);
 
-// The distinct counted lines of the sites, ascending.
-std::vector<int> counted_lines(const std::vector<Site>& sites);
+// The distinct counted lines of the sites of one file, ascending.
+std::vector<int> counted_lines(const std::vector<Site>& sites, int file = 0);
 
 struct SourceText {
+    SourceText(std::string p, std::string t, bool cpp = true, std::string s = "")
+        : path(std::move(p)), text(std::move(t)), cplusplus(cpp), shown(std::move(s)) {}
     std::string path;       // the name that probes, __FILE__ and diagnostics use
     std::string text;       // the original bytes
     bool cplusplus = true;
+    std::string shown;      // for __FILE__ and diagnostics, when not path (a header's own spelling)
 };
 
-// The instrumented copy: the public header, the file's probe declarations, a
-// #line that gives the original name back, the original text with the probes
-// of the selected sites, and (table style) the registration at load time.
-// With no site, the original text comes back unchanged.
+// The instrumented copies of a translation unit's files: files[0] is its own
+// source, the others the project's headers and included sources that it
+// reads, each with the sites whose file is its index. The first copy holds
+// the declarations of the library functions that probes call, the probe
+// variables of every file, a #line that gives
+// the original name back, the text with its probes, and (table style) one
+// registration at load time of a counter table per file with probes. Every
+// other copy is its text with probes after a #line that gives its name back.
+// With no site anywhere, every text comes back unchanged.
+std::vector<std::string> render_unit(const std::vector<SourceText>& files, ProbeStyle style,
+                                     const std::vector<Site>& selected);
+
+// The copy of a single file (render_unit of that file alone).
 std::string render_instrumented(const SourceText& source, ProbeStyle style,
                                 const std::vector<Site>& selected);
 
-// The text of include/mirt64.h, built into the tool.
-const char* public_header_text();
+// The declarations of the library functions that probes call, for the top
+// of a copy. They define no macro and no typedef that the public header has,
+// and use no type that strict C89 rejects, so that a project's own flags
+// (-pedantic -Werror, -Wunused-macros) find nothing to say, and a source that
+// includes the public header itself still compiles.
+std::string probe_declarations(bool cplusplus, ProbeStyle style);
 
 // A C string literal with the given bytes ("a\\b" for a\b).
 std::string quoted(const std::string& bytes);
