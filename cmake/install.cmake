@@ -1,6 +1,7 @@
 # Install rules: the runtime, its header, a CMake package (find_package(mirt64)
-# gives the imported target mirt64::mirt64) and a pkg-config file. The report
-# tool installs itself from tools/report.
+# gives the imported target mirt64::mirt64 and mirt64_coverage()), the
+# coverage module and a pkg-config file. The tools install themselves from
+# tools/report and tools/instrument.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -20,6 +21,10 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/mirt64ConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/mirt64Config.cmake ${CMAKE_BINARY_DIR}/mirt64ConfigVersion.cmake
   DESTINATION ${MIRT_CMAKE_DIR})
+# The coverage module beside the package: it finds the installed mirt-cc.
+if(MIRT_INSTRUMENT_BUILT)
+  install(FILES ${CMAKE_CURRENT_LIST_DIR}/MirtCoverage.cmake DESTINATION ${MIRT_CMAKE_DIR})
+endif()
 
 # The pkg-config file finds its prefix from its own place (${pcfiledir}), so
 # that the tree works wherever `cmake --install --prefix` puts it.
@@ -34,6 +39,7 @@ install(FILES ${CMAKE_BINARY_DIR}/mirt64.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/
 # A sanitized library cannot be loaded by the plain programs this test builds.
 if(MIRT_BUILD_TESTS AND NOT WIN32 AND NOT MIRT_SANITIZE)
   add_test(NAME installed_tree
-    COMMAND ${PROJECT_SOURCE_DIR}/tests/install/check_install.sh ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+    COMMAND ${PROJECT_SOURCE_DIR}/tests/install/check_install.sh ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR}
+            $<BOOL:${MIRT_INSTRUMENT_BUILT}>)
   set_tests_properties(installed_tree PROPERTIES RESOURCE_LOCK fixed_files TIMEOUT 300)
 endif()

@@ -70,6 +70,11 @@ MIRT_API int mirt_fn(char* key, int line);
 struct MIRT_API mirt_obj {
     int index;
     mirt_obj(char* name, int line);
+#if __cplusplus >= 201103L
+    /* A string literal's name (see the forms for literals below). */
+    template <decltype(sizeof 0) N>
+    mirt_obj(const char (&name)[N], int line) : mirt_obj(const_cast<char*>(name), line) {}
+#endif
     ~mirt_obj();
     mirt_obj& operator=(const mirt_obj& other);
 };
@@ -83,6 +88,40 @@ MIRT_API int mirt_fn2(char* file, int line);
 /* The same code as c_mirt_fn2, for callers compiled against a void prototype. */
 MIRT_API void mirt_fn22(char* file, int line);
 MIRT_API void mirt_write_coverage_data(const char* path);
+
+/* Names as string literals: C++ has them const, the library takes char*
+ * (it never writes through them). These take a literal (an array of const
+ * char; a char* or a null pointer still goes to the exported function) and
+ * forward to the exported functions: the library exports nothing more. */
+#if __cplusplus >= 201103L
+#define MIRT_LITERAL(n) template <decltype(sizeof 0) n> inline
+MIRT_LITERAL(N) int mirt_fn(const char (&key)[N], int line) { return mirt_fn(const_cast<char*>(key), line); }
+MIRT_LITERAL(N) int c_mirt_fn(const char (&key)[N], int line) { return c_mirt_fn(const_cast<char*>(key), line); }
+template <decltype(sizeof 0) N, decltype(sizeof 0) M>
+inline void mirt_set_test_name(const char (&name)[N], int length, const char (&label)[M]) {
+    mirt_set_test_name(const_cast<char*>(name), length, const_cast<char*>(label));
+}
+template <decltype(sizeof 0) N, decltype(sizeof 0) M>
+inline void c_mirt_set_test_name(const char (&name)[N], int length, const char (&label)[M]) {
+    c_mirt_set_test_name(const_cast<char*>(name), length, const_cast<char*>(label));
+}
+MIRT_LITERAL(N) int mirt_reg(const char (&name)[N], int count, int* lines, mirt_count_t* counters) {
+    return mirt_reg(const_cast<char*>(name), count, lines, counters);
+}
+MIRT_LITERAL(N) int c_mirt_reg(const char (&name)[N], int count, int* lines, mirt_count_t* counters) {
+    return c_mirt_reg(const_cast<char*>(name), count, lines, counters);
+}
+MIRT_LITERAL(N) mirt_count_t* mirt_reg2(const char (&name)[N], int count, int* lines) {
+    return mirt_reg2(const_cast<char*>(name), count, lines);
+}
+MIRT_LITERAL(N) mirt_count_t* c_mirt_reg2(const char (&name)[N], int count, int* lines) {
+    return c_mirt_reg2(const_cast<char*>(name), count, lines);
+}
+MIRT_LITERAL(N) int mirt_fn2(const char (&file)[N], int line) { return mirt_fn2(const_cast<char*>(file), line); }
+MIRT_LITERAL(N) int c_mirt_fn2(const char (&file)[N], int line) { return c_mirt_fn2(const_cast<char*>(file), line); }
+MIRT_LITERAL(N) void mirt_fn22(const char (&file)[N], int line) { mirt_fn22(const_cast<char*>(file), line); }
+#undef MIRT_LITERAL
+#endif
 #endif /* __cplusplus */
 
 #endif /* MIRT64_H */

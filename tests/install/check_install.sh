@@ -2,11 +2,14 @@
 # Installs a build tree into a fresh prefix, then builds the example program
 # against the installed tree twice, through find_package(mirt64) and through
 # pkg-config, runs both builds and reads their coverage files with the
-# installed report tool.
-# Usage: check_install.sh BUILD_TREE SOURCE_TREE
+# installed report tool. With the instrumenting tools, it also builds a
+# project with coverage from the installed tree alone: one call through the
+# package, and the installed coverage module as the project include.
+# Usage: check_install.sh BUILD_TREE SOURCE_TREE [1 when the tools are built]
 set -euo pipefail
 build=$1
 source=$2
+tools=${3:-0}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix="$work/prefix"
@@ -52,5 +55,33 @@ libdir=$(pkg-config --variable=libdir mirt64)
 # shellcheck disable=SC2046 # the flags are meant to split into words
 c++ -std=c++17 "$source/examples/demo.cpp" $(pkg-config --cflags --libs mirt64) -Wl,-rpath,"$libdir" -o "$work/demo-pc"
 run_example "$work/demo-pc" pkg-config
+
+if [ "$tools" = 1 ]; then
+  for f in bin/mirt-cc bin/mirt-instrument; do
+    [ -x "$prefix/$f" ] || { echo "not installed: $f"; exit 1; }
+  done
+  module=$(find "$prefix" -name MirtCoverage.cmake)
+  [ -n "$module" ] || { echo "no MirtCoverage.cmake under $prefix"; exit 1; }
+  programs="$source/tests/instrument/programs"
+  # Only the installed tree may be found: no mirt-cc from this build or PATH.
+  cmake -S "$source/tests/install/covered" -B "$work/covered" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DMIRT_PROGRAMS="$programs" >"$work/covered.log"
+  grep -q "app;util compiled and linked through $prefix/bin/mirt-cc" "$work/covered.log" ||
+    { echo "mirt64_coverage(): not the installed mirt-cc"; cat "$work/covered.log"; exit 1; }
+  cmake --build "$work/covered" >/dev/null
+  ldd "$work/covered/app" | grep -q "$prefix/.*libmirt64.so" || { echo "covered app: not linked to the installed library"; exit 1; }
+  rm -f /tmp/mirt_exit.out
+  "$work/covered/app" 12 >/dev/null || true  # its status is part of its output
+  summary=$(cd "$work" && "$prefix/bin/mirt-report" --map covered summary /tmp/mirt_exit.out 2>&1)
+  grep -q "util.c: 8 of 10 lines hit (80.0%).*never run: 17-18" <<<"$summary" ||
+    { echo "covered app: unexpected coverage: $summary"; exit 1; }
+
+  cmake -S "$programs/cmake_project" -B "$work/whole" -DCMAKE_PROJECT_INCLUDE="$module" >"$work/whole.log"
+  grep -q "compiling and linking through $prefix/bin/mirt-cc" "$work/whole.log" ||
+    { echo "the installed module did not find the installed mirt-cc"; cat "$work/whole.log"; exit 1; }
+  cmake --build "$work/whole" >/dev/null
+  ldd "$work/whole/app" | grep -q "$prefix/.*libmirt64.so" || { echo "whole project: not linked to the installed library"; exit 1; }
+  echo "coverage from the installed tree alone: one call, and the module as the project include"
+fi
 
 echo "installed tree checked"

@@ -200,6 +200,15 @@ TEST(Launcher, LeavesStepsWithoutObjectsAlone) {
     ProcessResult usage = run_process({kMirtCc, "--mirt-style=bogus", "gcc", "-c", src}, true);
     EXPECT_EQ(usage.exit_code, 2);
     EXPECT_NE(usage.err.find("usage: mirt-cc"), std::string::npos);
+    // Its own --help and --version need no compiler; a compiler that is not
+    // there is named.
+    ProcessResult help = run_process({kMirtCc, "--help"}, true);
+    EXPECT_EQ(help.exit_code, 0);
+    EXPECT_NE(help.out.find("--mirt-style="), std::string::npos);
+    EXPECT_EQ(run_process({kMirtCc, "--version"}, true).out.compare(0, 8, "mirt-cc "), 0);
+    ProcessResult missing = run_process({kMirtCc, "no-such-cc", "-c", src, "-o", "/dev/null"}, true);
+    EXPECT_EQ(missing.exit_code, 127);
+    EXPECT_NE(missing.err.find("cannot run the compiler 'no-such-cc'"), std::string::npos) << missing.err;
 }
 
 TEST(Launcher, WindowsBuildRunsUnderWine) {

@@ -9,6 +9,8 @@
 #include <clang/Frontend/FrontendAction.h>
 #include <clang/Tooling/Tooling.h>
 #include <llvm/ADT/SmallString.h>
+#include <llvm/Support/MemoryBuffer.h>
+#include <llvm/Support/VirtualFileSystem.h>
 
 #include <algorithm>
 #include <fstream>
@@ -23,14 +25,23 @@
 namespace mirt_instrument {
 namespace {
 
-// Keeps the first error; warnings are not shown (the real compiler shows its own).
+// Keeps the first error; warnings are not shown (the real compiler shows its
+// own). Also notes the GCC built-ins that Clang does not know, and whether
+// every error was about one of them.
 class ErrorCollector : public clang::DiagnosticConsumer {
 public:
     void HandleDiagnostic(clang::DiagnosticsEngine::Level level, const clang::Diagnostic& info) override {
         clang::DiagnosticConsumer::HandleDiagnostic(level, info);
-        if (level < clang::DiagnosticsEngine::Error || !first_error.empty()) return;
+        if (level < clang::DiagnosticsEngine::Error) return;
         llvm::SmallString<256> message;
         info.FormatDiagnostic(message);
+        llvm::StringRef text = message.str();
+        const llvm::StringRef undeclared = "use of undeclared identifier '__builtin_";
+        if (text.startswith(undeclared) && text.endswith("'"))
+            unknown_builtins.insert(text.drop_front(undeclared.size() - 10).drop_back(1).str());
+        else
+            other_errors = true;
+        if (!first_error.empty()) return;
         std::string where;
         if (info.hasSourceManager() && info.getLocation().isValid()) {
             clang::PresumedLoc p = info.getSourceManager().getPresumedLoc(info.getLocation());
@@ -38,8 +49,19 @@ public:
         }
         first_error = where + std::string(message.str());
     }
+    void reset() {
+        clear();
+        first_error.clear();
+        unknown_builtins.clear();
+        other_errors = false;
+    }
     std::string first_error;
+    std::set<std::string> unknown_builtins;
+    bool other_errors = false;
 };
+
+// The declarations that a parse may read first: no file of the project.
+const char* const virtual_header = "/mirt-cc-builtins.h";
 
 struct FoundFile {
     std::string spelled;  // the name the compiler found it by
@@ -69,7 +91,8 @@ public:
             std::vector<std::pair<std::string, clang::FileID>> rest;
             for (auto it = sm.fileinfo_begin(); it != sm.fileinfo_end(); ++it) {
                 clang::FileID fid = sm.translateFile(it->first);
-                if (fid.isInvalid() || listed.count(fid) || sm.isInSystemHeader(sm.getLocForStartOfFile(fid)))
+                if (fid.isInvalid() || listed.count(fid) || sm.isInSystemHeader(sm.getLocForStartOfFile(fid)) ||
+                    it->first->getName() == virtual_header)
                     continue;
                 rest.push_back({it->first->getName().str(), fid});
             }
@@ -99,6 +122,28 @@ private:
     const SiteOptions& options_;
     Findings* out_;
 };
+
+// Runs Clang's front end; declarations, when given, are read before the source.
+bool parse(std::vector<std::string> argv, const SiteOptions& options, const std::string& declarations,
+           Findings* findings, ErrorCollector* errors) {
+    if (!declarations.empty()) argv.insert(argv.end() - 1, {"-include", virtual_header});
+    try {
+        llvm::IntrusiveRefCntPtr<llvm::vfs::OverlayFileSystem> overlay(
+            new llvm::vfs::OverlayFileSystem(llvm::vfs::getRealFileSystem()));
+        if (!declarations.empty()) {
+            llvm::IntrusiveRefCntPtr<llvm::vfs::InMemoryFileSystem> memory(new llvm::vfs::InMemoryFileSystem);
+            memory->addFile(virtual_header, 0, llvm::MemoryBuffer::getMemBufferCopy(declarations));
+            overlay->pushOverlay(memory);
+        }
+        llvm::IntrusiveRefCntPtr<clang::FileManager> files(
+            new clang::FileManager(clang::FileSystemOptions(), overlay));
+        clang::tooling::ToolInvocation invocation(argv, std::make_unique<SiteAction>(options, findings), files.get());
+        invocation.setDiagnosticConsumer(errors);
+        return invocation.run();
+    } catch (...) {
+        return false;
+    }
+}
 
 // Relative to the working folder when path lies under it, else absolute.
 std::string probe_name(const std::string& absolute) {
@@ -156,6 +201,9 @@ InstrumentResult instrument_source(const std::string& source, Language language,
     result.original = result.text;
     std::vector<std::string> argv = {"clang", "-fsyntax-only", "-w", "-fno-color-diagnostics",
                                      "-fno-caret-diagnostics"};
+    // GCC takes a call of an undeclared function (a GCC-only built-in among
+    // them) in C with a warning; Clang makes it an error.
+    if (language == Language::c) argv.push_back("-Wno-error=implicit-function-declaration");
     argv.insert(argv.end(), clang_args.begin(), clang_args.end());
     argv.push_back("-x");
     argv.push_back(language == Language::c ? "c" : "c++");
@@ -163,14 +211,16 @@ InstrumentResult instrument_source(const std::string& source, Language language,
 
     Findings findings;
     ErrorCollector errors;
-    bool ran = false;
-    try {
-        llvm::IntrusiveRefCntPtr<clang::FileManager> files(new clang::FileManager(clang::FileSystemOptions()));
-        clang::tooling::ToolInvocation invocation(argv, std::make_unique<SiteAction>(options, &findings), files.get());
-        invocation.setDiagnosticConsumer(&errors);
-        ran = invocation.run();
-    } catch (...) {
-        ran = false;
+    bool ran = parse(argv, options, "", &findings, &errors);
+    // C++ built-ins of GCC's that Clang does not know: declared for the parse
+    // alone (the real compiler knows them), and parsed once more.
+    if ((!ran || errors.getNumErrors() > 0) && !errors.unknown_builtins.empty() && !errors.other_errors) {
+        std::string declarations = "extern \"C\" {\n";
+        for (const std::string& name : errors.unknown_builtins) declarations += "int " + name + "(...);\n";
+        declarations += "}\n";
+        findings = Findings();
+        errors.reset();
+        ran = parse(argv, options, declarations, &findings, &errors);
     }
     if (!ran || !findings.done || errors.getNumErrors() > 0) {
         result.problem = errors.first_error.empty() ? "Clang could not parse it" : errors.first_error;

@@ -1,6 +1,6 @@
 // mirt-cc: a compiler launcher that instruments each C and C++ source it compiles.
 //
-//   mirt-cc [--mirt-style=table|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] COMPILER ARGS...
+//   mirt-cc [--mirt-style=table|atomic|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] COMPILER ARGS...
 //
 // Used as CMAKE_<LANG>_COMPILER_LAUNCHER (and _LINKER_LAUNCHER) or in front of
 // any gcc-style command, as ccache is. Each source goes through
@@ -126,21 +126,62 @@ std::string target_of(const std::string& compiler) {
     return t;
 }
 
-// The runtime library that a link step adds, for the command's target.
+// The native library of an installed tree: in the library folder beside
+// this program's folder; "" when this program is not installed.
+std::string installed_lib_dir() {
+    char exe[4096];
+    ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
+    if (n <= 0) return "";
+    exe[n] = '\0';
+    std::string dir = folder_of(exe) + "/" + MIRT_INSTALLED_LIB_FROM_BIN;
+    struct stat st;
+    return stat((dir + "/libmirt64.so").c_str(), &st) == 0 ? dir : "";
+}
+
+// The runtime library that a link step adds, for the command's target: the
+// folder the option or MIRT_LIB_DIR names, else the installed tree's, else
+// this build's.
 std::vector<std::string> runtime_link_args(const std::string& compiler, const std::string& lib_dir_option) {
     bool windows = is_windows_target(target_of(compiler));
     std::string dir = lib_dir_option;
     if (dir.empty()) {
         const char* env = getenv("MIRT_LIB_DIR");
-        dir = (env && *env) ? env : (windows ? MIRT_WINDOWS_LIB_DIR : MIRT_NATIVE_LIB_DIR);
+        if (env && *env) dir = env;
+        else if (!windows) dir = installed_lib_dir();
+        if (dir.empty()) dir = windows ? MIRT_WINDOWS_LIB_DIR : MIRT_NATIVE_LIB_DIR;
     }
     if (windows) return {dir + "/mirt64.lib"};
     return {dir + "/libmirt64.so", "-Wl,-rpath," + dir};
 }
 
+// Runs the real compiler; one that cannot be run is named, with status 127.
+ProcessResult run_compiler(const std::vector<std::string>& argv, bool capture) {
+    ProcessResult r = run_process(argv, capture);
+    if (!r.started)
+        std::fprintf(stderr, "mirt-cc: error: cannot run the compiler '%s': not found, or not a program\n",
+                     argv[0].c_str());
+    return r;
+}
+
+const char* const help_text =
+    "usage: mirt-cc [OPTIONS] COMPILER ARGS...\n"
+    "\n"
+    "Compiles C and C++ sources with probes for mirt64, as a compiler launcher (ccache-like):\n"
+    "each source is instrumented with Clang and compiled by COMPILER with ARGS; link steps\n"
+    "get the runtime library; each object gets its line map (OBJECT.mirtmap).\n"
+    "\n"
+    "options (each also an environment variable):\n"
+    "  --mirt-style=table|atomic|line|function   how probes count (MIRT_STYLE; default table)\n"
+    "  --mirt-lib-dir=DIR                 the folder of the runtime library (MIRT_LIB_DIR)\n"
+    "  --mirt-map-dir=DIR                 every line map in DIR (MIRT_MAP_DIR)\n"
+    "  --mirt-headers=none|DIR:DIR...     which headers get probes (MIRT_HEADERS; default the project's)\n"
+    "  --mirt-strict                      fail when a source would be built without probes (MIRT_STRICT=1)\n"
+    "  --help, --version                  this text, the version\n"
+    "MIRT_CC_VERBOSE=1 prints the commands run; MIRT_CC_KEEP=1 keeps the instrumented copies.\n";
+
 int usage() {
     std::fprintf(stderr,
-                 "usage: mirt-cc [--mirt-style=table|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] "
+                 "usage: mirt-cc [--mirt-style=table|atomic|line|function] [--mirt-lib-dir=DIR] [--mirt-map-dir=DIR] "
                  "[--mirt-headers=none|DIR:DIR...] [--mirt-strict] COMPILER ARGS...\n");
     return 2;
 }
@@ -330,6 +371,14 @@ bool all_probed(const CompileCommand& cmd, const std::vector<SourceOutcome>& out
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
+        std::fputs(help_text, stdout);
+        return 0;
+    }
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::printf("mirt-cc %s\n", MIRT_VERSION);
+        return 0;
+    }
     Options options;
     if (!read_options(argc, argv, &options)) return usage();
 
@@ -337,7 +386,7 @@ int main(int argc, char** argv) {
     CompileCommand cmd = parse_compile_command(original);
     if (cmd.preprocess_only || (cmd.sources.empty() && !cmd.links)) {
         show(original);
-        return run_process(original, false).exit_code;
+        return run_compiler(original, false).exit_code;
     }
 
     std::vector<std::string> link_args;
@@ -360,12 +409,13 @@ int main(int argc, char** argv) {
     show(instrumented);
 
     if (renames.empty()) {
-        int status = run_process(instrumented, false).exit_code;
+        int status = run_compiler(instrumented, false).exit_code;
         if (status == 0) write_maps(cmd, options, outcomes);
         return status;
     }
 
-    ProcessResult r = run_process(instrumented, true);
+    ProcessResult r = run_compiler(instrumented, true);
+    if (!r.started) return r.exit_code;
     if (r.exit_code == 0) {
         fwrite(r.out.data(), 1, r.out.size(), stdout);
         fwrite(r.err.data(), 1, r.err.size(), stderr);
@@ -385,7 +435,7 @@ int main(int argc, char** argv) {
     std::vector<std::string> plain = original;
     plain.insert(plain.end(), link_args.begin(), link_args.end());
     show(plain);
-    int status = run_process(plain, false).exit_code;
+    int status = run_compiler(plain, false).exit_code;
     if (status == 0) write_maps(cmd, options, outcomes);
     return status;
 }

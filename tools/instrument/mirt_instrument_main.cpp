@@ -1,6 +1,6 @@
 // mirt-instrument: writes the instrumented copy of one C or C++ source.
 //
-//   mirt-instrument [--style=table|line|function] [-o OUTPUT] [--lines] [--map FILE] SOURCE [-- COMPILE COMMAND]
+//   mirt-instrument [--style=table|atomic|line|function] [-o OUTPUT] [--lines] [--map FILE] SOURCE [-- COMPILE COMMAND]
 //
 // The compile command (the compiler and its arguments, as the build runs it)
 // decides how the source parses; without one Clang's defaults apply. The copy
@@ -23,7 +23,7 @@ namespace {
 
 int usage() {
     std::fprintf(stderr,
-                 "usage: mirt-instrument [--style=table|line|function] [-o OUTPUT] [--lines] [--map FILE] SOURCE "
+                 "usage: mirt-instrument [--style=table|atomic|line|function] [-o OUTPUT] [--lines] [--map FILE] SOURCE "
                  "[-- COMPILER ARGS...]\n");
     return 2;
 }
@@ -39,7 +39,16 @@ int main(int argc, char** argv) {
     std::vector<std::string> command;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
-        if (a == "--") {
+        if (a == "--help") {
+            std::printf("usage: mirt-instrument [--style=table|atomic|line|function] [-o OUTPUT] [--lines] [--map FILE] "
+                        "SOURCE [-- COMPILER ARGS...]\n\nWrites the instrumented copy of SOURCE (probes in SOURCE "
+                        "alone) as the compile command would parse it;\n--lines lists its counted lines instead, "
+                        "--map writes its line map.\n");
+            return 0;
+        } else if (a == "--version") {
+            std::printf("mirt-instrument %s\n", MIRT_VERSION);
+            return 0;
+        } else if (a == "--") {
             command.assign(argv + i + 1, argv + argc);
             break;
         } else if (a.compare(0, 8, "--style=") == 0) {

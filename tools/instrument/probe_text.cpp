@@ -10,6 +10,7 @@ namespace mirt_instrument {
 
 bool parse_style(const std::string& name, ProbeStyle* style) {
     if (name == "table") *style = ProbeStyle::table;
+    else if (name == "atomic") *style = ProbeStyle::atomic;
     else if (name == "line") *style = ProbeStyle::line;
     else if (name == "function") *style = ProbeStyle::function;
     else return false;
@@ -19,6 +20,7 @@ bool parse_style(const std::string& name, ProbeStyle* style) {
 const char* style_name(ProbeStyle style) {
     switch (style) {
     case ProbeStyle::table: return "table";
+    case ProbeStyle::atomic: return "atomic";
     case ProbeStyle::line: return "line";
     case ProbeStyle::function: return "function";
     }
@@ -77,7 +79,10 @@ Names names_of(size_t file) { return Names{file == 0 ? "" : std::to_string(file)
 
 // What one probe executes, as an expression.
 std::string probe_expression(ProbeStyle style, const Names& names, int line, int counter) {
-    if (style == ProbeStyle::table) return "++" + names.of("mirt_counters") + "[" + std::to_string(counter) + "]";
+    std::string slot = names.of("mirt_counters") + "[" + std::to_string(counter) + "]";
+    if (style == ProbeStyle::table) return "++" + slot;
+    // Relaxed: each count is exact; the order among counters does not matter.
+    if (style == ProbeStyle::atomic) return "__atomic_fetch_add(&" + slot + ", 1, __ATOMIC_RELAXED)";
     return "c_mirt_fn2(" + names.of("mirt_source") + ", " + std::to_string(line) + ")";
 }
 
@@ -224,7 +229,7 @@ std::vector<std::string> render_unit(const std::vector<SourceText>& files, Probe
 
         const std::string count = std::to_string(lines.size());
         prologue += "static char " + names.of("mirt_source") + "[] = " + quoted(source.path) + ";\n";
-        if (style != ProbeStyle::table) continue;
+        if (!counts_in_tables(style)) continue;
         // Probes that run before the registration (other constructors) count
         // in the early table; the registration adds them to the library's.
         prologue += "static mirt_probe_count_ " + names.of("mirt_early_counts") + "[" + count + "];\n";
@@ -242,7 +247,7 @@ std::vector<std::string> render_unit(const std::vector<SourceText>& files, Probe
     main += prologue;
     main += "#line 1 " + quoted(files[0].path) + "\n";
     main += out[0];
-    if (style == ProbeStyle::table) {
+    if (counts_in_tables(style)) {
         main += "\n#line 1 \"mirt-probes\"\n" + registration;
         main += "static void mirt_register_(void) __attribute__((constructor));\n";
         main += "static void mirt_register_(void) {\n";

@@ -9,11 +9,15 @@
 namespace mirt_instrument {
 
 // How probes count: one registered counter table per file with a plain
-// increment per probe (table), a locked source-line call per probe (line), or
-// one named-point scope per function (function).
-enum class ProbeStyle { table, line, function };
+// increment per probe (table) or an atomic one, exact under threads (atomic),
+// a locked source-line call per probe (line), or one named-point scope per
+// function (function).
+enum class ProbeStyle { table, atomic, line, function };
 
-// "table", "line" or "function"; false for anything else.
+// Whether the style counts in registered tables (table, atomic).
+inline bool counts_in_tables(ProbeStyle style) { return style == ProbeStyle::table || style == ProbeStyle::atomic; }
+
+// "table", "atomic", "line" or "function"; false for anything else.
 bool parse_style(const std::string& name, ProbeStyle* style);
 const char* style_name(ProbeStyle style);
 

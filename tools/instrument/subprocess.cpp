@@ -46,6 +46,7 @@ ProcessResult run_process(const std::vector<std::string>& argv, bool capture) {
             close(err_pipe[0]);
         }
         result.exit_code = 127;
+        result.started = false;
         result.err = "cannot start " + argv[0];
         return result;
     }

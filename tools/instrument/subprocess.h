@@ -11,6 +11,7 @@ struct ProcessResult {
     int exit_code = -1;   // 127 when the program could not be started
     std::string out;      // standard output, when captured
     std::string err;      // standard error, when captured
+    bool started = true;  // false: argv[0] was not found or could not be run
 };
 
 // Runs argv[0] (looked up in PATH) with the arguments and waits for it. With

@@ -1,6 +1,8 @@
 // inputs.cpp: reading the coverage files named on the command line into one set.
 #include "inputs.h"
 
+#include <sys/stat.h>
+
 #include <fstream>
 #include <iostream>
 
@@ -40,19 +42,43 @@ bool load_one(std::istream& in, const std::string& name, const LoadOptions& opti
 
 bool load_coverage(const std::vector<std::string>& paths, const LoadOptions& options, CoverageSet& set,
                    std::vector<Diagnostic>& diagnostics) {
+    auto groups_in = [&set]() {
+        std::size_t n = 0;
+        for (const TestCase& t : set.tests()) n += t.record_groups;
+        return n;
+    };
     bool ok = true;
     for (const std::string& path : paths) {
+        std::size_t before = groups_in();
+        std::string name = path == "-" ? "<standard input>" : path;
         if (path == "-") {
-            if (!load_one(std::cin, "<standard input>", options, set, diagnostics)) ok = false;
-            continue;
+            if (!load_one(std::cin, name, options, set, diagnostics)) {
+                ok = false;
+                continue;
+            }
+        } else {
+            struct stat st;
+            if (stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+                diagnostics.push_back(Diagnostic{path, 0, "is a folder, not a coverage file"});
+                ok = false;
+                continue;
+            }
+            std::ifstream in(path, std::ios::binary);
+            if (!in) {
+                diagnostics.push_back(Diagnostic{path, 0, "can't open the file"});
+                ok = false;
+                continue;
+            }
+            if (!load_one(in, path, options, set, diagnostics)) {
+                ok = false;
+                continue;
+            }
         }
-        std::ifstream in(path, std::ios::binary);
-        if (!in) {
-            diagnostics.push_back(Diagnostic{path, 0, "can't open the file"});
+        // Nothing to report on: better said here than by genhtml about an empty LCOV file.
+        if (groups_in() == before) {
+            diagnostics.push_back(Diagnostic{name, 0, "holds no record group (is it empty?)"});
             ok = false;
-            continue;
         }
-        if (!load_one(in, path, options, set, diagnostics)) ok = false;
     }
     return ok;
 }

@@ -89,11 +89,19 @@ TEST_F(ReportCommand, ReportsBadInputWithFileAndLine) {
     EXPECT_NE(unknown_file.output.find("no file named other.cpp"), std::string::npos);
 
     RunResult bad_query = report({"tests-for", "demo.cpp:x", good});
-    EXPECT_NE(bad_query.exit_code, 0);
+    EXPECT_EQ(bad_query.exit_code, 2) << "a usage error";
     EXPECT_NE(bad_query.output.find("is not a 32-bit number"), std::string::npos) << bad_query.output;
+    EXPECT_EQ(report({}).exit_code, 2);
+    EXPECT_EQ(report({"summary", "--bogus", good}).exit_code, 2);
 
-    RunResult no_command = report({});
-    EXPECT_NE(no_command.exit_code, 0);
+    // A folder or an empty file is not coverage: said with its name, before
+    // genhtml would reject an empty LCOV file.
+    RunResult a_folder = report({"summary", folder});
+    EXPECT_EQ(a_folder.exit_code, 1);
+    EXPECT_EQ(a_folder.output, folder + ": error: is a folder, not a coverage file\n");
+    RunResult empty = report({"lcov", file("empty.out", ""), "-o", "x.info"});
+    EXPECT_EQ(empty.exit_code, 1);
+    EXPECT_NE(empty.output.find("empty.out: error: holds no record group"), std::string::npos) << empty.output;
 
     file("index.txt", "a.cpp,1\n");
     file("cut.out", std::string("\x01\x00\x00\xff\xff", 5));
