@@ -8,12 +8,6 @@ static class ManagedProbe
     [DllImport("mirt64", CallingConvention = CallingConvention.Cdecl)]
     static extern int c_mirt_fn2(string file, int line);
 
-    [DllImport("mirt64", CallingConvention = CallingConvention.Cdecl)]
-    static extern void c_mirt_write_coverage_data(string path);
-
-    [DllImport("mirt64", CallingConvention = CallingConvention.Cdecl)]
-    static extern void c_mirt_allow_shutdown_writing(bool allowed);
-
     static unsafe int Main(string[] args)
     {
         new mirt_dotnet();
@@ -30,8 +24,8 @@ static class ManagedProbe
         byte[] raw = { (byte)'r', (byte)'a', (byte)'w', (byte)'/', (byte)'x', 0 };
         fixed (byte* p = raw)
             mirt_native.mirt_fn2_indirect(p, 9);
-        c_mirt_write_coverage_data(args[0]);
-        c_mirt_allow_shutdown_writing(false);
+        mirt_dotnet.mirt_write_coverage_data(args[0]);
+        mirt_dotnet.mirt_allow_shutdown_writing(false);
         return 0;
     }
 }

@@ -1,0 +1,238 @@
+// PlacementTests.cs: small programs instrumented, compiled with a probe that records, run, and their line counts compared.
+//
+// A line that ends in "//=N" must be probed and counted N times by the run;
+// every other line must carry no probe.
+using System.Reflection;
+using System.Text.RegularExpressions;
+using Microsoft.CodeAnalysis;
+using Microsoft.CodeAnalysis.CSharp;
+using Mirt.Instrument;
+using Xunit;
+
+namespace Instrument.Tests;
+
+public class PlacementTests
+{
+    // Records what the probes report, in place of the native runtime.
+    const string Recorder = """
+        namespace mirt {
+            public static class mirt_dotnet {
+                public static System.Collections.Generic.Dictionary<int, int> Hits = new();
+                public static void mirt_fn_net(string name, int line) { Hits.TryGetValue(line, out int n); Hits[line] = n + 1; }
+                public static bool mirt_fn_net_cond(string name, int line) { mirt_fn_net(name, line); return true; }
+            }
+        }
+        """;
+
+    public static TheoryData<string, string> Programs => new()
+    {
+        { "statements", """
+            static int Run() {                      //=1
+                int a = 1;                          //=1
+                int b;
+                b = a + 1; a++;                     //=1
+                const int c = 3;
+                return a + b + c;                   //=1
+            }
+            """ },
+        { "if and else if", """
+            static int Run() => Pick(1) + Pick(5) + Pick(9);  //=1
+            static int Pick(int x) {                //=3
+                if (x < 2)                          //=3
+                    return 0;                       //=1
+                else if (x < 6)                     //=2
+                    return 1;                       //=1
+                else
+                    return 2;                       //=1
+            }
+            """ },
+        { "loops test their condition", """
+            static int Run() {                      //=1
+                int n = 0;                          //=1
+                while (n < 3)                       //=4
+                    n++;                            //=3
+                for (int i = 0;                     //=1
+                     i < 2;                         //=3
+                     i++)                           //=2
+                    n++;                            //=2
+                do n--; while (n > 2);              //=3
+                foreach (var x in new[] { 1, 2, 3 })//=4
+                {
+                    if (x == 2) continue;           //=3
+                    n += x;                         //=2
+                }
+                for (;;) { if (++n > 9) break; }    //=1
+                while (true)                        //=1
+                {
+                    n++;                            //=1
+                    break;                          //=1
+                }
+                return n;                           //=1
+            }
+            """ },
+        { "switch sections count their first label", """
+            static int Run() => Kind(1) + Kind(2) + Kind(3) + Kind(7);  //=1
+            static int Kind(object o) {             //=4
+                switch (o)                          //=4
+                {
+                    case 1:                         //=2
+                    case 2:
+                        return 10;                  //=2
+                    case int i when i > 5:          //=1
+                        return i;                   //=1
+                    default:                        //=1
+                        break;                      //=1
+                }
+                return 0;                           //=1
+            }
+            """ },
+        { "try, catch and finally", """
+            static int Run() {                      //=1
+                int n = 0;                          //=1
+                try
+                {
+                    n = int.Parse("x");             //=1
+                    n = 5;                          //=0
+                }
+                catch (FormatException)             //=1
+                {
+                    n = 1;                          //=1
+                }
+                finally                             //=1
+                {
+                    n++;                            //=1
+                }
+                return n;                           //=1
+            }
+            """ },
+        { "expression bodies and lambdas", """
+            static int Run() {                      //=1
+                Func<int, int> twice = x => x * 2;  //=3
+                Action nothing = () => Sink(0);     //=2
+                System.Linq.Expressions.Expression<Func<int, bool>> tree = x => x > 1;  //=1
+                nothing();                          //=1
+                var task = Later();                 //=1
+                task.Wait();                        //=1
+                return twice(1) + twice(2) + Value + Twice(1);  //=1
+            }
+            static int Value => 4;                  //=1
+            static int Twice(int x)                 //=1
+                => x * 2;                           //=1
+            static void Sink(int x) => _ = x;       //=1
+            static async Task Later() => await Task.Yield();  //=1
+            """ },
+        { "iterators and local functions", """
+            static int Run() {                      //=1
+                int sum = 0;                        //=1
+                foreach (int x in Numbers())        //=3
+                    sum += Add(x);                  //=2
+                return sum;                         //=1
+                int Add(int y) => y + 1;            //=2
+            }
+            static IEnumerable<int> Numbers() {     //=1
+                yield return 1;                     //=1
+                yield return 2;                     //=1
+            }
+            """ },
+        { "labels and goto", """
+            static int Run() {                      //=1
+                int n = 0;                          //=1
+            again:                                  //=3
+                n++;                                //=3
+                if (n < 3) goto again;              //=3
+                return n;                           //=1
+            }
+            """ },
+        { "using, lock and patterns", """
+            static int Run() {                      //=1
+                object gate = new object();         //=1
+                int n = 0;                          //=1
+                using (var s = new System.IO.MemoryStream())  //=1
+                    n += (int)s.Length;             //=1
+                lock (gate)                         //=1
+                {
+                    n += 1;                         //=1
+                }
+                object o = "text";                  //=1
+                if (o is string { Length: > 2 } t)  //=1
+                    n += t.Length;                  //=1
+                return n switch                     //=1
+                {
+                    5 => 50,
+                    _ => 0,
+                };
+            }
+            """ },
+    };
+
+    [Theory]
+    [MemberData(nameof(Programs))]
+    public void ProbedLinesCountEachEntry(string title, string body)
+    {
+        string source = "using System;\nusing System.Collections.Generic;\nusing System.Threading.Tasks;\n" +
+                        "public static class Case {\n" + body + "\n}\n";
+        var expected = Expected(source);
+        var parse = new CSharpParseOptions(LanguageVersion.Preview);
+        SyntaxTree tree = CSharpSyntaxTree.ParseText(source, parse, "case.cs");
+        Instrumented result = ProbeSites.Place(tree, Compile(tree).GetSemanticModel(tree), "case.cs");
+
+        Assert.Equal(Regex.Matches(source, "\n").Count, Regex.Matches(result.Text, "\n").Count);
+        Assert.Equal(expected.Keys.Order(), result.Lines);
+
+        var compilation = Compile(CSharpSyntaxTree.ParseText(result.Text, parse), CSharpSyntaxTree.ParseText(Recorder, parse));
+        using var image = new MemoryStream();
+        var emitted = compilation.Emit(image);
+        Assert.True(emitted.Success, title + ":\n" + string.Join("\n", emitted.Diagnostics) + "\n" + result.Text);
+        Assembly assembly = Assembly.Load(image.ToArray());
+        assembly.GetType("Case")!.GetMethod("Run", BindingFlags.Static | BindingFlags.NonPublic)!.Invoke(null, null);
+        var hits = (Dictionary<int, int>)assembly.GetType("mirt.mirt_dotnet")!.GetField("Hits")!.GetValue(null)!;
+        foreach (var (line, count) in expected)
+            Assert.True(count == hits.GetValueOrDefault(line),
+                        $"{title}: line {line} counted {hits.GetValueOrDefault(line)}, not {count}\n{result.Text}");
+    }
+
+    [Fact]
+    public void FunctionsAreMappedFromTheirNameToTheirEnd()
+    {
+        string source = "class A {\n  int F(int x)\n  {\n    return x;\n  }\n  int G() => 1;\n  void H() { System.Action a = () => {\n  };\n  }\n}\n";
+        SyntaxTree tree = CSharpSyntaxTree.ParseText(source);
+        Instrumented result = ProbeSites.Place(tree, Compile(tree).GetSemanticModel(tree), "a.cs");
+        Assert.Equal([new FunctionLines(2, 5, "A.F(int)"), new FunctionLines(6, 6, "A.G()"),
+                      new FunctionLines(7, 9, "A.H()"), new FunctionLines(7, 8, "A.H()::{lambda@7}")], result.Functions);
+    }
+
+    [Fact]
+    public void LineDefaultGoesBackToTheOriginalName()
+    {
+        string source = "class A {\n#line 100 \"other.cs\"\n  int F() => 1;\n#line default\n  int G() => 2;\n}\n";
+        SyntaxTree tree = CSharpSyntaxTree.ParseText(source);
+        Instrumented result = ProbeSites.Place(tree, null, "/src/a.cs");
+        Assert.Contains("#line 5 \"/src/a.cs\"\n  int G()", result.Text);
+    }
+
+    [Fact]
+    public void NamesAreCSharpLiterals()
+    {
+        SyntaxTree tree = CSharpSyntaxTree.ParseText("class A { void F() { } }");
+        Instrumented result = ProbeSites.Place(tree, null, "C:\\src\\\"q\".cs");
+        Assert.Contains("mirt_fn_net(\"C:\\\\src\\\\\\\"q\\\".cs\", 1)", result.Text);
+    }
+
+    static Dictionary<int, int> Expected(string source)
+    {
+        var expected = new Dictionary<int, int>();
+        string[] lines = source.Split('\n');
+        for (int n = 0; n < lines.Length; ++n)
+        {
+            Match m = Regex.Match(lines[n], @"//=(\d+)\s*$");
+            if (m.Success) expected[n + 1] = int.Parse(m.Groups[1].Value);
+        }
+        return expected;
+    }
+
+    static CSharpCompilation Compile(params SyntaxTree[] trees) =>
+        CSharpCompilation.Create("case" + Guid.NewGuid().ToString("N"), trees,
+            ((string)AppContext.GetData("TRUSTED_PLATFORM_ASSEMBLIES")!).Split(Path.PathSeparator)
+                .Select(p => MetadataReference.CreateFromFile(p)),
+            new CSharpCompilationOptions(OutputKind.DynamicallyLinkedLibrary));
+}
