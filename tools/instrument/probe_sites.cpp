@@ -232,6 +232,16 @@ private:
     }
 
     static bool is_label(const Stmt* s) { return isa<SwitchCase>(s) || isa<LabelStmt>(s); }
+    // "[[fallthrough]];" and the like: an attribute on nothing, no code.
+    static bool is_attribute_alone(const Stmt* s) {
+        auto* a = dyn_cast<AttributedStmt>(s);
+        return a && (!a->getSubStmt() || isa<NullStmt>(a->getSubStmt()));
+    }
+    // "(void)x;": a cast to void of something without effects, no code.
+    bool is_void_cast_alone(const Stmt* s) const {
+        auto* cast = dyn_cast<ExplicitCastExpr>(s);
+        return cast && cast->getType()->isVoidType() && !cast->getSubExpr()->HasSideEffects(ctx_);
+    }
     static const Stmt* sub_of_label(const Stmt* s) {
         if (auto* c = dyn_cast<SwitchCase>(s)) return c->getSubStmt();
         if (auto* l = dyn_cast<LabelStmt>(s)) return l->getSubStmt();
@@ -560,7 +570,8 @@ private:
             // what the macro itself expands to is left alone, but blocks and
             // lambdas written outside it (a loop body after a FOREACH macro)
             // are walked.
-            if (begin_offset(begin) && !isa<NullStmt>(s) && !is_label(s)) statement_site(s, in_sequence);
+            if (begin_offset(begin) && !isa<NullStmt>(s) && !is_label(s) && !is_attribute_alone(s))
+                statement_site(s, in_sequence);
             for (const Stmt* child : s->children()) {
                 if (!child) continue;
                 if (isa<Expr>(child)) walk_expr(child);
@@ -646,6 +657,7 @@ private:
         } else if (isa<ContinueStmt>(s)) {
             statement_site(s, in_sequence);
             if (!loops_.empty()) loops_.back().continues.push_back({s, in_sequence});
+        } else if (is_void_cast_alone(s)) {
         } else if (isa<Expr>(s) || isa<ReturnStmt>(s) || isa<BreakStmt>(s) || isa<GotoStmt>(s) ||
                    isa<IndirectGotoStmt>(s) || isa<AsmStmt>(s) || isa<CoreturnStmt>(s)) {
             statement_site(s, in_sequence);
@@ -763,7 +775,8 @@ private:
     void walk_function(const FunctionDecl* fd, const Stmt* body, SourceLocation name) {
         if (!fd || !body || !seen_bodies_.insert(body).second) return;
         if (auto* co = dyn_cast<CoroutineBodyStmt>(body)) body = co->getBody();
-        if (fd->isConsteval() || fd->hasAttr<NakedAttr>()) return;
+        // A defaulted or deleted function has no body written anywhere.
+        if (fd->isConsteval() || fd->hasAttr<NakedAttr>() || fd->isDefaulted() || fd->isDeleted()) return;
         bool constexpr_function = fd->isConstexpr();
         // A scope object cannot live in a constexpr function; before C++14
         // such a function is a single return statement. C++17 makes lambdas

@@ -387,12 +387,17 @@ int run(int argc, char** argv) {
                  "order; simple counters right after a file's lines are then read as its lines)");
     app.add_flag("--running-totals", s.load.running_totals,
                  "record groups of one test case in one file are running totals: keep the last instead of summing");
+    // One value an option, however many times it is given, so that the
+    // coverage files after it stay the sub-command's.
     app.add_option("--map", s.maps,
                    "line maps of the build: map files or folders searched for *.mirtmap (default: $MIRT_MAP_DIR, "
-                   "else the current folder)");
+                   "else the current folder)")
+        ->expected(1)->allow_extra_args(false);
     app.add_option("--source-root", s.filters.source_root, "file names under this folder are shown relative to it");
-    app.add_option("--include", s.filters.include, "only files whose name matches this glob (repeatable)");
-    app.add_option("--exclude", s.filters.exclude, "leave out files whose name matches this glob (repeatable)");
+    app.add_option("--include", s.filters.include, "only files whose name matches this glob (repeatable)")
+        ->expected(1)->allow_extra_args(false);
+    app.add_option("--exclude", s.filters.exclude, "leave out files whose name matches this glob (repeatable)")
+        ->expected(1)->allow_extra_args(false);
     app.add_option("--fail-under", s.fail_under, "exit with status 3 when line coverage is below PCT percent")
         ->check(CLI::Range(0.0, 100.0));
     app.add_option("--fail-under-branch", s.fail_under_branch,

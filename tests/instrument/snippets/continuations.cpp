@@ -14,6 +14,14 @@ struct Pair {
                      0)) {}
 };
 
+// Defaulted and deleted functions have no body of their own to count.
+struct Defaulted {
+    Defaulted() = default;
+    Defaulted(const Defaulted&) = default;
+    Defaulted& operator=(Defaulted&&) = delete;
+    int v = 0;
+};
+
 template <bool B>
 int pick(int x) {  //+
     if constexpr (B &&
@@ -40,5 +48,9 @@ int main(int argc, char**) {  //+
          ++i)  //+
         BLOCK(i);  //+
     Pair p(1, 2);  //+
+    Defaulted d;  //+
+    Defaulted e(d);  //+
+    (void)e;
+    [[maybe_unused]] int unused = e.v;  //+
     return pick<true>(p.a) + pick<false>(p.b) > 0 ? 0 : 1;  //+
 }

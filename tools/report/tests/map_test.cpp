@@ -74,6 +74,9 @@ TEST_F(MapReport, SummaryShowsWhatNeverRan) {
               "    /zz/b.c: 0 of 2 lines hit (0.0%), 0 hits, 0 of 1 function called; never run: 1-2\n"
               "built without probes: /zz/c.c (Clang could not parse it)\n");
 
+    // --map may follow the sub-command and its files.
+    EXPECT_EQ(report({"summary", "--map", "build", "run.out"}, false).output, r.output);
+    EXPECT_EQ(report({"summary", "run.out", "--map", "build"}, false).output, r.output);
     // Without --map the maps are found below the current folder.
     EXPECT_EQ(report({"summary", "run.out"}, false).output, r.output);
     std::string elsewhere = mirt_test::join(folder, "elsewhere");
