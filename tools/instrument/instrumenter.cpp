@@ -91,7 +91,8 @@ public:
             std::vector<std::pair<std::string, clang::FileID>> rest;
             for (auto it = sm.fileinfo_begin(); it != sm.fileinfo_end(); ++it) {
                 clang::FileID fid = sm.translateFile(it->first);
-                if (fid.isInvalid() || listed.count(fid) || sm.isInSystemHeader(sm.getLocForStartOfFile(fid)) ||
+                if (fid.isInvalid() || listed.count(fid) ||
+                    in_system_header(context, options_, sm.getLocForStartOfFile(fid).getRawEncoding()) ||
                     it->first->getName() == virtual_header)
                     continue;
                 rest.push_back({it->first->getName().str(), fid});

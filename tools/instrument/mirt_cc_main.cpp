@@ -236,6 +236,11 @@ SiteOptions site_options(const Options& o, const CompileCommand& cmd) {
     SiteOptions site;
     site.style = o.style;
     site.headers = o.headers != "none" && cmd.sources.size() == 1;
+    for (size_t i = 0; i < cmd.args.size(); ++i) {
+        const std::string& a = cmd.args[i];
+        if (a == "-isystem" && i + 1 < cmd.args.size()) site.command_system_folders.push_back(absolute_path(cmd.args[i + 1]));
+        else if (a.compare(0, 8, "-isystem") == 0 && a.size() > 8) site.command_system_folders.push_back(absolute_path(a.substr(8)));
+    }
     if (!o.headers.empty() && o.headers != "none") {
         std::vector<std::string> folders;
         std::stringstream list(o.headers);
@@ -250,17 +255,17 @@ SiteOptions site_options(const Options& o, const CompileCommand& cmd) {
     return site;
 }
 
-// Each folder that the command searches for includes (-I, -iquote) gets its
+// Each folder that the command searches for includes (-I, -iquote, -isystem) gets its
 // place in the mirror searched first, where the copies are.
 std::vector<std::string> with_mirrored_includes(const std::vector<std::string>& args, const std::string& mirror) {
     std::vector<std::string> out;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
-        for (const char* flag : {"-I", "-iquote"}) {
+        for (const char* flag : {"-I", "-iquote", "-isystem"}) {
             size_t n = std::strlen(flag);
             if (a.compare(0, n, flag) != 0) continue;
             std::string folder = a.size() > n ? a.substr(n) : (i + 1 < args.size() ? args[i + 1] : "");
-            if (folder.empty() || (a.size() > n && std::strcmp(flag, "-I") != 0)) break;
+            if (folder.empty() || (a.size() > n && std::strcmp(flag, "-iquote") == 0)) break;
             out.push_back(flag);
             out.push_back(mirror + absolute_path(folder));
             break;

@@ -13,6 +13,9 @@
 #include <clang/Basic/Builtins.h>
 #include <clang/Basic/SourceManager.h>
 #include <clang/Lex/Lexer.h>
+#include <llvm/ADT/SmallString.h>
+#include <llvm/Support/FileSystem.h>
+#include <llvm/Support/Path.h>
 
 #include <algorithm>
 #include <map>
@@ -54,7 +57,7 @@ private:
         int index = -1;
         const FileEntry* entry = sm_.getFileEntryForID(fid);
         if (entry && options_.headers && sm_.translateFile(entry) == fid &&
-            !sm_.isInSystemHeader(sm_.getLocForStartOfFile(fid)) &&
+            !in_system_header(ctx_, options_, sm_.getLocForStartOfFile(fid).getRawEncoding()) &&
             (!options_.probe_file || options_.probe_file(entry->tryGetRealPathName().str()))) {
             index = static_cast<int>(file_ids_.size());
             file_ids_.push_back(fid);
@@ -777,6 +780,7 @@ private:
         if (auto* co = dyn_cast<CoroutineBodyStmt>(body)) body = co->getBody();
         // A defaulted or deleted function has no body written anywhere.
         if (fd->isConsteval() || fd->hasAttr<NakedAttr>() || fd->isDefaulted() || fd->isDeleted()) return;
+        if (file_ != 0 && !emitted_here(fd)) return;
         bool constexpr_function = fd->isConstexpr();
         // A scope object cannot live in a constexpr function; before C++14
         // such a function is a single return statement. C++17 makes lambdas
@@ -831,6 +835,39 @@ private:
         function_ = saved_function;
         enclosing_name_ = std::move(saved_name);
         loops_.swap(saved_loops);
+    }
+
+    // Whether the compiler makes code of a header's function in this
+    // translation unit: an inline function or template only when something
+    // here uses it (an instantiation of it, for a template). One that no
+    // object uses never runs in the program, and gcov does not list it
+    // either; the maps of the objects that do use it list its lines.
+    bool emitted_here(const FunctionDecl* fd) const {
+        if (fd->hasAttr<UsedAttr>()) return true;
+        if (auto* method = dyn_cast<CXXMethodDecl>(fd))
+            if (method->getParent()->isLambda()) return true;  // walked with the function it is in
+        if (const FunctionTemplateDecl* t = fd->getDescribedFunctionTemplate()) {
+            for (const FunctionDecl* spec : t->specializations())
+                if (spec->isUsed()) return true;
+            return false;
+        }
+        if (fd->isDependentContext()) return member_of_template_used(fd);
+        return !fd->isInlined() || fd->isUsed();
+    }
+
+    // A member function of a class template: used when some instantiation of
+    // the class uses its instance of it.
+    bool member_of_template_used(const FunctionDecl* fd) const {
+        auto* method = dyn_cast<CXXMethodDecl>(fd);
+        const ClassTemplateDecl* t = method ? method->getParent()->getDescribedClassTemplate() : nullptr;
+        if (!t) return true;  // nested deeper than one template: kept
+        for (const ClassTemplateSpecializationDecl* spec : t->specializations())
+            for (const Decl* d : spec->decls()) {
+                auto* m = dyn_cast<FunctionDecl>(d);
+                if (auto* ft = dyn_cast<FunctionTemplateDecl>(d)) m = ft->getTemplatedDecl();
+                if (m && m->isUsed() && m->getTemplateInstantiationPattern() == fd) return true;
+            }
+        return false;
     }
 
     // The name the reports show: qualified, and in C++ with the parameter
@@ -949,6 +986,20 @@ private:
 };
 
 }  // namespace
+
+bool in_system_header(ASTContext& context, const SiteOptions& options, unsigned raw_location) {
+    SourceManager& sm = context.getSourceManager();
+    SourceLocation loc = SourceLocation::getFromRawEncoding(raw_location);
+    if (!sm.isInSystemHeader(loc)) return false;
+    const FileEntry* entry = sm.getFileEntryForID(sm.getFileID(loc));
+    if (!entry || options.command_system_folders.empty()) return true;
+    llvm::SmallString<256> path(entry->getName());
+    llvm::sys::fs::make_absolute(path);
+    llvm::sys::path::remove_dots(path, true);
+    for (const std::string& folder : options.command_system_folders)
+        if (path.size() > folder.size() && path.str().startswith(folder) && path[folder.size()] == '/') return false;
+    return true;
+}
 
 std::vector<Site> find_probe_sites(ASTContext& context, const SiteOptions& options,
                                    std::vector<FunctionLines>* functions, std::vector<FileID>* files) {

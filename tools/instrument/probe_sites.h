@@ -22,6 +22,10 @@ struct SiteOptions {
     // empty).
     bool headers = true;
     std::function<bool(const std::string&)> probe_file;
+    // Folders that the command itself makes system folders (-isystem): the
+    // project's own headers there get probes too, as in the objects that
+    // include them by -I (absolute, without "." and ".." parts).
+    std::vector<std::string> command_system_folders;
     // Whether decisions get branch probes: the outcomes of if and loop
     // conditions, of each operand of && and ||, the arms of ?:, the cases of
     // a switch (not in the function style).
@@ -51,6 +55,10 @@ struct SiteOptions {
 // functions, when given, receives every function that got an entry site: its
 // printable name, the line its entry counts and the line its body ends on;
 // files, the files that sites and functions name by index (0: the main file).
+// Whether the file at loc is a system header that no probe goes into: one
+// of the compiler's own folders, not a folder the command names by -isystem.
+bool in_system_header(clang::ASTContext& context, const SiteOptions& options, unsigned raw_location);
+
 std::vector<Site> find_probe_sites(clang::ASTContext& context, const SiteOptions& options,
                                    std::vector<FunctionLines>* functions = nullptr,
                                    std::vector<clang::FileID>* files = nullptr);
