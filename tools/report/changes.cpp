@@ -31,8 +31,11 @@ std::string new_file_name(std::string text) {
                 continue;
             }
             char c = text[++i];
-            if (c >= '0' && c <= '7' && i + 2 < text.size()) {
-                name += static_cast<char>(((c - '0') << 6) | ((text[i + 1] - '0') << 3) | (text[i + 2] - '0'));
+            auto octal = [&](std::size_t at) { return at < text.size() && text[at] >= '0' && text[at] <= '7'; };
+            if (octal(i) && octal(i + 1) && octal(i + 2)) {
+                unsigned value = (unsigned(text[i] - '0') << 6) | (unsigned(text[i + 1] - '0') << 3) |
+                                 unsigned(text[i + 2] - '0');
+                name += static_cast<char>(value & 0xFF);
                 i += 2;
             } else {
                 name += c == 'n' ? '\n' : c == 't' ? '\t' : c;
