@@ -55,8 +55,9 @@ bool delete_file(const char* path);
 // folder cannot be opened as a file).
 uint32_t shared_read_file_size(const char* path);
 
-// The temporary folder with its trailing separator, at most size - 1
-// characters. Returns false when it cannot be got.
+// The folder of clients' data files with its trailing separator, at most
+// size - 1 characters: the temporary folder on Windows, the user's private
+// runtime folder on POSIX. Returns false when it cannot be got.
 bool temp_folder(char* buffer, size_t size);
 
 }  // namespace mirt::platform

@@ -1,5 +1,6 @@
 // files.cpp (POSIX): files, folders and the fixed paths. This file holds only POSIX code.
 #include "files.h"
+#include "runtime_folder.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -114,21 +115,9 @@ bool create_directory(const char* path) { return mkdir(path, 0777) == 0; }
 
 bool delete_file(const char* path) { return unlink(path) == 0; }
 
-bool temp_folder(char* buffer, size_t size) {
-    if (buffer == nullptr || size < 2) return false;
-    const char* folder = getenv("TMPDIR");
-    if (folder == nullptr || folder[0] == '\0') folder = "/tmp";
-    size_t length = strlen(folder);
-    bool slash = folder[length - 1] == '/';
-    if (length + (slash ? 0 : 1) > size - 1) {
-        buffer[0] = '\0';
-        return false;
-    }
-    memcpy(buffer, folder, length);
-    if (!slash) buffer[length++] = '/';
-    buffer[length] = '\0';
-    return true;
-}
+// Clients' data files live in the user's private runtime folder, where no
+// other user can plant anything in their place.
+bool temp_folder(char* buffer, size_t size) { return runtime_folder(buffer, size); }
 
 }  // namespace mirt::platform
 

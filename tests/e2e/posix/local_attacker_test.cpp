@@ -98,7 +98,7 @@ TEST_F(LocalAttacker, PlantedDataFileFifoHoldsNoGather) {
     ASSERT_TRUE(wait_for("c.ready"));
     std::string name = "mirt_client.exe_data_" + std::to_string(client.handle) + "_1_N";
     ASSERT_TRUE(as_attacker({"mkfifo", join(temp, name)}));
-    EXPECT_FALSE(as_attacker({"mkfifo", join(temp, "mirt-" + std::to_string(geteuid()) + "/" + name)}));
+    EXPECT_FALSE(as_attacker({"mkfifo", join(data_file_folder(temp), name)}));
     signal("go");
     ASSERT_TRUE(wait_for("written", 20)) << read_file(path("host.log"));
     EXPECT_EQ(line_counts_in(read_file(path("out")))["client.c:4"], 1);
