@@ -2,7 +2,9 @@
 #include "error_log.h"
 
 #include <cstdio>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "files.h"
 #include "paths.h"
@@ -55,16 +57,52 @@ static_assert(sizeof failure_texts / sizeof failure_texts[0] == static_cast<size
 
 }  // namespace
 
-void write_error_log(const char* source_file, int line, const char* message) {
+namespace {
+
+// True the first time a refused path is met; later refusals of it are quiet.
+bool first_refusal(const char* path) {
+    static auto* lock = new std::mutex;
+    static auto* reported = new std::vector<std::string>;
+    std::lock_guard<std::mutex> hold(*lock);
+    for (const std::string& seen : *reported)
+        if (seen == path) return false;
+    reported->emplace_back(path);
+    return true;
+}
+
+void refusal_on_stderr(const char* path) {
+    fprintf(stderr, "mirt64: refused %s: not a regular file of this user\n", path);
+    fflush(stderr);
+}
+
+// False when the log cannot be opened (a refused log says so on standard error).
+bool log_line(const char* source_file, int line, const char* message) {
     if (error_log_stream == nullptr) {
         std::string folder;
-        if (!directory_of(error_log_path, &folder)) return;
+        if (!directory_of(error_log_path, &folder)) return false;
         make_directory_path(folder.c_str());
-        error_log_stream = fopen(error_log_path, "a+");
-        if (error_log_stream == nullptr) return;
+        bool refused = false;
+        error_log_stream = platform::open_runtime_stream(error_log_path, "a+", &refused);
+        if (error_log_stream == nullptr) {
+            if (refused && first_refusal(error_log_path)) refusal_on_stderr(error_log_path);
+            return false;
+        }
     }
     fprintf(error_log_stream, "[%s,%d]%s\n", source_file, line, message);
     fflush(error_log_stream);  // a crash must not lose what was already reported
+    return true;
+}
+
+}  // namespace
+
+void write_error_log(const char* source_file, int line, const char* message) {
+    log_line(source_file, line, message);
+}
+
+void report_refused_file(const char* source_file, int line, const char* path) {
+    if (path == nullptr || !first_refusal(path)) return;
+    std::string message = std::string("refused ") + path + ": not a regular file of this user";
+    if (!log_line(source_file, line, message.c_str())) refusal_on_stderr(path);
 }
 
 void close_error_log() {

@@ -33,7 +33,8 @@ void load_index_file(int mode) {
     // Only the call that put the table in place reads the index: a probe
     // that lost the race to another thread's first probe uses its table.
     if (!allocate_point_table() || mode != index_mode_numbering) return;
-    if (FILE* listed = fopen(index_file_path, "r")) {
+    bool refused = false;
+    if (FILE* listed = platform::open_runtime_stream(index_file_path, "r", &refused)) {
         // A line longer than the buffer is read on as the next line, as fgets does.
         char line[1023];
         while (fgets(line, sizeof line, listed) != nullptr) {
@@ -52,8 +53,9 @@ void load_index_file(int mode) {
         }
         fclose(listed);
     }
-    index_stream = fopen(index_file_path, "a+");
+    index_stream = platform::open_runtime_stream(index_file_path, "a+", &refused);
     if (index_stream == nullptr) {
+        if (refused) MIRT_REPORT_REFUSED(index_file_path);
         MIRT_REPORT(Failure::index_append_open);
     }
 }
@@ -61,7 +63,9 @@ void load_index_file(int mode) {
 bool append_index_line(const char* name, int line) {
     if (index_stream == nullptr && index_closed_by_write) {
         index_closed_by_write = false;
-        index_stream = fopen(index_file_path, "a+");
+        bool refused = false;
+        index_stream = platform::open_runtime_stream(index_file_path, "a+", &refused);
+        if (refused) MIRT_REPORT_REFUSED(index_file_path);
     }
     if (index_stream == nullptr) return false;
     // Flushed at once so that a process started next numbers its points

@@ -17,17 +17,25 @@ namespace {
 bool trace_closed_by_write = false;
 // 3-byte records are stored as 4-byte values at a 3-byte stride: 4 spare bytes.
 unsigned char trace_buffer[trace_buffer_records * 3 + 4];
+
+void report_open(bool refused) {
+    if (trace_handle != platform::invalid_file) return;
+    if (refused) MIRT_REPORT_REFUSED(trace_file_name);
+    MIRT_REPORT(Failure::trace_create, trace_file_name);
+}
 }  // namespace
 
 void trace_append(int32_t value) {
     if (!trace_created) {
         trace_created = true;  // creation is tried once only
-        trace_handle = platform::create_write_file(trace_file_name);
-        if (trace_handle == platform::invalid_file) MIRT_REPORT(Failure::trace_create, trace_file_name);
+        bool refused = false;
+        trace_handle = platform::create_write_file(trace_file_name, &refused);
+        report_open(refused);
     } else if (trace_closed_by_write) {
         trace_closed_by_write = false;
-        trace_handle = platform::open_append_file(trace_file_name);
-        if (trace_handle == platform::invalid_file) MIRT_REPORT(Failure::trace_create, trace_file_name);
+        bool refused = false;
+        trace_handle = platform::open_append_file(trace_file_name, &refused);
+        report_open(refused);
     }
     // The record is the low three bytes of the value, little-endian; the
     // fourth byte written here is overwritten by the next record.

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "error_log.h"
+#include "files.h"
 #include "point_table.h"
 #include "process_state.h"
 #include "source_lines.h"
@@ -196,7 +198,7 @@ void read_module_record(ModuleRecord* record, FILE* file) {
 // The tables are read under merge_lock, so that a clear or a release of the
 // tables on another thread of this process never runs in the middle.
 bool write_data_file(const char* path) {
-    FILE* file = fopen(path, "wb");
+    FILE* file = platform::create_private_stream(path);
     if (file == nullptr) return false;
     static thread_local char buffer[1 << 16];
     setvbuf(file, buffer, _IOFBF, sizeof buffer);
@@ -212,7 +214,9 @@ bool write_data_file(const char* path) {
 
 bool merge_data_file(const char* path) {
     platform::LockHold hold(merge_lock);
-    FILE* file = fopen(path, "rb");
+    bool refused = false;
+    FILE* file = platform::open_runtime_stream(path, "rb", &refused);
+    if (refused) MIRT_REPORT_REFUSED(path);
     if (file == nullptr) return false;
     BoundedReader in(file);
     merge_modules(in);

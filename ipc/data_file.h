@@ -17,13 +17,15 @@
 namespace mirt {
 
 // Writes the process's registered modules, named points and source lines to
-// path. False only when the file cannot be created.
+// path, as a new file in place of whatever had the name. False only when the
+// file cannot be created.
 bool write_data_file(const char* path);
 
 // Adds a data file's counts to this process's tables, under merge_lock:
 // modules are attached to the registration of their name (or registered),
 // points join merged_points, source lines are added to the line table.
-// False when the file cannot be opened; then nothing changes.
+// False when the file cannot be opened, or is not the user's own regular
+// file (platform/files.h); then nothing changes.
 //
 // Nothing in the file is trusted: every count and length is bounded by the
 // bytes left in the file. A truncated file gives its last entry partly read

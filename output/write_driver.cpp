@@ -6,6 +6,7 @@
 
 #include "emit.h"
 #include "error_log.h"
+#include "files.h"
 #include "index_file.h"
 #include "mirt64.h"
 #include "modules.h"
@@ -75,10 +76,14 @@ void write_record_group(FILE* stream, const char* path) {
     write_module_section(stream);
 }
 
-void write_locked(const char* path) {
+// The exit file is one of the runtime's own, in a folder that others may
+// write to; a path that the program names is opened as it asks.
+void write_locked(const char* path, bool runtime_file) {
     if (nothing_recorded()) return;
-    FILE* stream = fopen(path, "a+b");
+    bool refused = false;
+    FILE* stream = runtime_file ? platform::open_runtime_stream(path, "a+b", &refused) : fopen(path, "a+b");
     if (stream == nullptr) {
+        if (refused) MIRT_REPORT_REFUSED(path);
         MIRT_REPORT(Failure::output_open, path);
         return;
     }
@@ -92,23 +97,27 @@ void write_locked(const char* path) {
     if (close_trace_after_write()) close_index_after_write();
 }
 
-}  // namespace
-
-}  // namespace mirt
-
-using namespace mirt;
-
 // A write never resets a count: successive writes append the totals so far.
 // The host first gathers its clients' counts, even for a write that then
 // finds nothing to do.
-void mirt_write_coverage_data(const char* path) {
+void write_coverage(const char* path, bool runtime_file) {
     if (gather_before_write != nullptr) gather_before_write();
     std::string directory;
     if (!directory_of(path, &directory)) return;
     make_directory_path(directory.c_str());  // a path without a folder is opened where the process runs
     // Merges of clients' data files add to the tables: none runs meanwhile.
     platform::LockHold hold(merge_lock);
-    write_locked(path);
+    write_locked(path, runtime_file);
 }
+
+}  // namespace
+
+void write_exit_output(const char* path) { write_coverage(path, true); }
+
+}  // namespace mirt
+
+using namespace mirt;
+
+void mirt_write_coverage_data(const char* path) { write_coverage(path, false); }
 
 extern "C" void c_mirt_write_coverage_data(const char* path) { mirt_write_coverage_data(path); }

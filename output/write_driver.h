@@ -8,6 +8,10 @@ namespace mirt {
 // start-up points it at the gather of every client's counts. Null elsewhere.
 extern void (*gather_before_write)();
 
+// The write at process end: mirt_write_coverage_data, with the exit file
+// opened as a file of the runtime's own (see platform/files.h).
+void write_exit_output(const char* path);
+
 }  // namespace mirt
 
 #endif

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 namespace mirt::platform {
 
@@ -20,10 +21,25 @@ extern const char directory_separator;
 using FileHandle = intptr_t;
 extern const FileHandle invalid_file;
 
+// The runtime's own files in folders that other users may write to (the
+// fixed paths, the trace file, clients' data files) are opened through the
+// functions below. On POSIX such a file is opened without following a
+// symbolic link and without blocking, and kept only when it is a regular
+// file of the effective user with no other name; a missing one is created
+// exclusively. Anything else found at the path is refused: the open fails
+// and *refused (when given) is set. On Windows these are the plain opens and
+// never refuse.
+
 // Creates (or truncates) a file for writing only, no sharing.
-FileHandle create_write_file(const char* path);
+FileHandle create_write_file(const char* path, bool* refused = nullptr);
 // Opens an existing file for writing at its end, creating it if missing.
-FileHandle open_append_file(const char* path);
+FileHandle open_append_file(const char* path, bool* refused = nullptr);
+// fopen of a runtime file with mode "r", "rb", "a+" or "a+b" (only the
+// append modes create it).
+FILE* open_runtime_stream(const char* path, const char* mode, bool* refused = nullptr);
+// A new file for writing ("wb") that replaces whatever had the name, for a
+// folder that only the user can write to.
+FILE* create_private_stream(const char* path);
 // Writes all n bytes; false when the call fails or writes fewer.
 bool write_file(FileHandle file, const void* data, size_t n);
 bool close_file(FileHandle file);
@@ -39,8 +55,9 @@ bool delete_file(const char* path);
 // folder cannot be opened as a file).
 uint32_t shared_read_file_size(const char* path);
 
-// The temporary folder with its trailing separator, at most size - 1
-// characters. Returns false when it cannot be got.
+// The folder of clients' data files with its trailing separator, at most
+// size - 1 characters: the temporary folder on Windows, the user's private
+// runtime folder on POSIX. Returns false when it cannot be got.
 bool temp_folder(char* buffer, size_t size);
 
 }  // namespace mirt::platform

@@ -16,6 +16,7 @@
 #include "process_state.h"
 #include "role.h"
 #include "source_lines.h"
+#include "write_driver.h"
 
 namespace mirt {
 
@@ -90,7 +91,7 @@ void process_detach(bool threads_gone) {
     }
     exiting = true;
     wind_down_role();
-    if (shutdown_writing_allowed) mirt_write_coverage_data(exit_output_path);
+    if (shutdown_writing_allowed) write_exit_output(exit_output_path);
     close_collection();
     release_stores();
     if (process_role == Role::host) destroy_client_registry(threads_gone);

@@ -34,3 +34,13 @@ if(WIN32)
 else()
   mirt_discover(collection_load_tests PROPERTIES COST 1000 TIMEOUT 240)
 endif()
+
+# Another local user plants links, FIFOs and files where the runtime keeps its
+# files (POSIX, as root; skipped otherwise). It plants at the fixed paths.
+if(NOT WIN32)
+  add_executable(local_attacker_tests e2e/posix/local_attacker_test.cpp)
+  target_include_directories(local_attacker_tests PRIVATE e2e)
+  target_link_libraries(local_attacker_tests PRIVATE mirt_objects mirt_test_support GTest::gtest_main)
+  add_dependencies(local_attacker_tests probe_app mirt64)
+  mirt_discover(local_attacker_tests PROPERTIES RESOURCE_LOCK fixed_files)
+endif()

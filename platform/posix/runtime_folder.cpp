@@ -7,17 +7,31 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
-#include "files.h"
-
 namespace mirt::platform {
+
+namespace {
+// $TMPDIR, else /tmp, with a trailing slash: the folder shared by every user.
+bool shared_temp_folder(char* buffer, size_t size) {
+    const char* folder = getenv("TMPDIR");
+    if (folder == nullptr || folder[0] == '\0') folder = "/tmp";
+    size_t length = strlen(folder);
+    bool slash = folder[length - 1] == '/';
+    if (length + (slash ? 0 : 1) > size - 1) return false;
+    memcpy(buffer, folder, length);
+    if (!slash) buffer[length++] = '/';
+    buffer[length] = '\0';
+    return true;
+}
+}  // namespace
 
 bool runtime_folder(char* buffer, size_t size) {
     if (buffer == nullptr || size == 0) return false;
     buffer[0] = '\0';
     char temp[4096];
-    if (!temp_folder(temp, sizeof temp)) return false;
+    if (!shared_temp_folder(temp, sizeof temp)) return false;
     char path[4096];
     // Without its trailing slash, so that lstat sees a link rather than its target.
     int n = snprintf(path, sizeof path, "%smirt-%u", temp, static_cast<unsigned>(getuid()));

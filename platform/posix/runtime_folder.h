@@ -1,4 +1,5 @@
-// runtime_folder.h (POSIX): the per-user folder that holds the host's socket and the event FIFOs.
+// runtime_folder.h (POSIX): the per-user folder that holds the host's socket, the event FIFOs
+// and clients' data files.
 // This file holds only POSIX code.
 #ifndef MIRT_POSIX_RUNTIME_FOLDER_H
 #define MIRT_POSIX_RUNTIME_FOLDER_H

@@ -26,15 +26,24 @@ void fetch_and_discard_error_text() {
 }
 }  // namespace
 
-FileHandle create_write_file(const char* path) {
+FileHandle create_write_file(const char* path, bool* refused) {
+    if (refused != nullptr) *refused = false;
     HANDLE h = CreateFileA(path, FILE_WRITE_DATA, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     return reinterpret_cast<FileHandle>(h);
 }
 
-FileHandle open_append_file(const char* path) {
+FileHandle open_append_file(const char* path, bool* refused) {
+    if (refused != nullptr) *refused = false;
     HANDLE h = CreateFileA(path, FILE_APPEND_DATA, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     return reinterpret_cast<FileHandle>(h);
 }
+
+FILE* open_runtime_stream(const char* path, const char* mode, bool* refused) {
+    if (refused != nullptr) *refused = false;
+    return fopen(path, mode);
+}
+
+FILE* create_private_stream(const char* path) { return fopen(path, "wb"); }
 
 bool write_file(FileHandle file, const void* data, size_t n) {
     if (file == 0 || file == invalid_file) return false;

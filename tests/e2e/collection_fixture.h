@@ -83,7 +83,7 @@ protected:
     // Data files left in the private temporary folder: "_Y" final, "_N" requested.
     int data_files(char flag) const {
         int n = 0;
-        for (const auto& entry : std::filesystem::directory_iterator(temp)) {
+        for (const auto& entry : std::filesystem::directory_iterator(data_file_folder(temp))) {
             std::string name = entry.path().filename().string();
             if (name.rfind("mirt_", 0) == 0 && name.size() > 2 && name.substr(name.size() - 2) == std::string("_") + flag)
                 ++n;

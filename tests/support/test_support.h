@@ -46,6 +46,9 @@ RunResult run_program(const std::string& path, const std::vector<std::string>& a
 // The environment that makes a program's temporary folder (and on POSIX its
 // runtime folder of named pipes and events) the given one.
 std::vector<EnvChange> temp_folder_env(const std::string& folder);
+// Where clients' data files go under that temporary folder (on POSIX the
+// user's private runtime folder in it).
+std::string data_file_folder(const std::string& temp);
 
 // A program started without waiting for it.
 struct Child {

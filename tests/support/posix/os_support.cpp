@@ -138,4 +138,5 @@ void kill_program(Child& child) {
 
 namespace mirt_test {
 std::vector<EnvChange> temp_folder_env(const std::string& folder) { return {{"TMPDIR", folder}}; }
+std::string data_file_folder(const std::string& temp) { return join(temp, "mirt-" + std::to_string(getuid())); }
 }  // namespace mirt_test

@@ -190,4 +190,5 @@ std::string full_device_path() {
 
 namespace mirt_test {
 std::vector<EnvChange> temp_folder_env(const std::string& folder) { return {{"TMP", folder}, {"TEMP", folder}}; }
+std::string data_file_folder(const std::string& temp) { return temp; }
 }  // namespace mirt_test
