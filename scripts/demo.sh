@@ -19,7 +19,8 @@ counts() { tail -n +3 "$1"; }
 echo "== examples/instrumented built through mirt-cc: -DCMAKE_PROJECT_INCLUDE=cmake/MirtCoverage.cmake"
 cmake -S examples/instrumented -B build/example-native -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_PROJECT_INCLUDE="$root/cmake/MirtCoverage.cmake" -DMIRT_CC="$root/build/native/bin/mirt-cc" >/dev/null
-cmake --build build/example-native >/dev/null
+# Built afresh: a build made by an older mirt-cc would keep its older probes.
+cmake --build build/example-native --clean-first >/dev/null
 rm -f /tmp/mirt_exit.out
 (cd "$run" && "$root/build/example-native/textstats")
 cp /tmp/mirt_exit.out "$run/example-native.out"
@@ -57,7 +58,7 @@ if command -v x86_64-w64-mingw32-g++-posix >/dev/null && [ -x /usr/lib/wine/wine
     -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
     -DCMAKE_PROJECT_INCLUDE="$root/cmake/MirtCoverage.cmake" -DMIRT_CC="$root/build/native/bin/mirt-cc" \
     -DMIRT_LIB_DIR="$root/build/windows/lib" >/dev/null
-  cmake --build build/example-windows >/dev/null
+  cmake --build build/example-windows --clean-first >/dev/null
   cp build/windows/bin/mirt64.dll build/example-windows/
   MIRT_BUILD="$root/build"
   source scripts/wine_env.sh
