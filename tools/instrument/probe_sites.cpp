@@ -847,8 +847,8 @@ private:
         if (auto* method = dyn_cast<CXXMethodDecl>(fd))
             if (method->getParent()->isLambda()) return true;  // walked with the function it is in
         if (const FunctionTemplateDecl* t = fd->getDescribedFunctionTemplate()) {
-            for (const FunctionDecl* spec : t->specializations())
-                if (spec->isUsed()) return true;
+            for (const FunctionDecl* instance : t->specializations())
+                if (instance->isUsed()) return true;
             return false;
         }
         if (fd->isDependentContext()) return member_of_template_used(fd);
@@ -861,8 +861,8 @@ private:
         auto* method = dyn_cast<CXXMethodDecl>(fd);
         const ClassTemplateDecl* t = method ? method->getParent()->getDescribedClassTemplate() : nullptr;
         if (!t) return true;  // nested deeper than one template: kept
-        for (const ClassTemplateSpecializationDecl* spec : t->specializations())
-            for (const Decl* d : spec->decls()) {
+        for (const ClassTemplateSpecializationDecl* instance : t->specializations())
+            for (const Decl* d : instance->decls()) {
                 auto* m = dyn_cast<FunctionDecl>(d);
                 if (auto* ft = dyn_cast<FunctionTemplateDecl>(d)) m = ft->getTemplatedDecl();
                 if (m && m->isUsed() && m->getTemplateInstantiationPattern() == fd) return true;
