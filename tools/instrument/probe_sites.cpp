@@ -304,6 +304,9 @@ private:
         if (auto* ref = dyn_cast<DeclRefExpr>(bare))
             if (isa<FunctionDecl>(ref->getDecl())) return;
         if (!wrappable(op)) return;
+        // A constant runs no code, and a comma would make it no constant
+        // (the compiler's checks of conversions treat the two apart).
+        if (!op->isValueDependent() && !op->isTypeDependent() && op->isEvaluatable(ctx_)) return;
         std::optional<unsigned> begin = begin_offset(op->getBeginLoc());
         std::optional<unsigned> end = expr_end(op);
         if (!begin || !end || *end <= *begin) return;
@@ -370,27 +373,10 @@ private:
         sites_.push_back(std::move(site));
     }
 
-    // Both arms of ?:, each counted as it is chosen.
-    void arm_sites(const ConditionalOperator* c) {
-        if (!counting_branches()) return;
-        std::optional<unsigned> at = begin_offset(c->getBeginLoc());
-        if (!at) return;
-        Site site = branch_site(*at, "?:", {"true", "false"});
-        int outcome = 0;
-        for (const Expr* arm : {c->getTrueExpr(), c->getFalseExpr()}) {
-            const Expr* bare = arm->IgnoreParenImpCasts();
-            if (isa<InitListExpr>(bare) || isa<CXXThrowExpr>(bare) || isa<OverloadExpr>(bare) || !wrappable(arm))
-                return;
-            std::optional<unsigned> begin = begin_offset(arm->getBeginLoc());
-            std::optional<unsigned> end = expr_end(arm);
-            if (!begin || !end || *end <= *begin) return;
-            Probe p{Probe::operand, *begin};
-            p.end = *end;
-            p.outcome = outcome++;
-            site.probes.push_back(p);
-        }
-        sites_.push_back(std::move(site));
-    }
+    // The arms of ?: are counted through its condition, whose true and false
+    // choose them: the arms themselves stay untouched (their constness, type
+    // and value category make the type of the whole).
+    void arm_sites(const ConditionalOperator* c) { decision_site(c->getCond(), "?:"); }
 
     // Each case of a switch, counted when the switch jumps to it (not when
     // control falls into it from the case above), as gcov counts it. A

@@ -203,9 +203,6 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
                 if (p.form == Probe::decision) {
                     auto text = decision_text(source, counted[0], counted[1], site.guarded);
                     enclose(p.offset, p.end, text.first, text.second);
-                } else if (p.form == Probe::operand) {
-                    enclose(p.offset, p.end, "(" + counted_expression(source, counted[p.outcome], site.guarded) + ", ",
-                            ")");
                 } else if (p.form == Probe::case_entry) {
                     // "goto skip; case X: count; skip: ;": control that falls
                     // into the case from above passes the count by.

@@ -38,7 +38,7 @@ int main(int argc, char**) {  //+
               twice(argc) > 1;  //+
     int v = ok ?  //+
         twice(3) :  //+
-        4;  //+
+        4;
     std::printf("%d\n",  //+
                 v);
     std::printf("%d %d\n", v,  //+

@@ -16,6 +16,6 @@ int main(void) {  /*+*/
     int total = sum(4);  /*+*/
     printf("%d\n", total);  /*+*/
     return total > 100 ?  /*+*/
-        1 :  /*+*/
-        0;  /*+*/
+        1 :
+        0;
 }
