@@ -16,6 +16,15 @@
 # folders whose headers get probes, separated by ":"), MIRT_STRICT (ON: a
 # source that would be built without probes fails the build) and MIRT_LIB_DIR
 # (the folder of libmirt64.so, or of mirt64.lib for Windows targets).
+#
+# CTest tests: every test that add_test defines after this file is read gets
+# MIRT_TEST_NAME=<the test's name> in its environment, so that the report
+# shows one test case per CTest test (MIRT_NAME_TESTS=OFF leaves tests
+# alone); MIRT_EXIT_FILE=<pattern> gives each test that pattern for the file
+# written at exit, with %p the process id, %h the computer's name and %e the
+# program's name (for example ${CMAKE_BINARY_DIR}/coverage/%e-%p.out). Tests
+# that gtest_discover_tests finds when CTest runs are not named; a later
+# set_tests_properties(... ENVIRONMENT_MODIFICATION ...) replaces the names.
 find_program(MIRT_CC mirt-cc
   HINTS "${CMAKE_CURRENT_LIST_DIR}/../../../bin" "${CMAKE_CURRENT_LIST_DIR}/../../../../bin"
         "${CMAKE_CURRENT_LIST_DIR}/../build/native/bin"
@@ -51,6 +60,37 @@ function(mirt64_coverage)
   endforeach()
   message(STATUS "MirtCoverage: compiling and linking through ${_mirt_launcher}")
 endfunction()
+
+# add_test defines the test, then gives it its name (and the exit file's
+# pattern) in its environment. The arguments are passed on as bracket
+# arguments, so that empty ones and ones holding ";" reach add_test as given.
+get_property(_mirt_wrapped GLOBAL PROPERTY MIRT64_ADD_TEST_WRAPPED)
+if((NOT DEFINED MIRT_NAME_TESTS OR MIRT_NAME_TESTS) AND NOT _mirt_wrapped
+   AND CMAKE_VERSION VERSION_GREATER_EQUAL 3.22)
+  set_property(GLOBAL PROPERTY MIRT64_ADD_TEST_WRAPPED 1)
+  function(add_test)
+    set(_mirt_call "_add_test(")
+    if(ARGC GREATER 0)
+      math(EXPR _mirt_last "${ARGC} - 1")
+      foreach(_mirt_i RANGE ${_mirt_last})
+        string(APPEND _mirt_call " [==[${ARGV${_mirt_i}}]==]")
+      endforeach()
+    endif()
+    cmake_language(EVAL CODE "${_mirt_call})")
+    set(_mirt_test "${ARGV0}")
+    if(_mirt_test STREQUAL "NAME")
+      set(_mirt_test "${ARGV1}")
+    endif()
+    if(_mirt_test STREQUAL "" OR NOT TEST "${_mirt_test}")
+      return()
+    endif()
+    set(_mirt_env "MIRT_TEST_NAME=set:${_mirt_test}")
+    if(MIRT_EXIT_FILE)
+      list(APPEND _mirt_env "MIRT_EXIT_FILE=set:${MIRT_EXIT_FILE}")
+    endif()
+    set_property(TEST "${_mirt_test}" APPEND PROPERTY ENVIRONMENT_MODIFICATION ${_mirt_env})
+  endfunction()
+endif()
 
 # Included as the project include: the whole project.
 if(NOT MIRT64_COVERAGE_FUNCTION_ONLY)

@@ -23,6 +23,13 @@ inline constexpr int process_data_name_size = 100;
 extern char process_data_name[process_data_name_size];
 const char* get_process_data_name();
 
+inline constexpr int environment_test_name_size = 256;
+// The test name that the environment gives (empty when none): used in place of
+// the data name by every write for which the program set no test name.
+extern char environment_test_name[environment_test_name_size];
+// The test name of a write when the program set none.
+const char* fallback_test_name();
+
 // Created at attach and deleted at detach. Locks are taken in the order
 // merge_lock, file_line_lock (after collection's own, see collection.h).
 extern platform::Lock file_line_lock;  // serialises the source-line probes

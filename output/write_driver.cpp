@@ -62,7 +62,7 @@ void write_record_group(FILE* stream, const char* path) {
         MIRT_REPORT(Failure::table_full);
         return;
     }
-    const char* name = current_test_name()[0] != '\0' ? current_test_name() : get_process_data_name();
+    const char* name = current_test_name()[0] != '\0' ? current_test_name() : fallback_test_name();
     const char* label = current_test_label()[0] != '\0' ? current_test_label() : "unknown";
     if (emit(stream, "=== %s\n>>> %s\n", name, label) < 0) {
         MIRT_REPORT(Failure::header_write, path);

@@ -15,6 +15,7 @@
 #include "process.h"
 #include "process_state.h"
 #include "role.h"
+#include "settings.h"
 #include "source_lines.h"
 #include "write_driver.h"
 
@@ -60,6 +61,7 @@ void run_static_initialisers() {
     create_collection_locks();
     is_host = is_host_process() ? 1 : 0;
     automation_mode = platform::get_environment("CodeCoverageAutomation", nullptr);
+    read_test_name_setting();
     own_record();
     merged_points();
     static_registrations();
@@ -91,7 +93,7 @@ void process_detach(bool threads_gone) {
     }
     exiting = true;
     wind_down_role();
-    if (shutdown_writing_allowed) write_exit_output(exit_output_path);
+    if (shutdown_writing_allowed) write_exit_output(exit_file_path(exit_output_path).c_str());
     close_collection();
     release_stores();
     if (process_role == Role::host) destroy_client_registry(threads_gone);

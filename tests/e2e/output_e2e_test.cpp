@@ -1,6 +1,8 @@
 // Coverage files written by real programs that load the real library.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "test_support.h"
 
 using namespace mirt_test;
@@ -69,4 +71,32 @@ TEST_F(OutputE2E, ExitWriteClosesTheTraceAfterFlushingIt) {
     probe({"obj", "scope.cpp", "4", "obj", "scope.cpp", "4"});
     EXPECT_EQ(read_file(join(folder, "trace.out")), std::string("\x01\0\0\xFF\xFF\xFF\x01\0\0\xFF\xFF\xFF", 12));
     EXPECT_NE(read_file(exit_output_path()).find("--- scope.cpp\n### scope.cpp\n4,2\n"), std::string::npos);
+}
+
+// MIRT_EXIT_FILE moves the exit write to a file named by a pattern, and
+// MIRT_TEST_NAME names the test case of writes for which the program set none.
+TEST_F(OutputE2E, EnvironmentNamesTheExitFileAndTheTestCase) {
+    std::string pattern = join(folder, "cov-%e-%p-%h-%%-%x.out");
+    RunResult r = run_program(join(program_folder(), executable_name("probe_app")), {"fn", "3"},
+                              {{"MIRT_EXIT_FILE", pattern}}, folder);
+    ASSERT_EQ(r.exit_code, 0) << r.output;
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename().string());
+    ASSERT_EQ(names.size(), 1u);
+    std::string written = read_file(join(folder, names[0]));
+    size_t data = written.find("_data_");
+    ASSERT_NE(data, std::string::npos) << written;
+    std::string pid = written.substr(data + 6, written.find("_-1") - data - 6);
+    std::string head = "cov-probe_app-" + pid + "-";
+    EXPECT_EQ(names[0].rfind(head, 0), 0u) << names[0];
+    EXPECT_GT(names[0].size(), head.size() + std::string("-%-%x.out").size());
+    EXPECT_EQ(names[0].substr(names[0].size() - 9), "-%-%x.out") << names[0];
+    EXPECT_FALSE(file_exists(exit_output_path()));
+
+    std::string out = join(folder, "named.out");
+    r = run_program(join(program_folder(), executable_name("probe_app")), {"fn", "3", "write", out},
+                    {{"MIRT_EXIT_FILE", out}, {"MIRT_TEST_NAME", "suite.case"}}, folder);
+    ASSERT_EQ(r.exit_code, 0) << r.output;
+    EXPECT_EQ(read_file(out), "=== suite.case\n>>> unknown\n3,1\n=== suite.case\n>>> unknown\n3,1\n");
+    EXPECT_FALSE(file_exists(exit_output_path()));
 }

@@ -76,11 +76,17 @@ if [ "$tools" = 1 ]; then
   grep -q "util.c: 8 of 10 lines hit (80.0%).*never run: 17-18" <<<"$summary" ||
     { echo "covered app: unexpected coverage: $summary"; exit 1; }
 
-  cmake -S "$programs/cmake_project" -B "$work/whole" -DCMAKE_PROJECT_INCLUDE="$module" >"$work/whole.log"
+  cmake -S "$programs/cmake_project" -B "$work/whole" -DCMAKE_PROJECT_INCLUDE="$module" \
+    -DMIRT_EXIT_FILE="$work/runs/%e-%p.out" >"$work/whole.log"
   grep -q "compiling and linking through $prefix/bin/mirt-cc" "$work/whole.log" ||
     { echo "the installed module did not find the installed mirt-cc"; cat "$work/whole.log"; exit 1; }
   cmake --build "$work/whole" >/dev/null
   ldd "$work/whole/app" | grep -q "$prefix/.*libmirt64.so" || { echo "whole project: not linked to the installed library"; exit 1; }
+  # Its CTest test writes the file that the pattern names, headed by the test's name.
+  (cd "$work/whole" && ctest >/dev/null) || true
+  runs=("$work"/runs/app-*.out)
+  [ ${#runs[@]} = 1 ] && [ "$(head -1 "${runs[0]}")" = "=== collatz_12" ] ||
+    { echo "the CTest test was not named, or its exit file not by the pattern: ${runs[*]}"; exit 1; }
   echo "coverage from the installed tree alone: one call, and the module as the project include"
 fi
 
