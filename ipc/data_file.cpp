@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -200,8 +202,11 @@ void read_module_record(ModuleRecord* record, FILE* file) {
 bool write_data_file(const char* path) {
     FILE* file = platform::create_private_stream(path);
     if (file == nullptr) return false;
-    static thread_local char buffer[1 << 16];
-    setvbuf(file, buffer, _IOFBF, sizeof buffer);
+    // A large buffer of its own for the write, on the heap: as thread-local
+    // storage it would be zeroed in every thread of the program and at its start.
+    constexpr size_t buffer_size = 1 << 16;
+    std::unique_ptr<char[]> buffer(new (std::nothrow) char[buffer_size]);
+    if (buffer != nullptr) setvbuf(file, buffer.get(), _IOFBF, buffer_size);
     {
         platform::LockHold hold(merge_lock);
         write_modules(file);

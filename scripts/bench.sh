@@ -12,7 +12,7 @@ build=$root/build/native
 report=${BENCH_REPORT:-$root/BENCHMARKS.md}
 
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMIRT_BUILD_BENCHMARKS=ON >/dev/null
-cmake --build "$build" --target mirt64 probe_bench line_map_bench -j "$(nproc)" >/dev/null
+cmake --build "$build" --target mirt64 probe_bench line_map_bench startup_bench -j "$(nproc)" >/dev/null
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
@@ -26,6 +26,9 @@ rm -f "$scratch/trace.out"
 echo "== reading the line maps of 10,000 translation units"
 "$build/bin/line_map_bench" --benchmark_repetitions=3 --benchmark_report_aggregates_only=true \
     --benchmark_format=csv >"$scratch/maps.csv" 2>"$scratch/maps.err"
+
+echo "== start and end of short processes"
+"$build/bin/startup_bench" --benchmark_out="$scratch/startup.csv" --benchmark_out_format=csv >"$scratch/startup.txt" 2>&1
 
 echo "== whole-program overhead: building the variants"
 bench/overhead/variants.sh "$build/bench-overhead" "$build/bin"
@@ -118,6 +121,29 @@ cpu=$(lscpu 2>/dev/null | sed -n 's/^Model name: *//p' | head -1)
             for (i = 1; i <= n; i++)
                 printf "| %s | %.0f | %.2fx |\n", names[i], ms[names[i]], ms[names[i]] / ms["BM_ReadBytesOnly"]
         }' "$scratch/maps.csv"
+    echo
+    echo "## Start and end of a process (bench/startup/)"
+    echo
+    echo "One short program built plain, with \`g++ --coverage\` and through \`mirt-cc\` (table style),"
+    echo "started with \`posix_spawn\` and waited for: a trivial run that ends at once, and a suite of"
+    echo "22 short test runs; processor time of the started processes (user and system, from \`wait4\`),"
+    echo "median of 5, each process writing its coverage at exit."
+    echo
+    echo "| run | plain | gcov | mirt | mirt / plain | mirt / gcov | gcov / plain |"
+    echo "|---|---:|---:|---:|---:|---:|---:|"
+    awk -F, '
+        /_median"?,/ {
+            name = $1; gsub(/"/, "", name); sub(/_median$/, "", name)
+            split(name, part, "/"); t = $3; unit = $5; gsub(/"/, "", unit)
+            if (unit == "ms") t *= 1000
+            us[part[1], part[2]] = t; if (!(part[1] in seen)) { seen[part[1]] = 1; runs[++n] = part[1] }
+        }
+        END {
+            for (i = 1; i <= n; i++) {
+                r = runs[i]; p = us[r, "startup_plain"]; g = us[r, "startup_gcov"]; m = us[r, "startup_mirt"]
+                printf "| %s | %.0f us | %.0f us | %.0f us | %.2fx | %.2fx | %.2fx |\n", r, p, g, m, m / p, m / g, g / p
+            }
+        }' "$scratch/startup.csv"
     echo
     cat bench/findings.md
 } >"$report"

@@ -5,11 +5,9 @@
 // slower than --coverage and an atomic style no slower than its atomic mode.
 #include <benchmark/benchmark.h>
 
-#include <unistd.h>
-
 #include <cstdio>
-#include <map>
-#include <string>
+
+#include "../median_collector.h"
 
 long workload_plain(int size);
 long workload_gcov(int size);
@@ -43,18 +41,6 @@ BENCHMARK(BM_GccCoverage)->Unit(benchmark::kMicrosecond)->Repetitions(5)->Report
 BENCHMARK(BM_MirtTable)->Unit(benchmark::kMicrosecond)->Repetitions(5)->ReportAggregatesOnly(true);
 BENCHMARK(BM_GccCoverageAtomic)->Unit(benchmark::kMicrosecond)->Repetitions(5)->ReportAggregatesOnly(true);
 BENCHMARK(BM_MirtAtomic)->Unit(benchmark::kMicrosecond)->Repetitions(5)->ReportAggregatesOnly(true);
-
-// Keeps the median time of each benchmark while the console shows them.
-class MedianCollector : public benchmark::ConsoleReporter {
-public:
-    MedianCollector() : benchmark::ConsoleReporter(isatty(1) ? OO_Defaults : OO_Tabular) {}
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& r : runs)
-            if (r.aggregate_name == "median") medians[r.run_name.function_name] = r.GetAdjustedCPUTime();
-        benchmark::ConsoleReporter::ReportRuns(runs);
-    }
-    std::map<std::string, double> medians;
-};
 
 }  // namespace
 
