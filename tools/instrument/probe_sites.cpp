@@ -380,8 +380,9 @@ private:
 
     // Each case of a switch, counted when the switch jumps to it (not when
     // control falls into it from the case above), as gcov counts it. A
-    // switch without default has one more outcome, no case taken, that is
-    // not counted. Not in constexpr functions, where goto is not allowed.
+    // switch without default has one more outcome, no case taken, counted by
+    // a default label added before its closing brace (see no_case_probe).
+    // Not in constexpr functions, where goto is not allowed.
     void switch_sites(const SwitchStmt* sw) {
         if (!counting_branches() || guarded_) return;
         std::optional<unsigned> at = begin_offset(sw->getBeginLoc());
@@ -405,7 +406,30 @@ private:
             site.outcomes.push_back(label);
             site.probes.push_back(p);
         }
+        bool has_default = std::any_of(cases.begin(), cases.end(), [](const SwitchCase* c) { return isa<DefaultStmt>(c); });
+        if (!has_default && !site.outcomes.empty()) no_case_probe(sw, &site);
         if (!site.outcomes.empty()) sites_.push_back(std::move(site));
+    }
+
+    // The outcome "no case" of a switch without default, where a default
+    // label can be added at the end of its body without changing what the
+    // program does or what the compiler says: not where the jump to it would
+    // cross a declaration of the body's own scope (an error in C++), and not
+    // on an enumeration, where a default would silence -Wswitch.
+    void no_case_probe(const SwitchStmt* sw, Site* site) {
+        auto* body = dyn_cast<CompoundStmt>(sw->getBody());
+        if (!body || sw->getCond()->IgnoreParenImpCasts()->getType()->isEnumeralType()) return;
+        for (const Stmt* s : body->body()) {
+            while (s && (isa<SwitchCase>(s) || isa<LabelStmt>(s)))
+                s = isa<SwitchCase>(s) ? cast<SwitchCase>(s)->getSubStmt() : cast<LabelStmt>(s)->getSubStmt();
+            if (isa_and_nonnull<DeclStmt>(s)) return;
+        }
+        std::optional<unsigned> close = main_offset(body->getRBracLoc());
+        if (!close) return;
+        Probe p{Probe::no_case, *close};
+        p.outcome = static_cast<int>(site->outcomes.size());
+        site->outcomes.push_back("no case");
+        site->probes.push_back(p);
     }
 
     // Whether evaluating e calls something or changes something (an argument

@@ -213,6 +213,12 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
                         count += skip + ": ; ";
                     }
                     inserts.push_back({p.offset, 2, -1, sequence++, count});
+                } else if (p.form == Probe::no_case) {
+                    std::string skip = "mirt_skip" + std::to_string((*unique)++) + "_";
+                    inserts.push_back({p.offset, 2, 0, sequence++,
+                                       "goto " + skip + "; default: " +
+                                           counted_expression(source, counted[p.outcome], false) + "; " + skip +
+                                           ": ; "});
                 } else {
                     inserts.push_back({p.offset, 2, 0, sequence++,
                                        counted_expression(source, counted[p.outcome], site.guarded) + "; "});

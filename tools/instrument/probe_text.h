@@ -36,6 +36,9 @@ struct Probe {
         case_entry,   // after a case label's colon: counts the jump to it; the
                       // code above skips the count when it falls through (from
                       // body_start, the label's first byte, unless 0)
+        no_case,      // before the closing brace of a switch without default: a
+                      // default label that counts the jump when no case matches,
+                      // which the code above skips
     };
     Form form = statement;
     unsigned offset = 0;
