@@ -61,6 +61,10 @@ static int jumps(int n) {
     default:
         s = -1;
     }
+    switch (n % 4) {  // without default: "no case" is an outcome too
+    case 0: s += 2; break;
+    case 1: s += 3;
+    }
     int tries = 0;
 again:
     ++tries;
