@@ -176,6 +176,17 @@ std::map<int, long long> compare(const Corpus& c, const std::string& style) {
     size_t compared = 0;
     for (const auto& entry : r.mirt)
         EXPECT_TRUE(r.probed.count(entry.first)) << "line " << entry.first << " counted but never probed";
+    // A line that gcov ran is probed, unless it holds no more than braces
+    // (the function style probes functions only).
+    for (const auto& [line, count] : r.gcov) {
+        if (style == "function") break;
+        const std::string& text = r.text[static_cast<size_t>(line - 1)];
+        size_t code = text.find_first_not_of(" \t{}();");
+        bool has_code = code != std::string::npos && text.compare(code, 2, "//") != 0;
+        if (count > 0 && !r.probed.count(line) && mark_of(text, style).empty()) {
+            EXPECT_FALSE(has_code) << c.name << ":" << line << " ran but has no probe: " << text;
+        }
+    }
     for (int line : r.probed) {
         auto g = r.gcov.find(line);
         if (g == r.gcov.end()) continue;  // gcov sees no code on this line

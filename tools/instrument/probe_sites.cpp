@@ -147,12 +147,19 @@ private:
 
     int line_at(unsigned offset) const { return static_cast<int>(sm_.getLineNumber(main_, offset)); }
 
+    // Whether only blanks stand before offset on its line.
+    bool first_on_line(unsigned offset) const {
+        size_t pos = offset;
+        while (pos > 0 && (text_[pos - 1] == ' ' || text_[pos - 1] == '\t')) --pos;
+        return pos == 0 || text_[pos - 1] == '\n';
+    }
+
     // A statement that a loop pragma (OpenMP, unroll, ivdep, clang loop)
     // governs must follow the pragma directly: nothing goes between them.
     bool governed_by_pragma(unsigned offset) const {
+        if (!first_on_line(offset)) return false;
         size_t pos = offset;
         while (pos > 0 && (text_[pos - 1] == ' ' || text_[pos - 1] == '\t')) --pos;
-        if (pos > 0 && text_[pos - 1] != '\n') return false;
         // The previous line that holds anything.
         while (pos > 0) {
             size_t end = pos - 1;  // the line feed that ends the previous line
@@ -293,7 +300,9 @@ private:
     // not (an operand of && or ||, an arm of ?:, an argument that calls) is
     // counted on that line each time it runs: the operand becomes
     // "(probe, operand)". from_line is where the whole expression starts.
-    void operand_site(const Expr* op, int from_line) {
+    // constants: the operand is an argument of an operator's call, whose
+    // parameter takes a constant as it takes "(probe, constant)".
+    void operand_site(const Expr* op, int from_line, bool constants = false) {
         if (!counting_lines() || constant_context_ || !op) return;
         const Expr* bare = op->IgnoreParenImpCasts();
         // Forms that a comma would change: braced lists, throw in ?:, packs,
@@ -306,7 +315,7 @@ private:
         if (!wrappable(op)) return;
         // A constant runs no code, and a comma would make it no constant
         // (the compiler's checks of conversions treat the two apart).
-        if (!op->isValueDependent() && !op->isTypeDependent() && op->isEvaluatable(ctx_)) return;
+        if (!constants && !op->isValueDependent() && !op->isTypeDependent() && op->isEvaluatable(ctx_)) return;
         std::optional<unsigned> begin = begin_offset(op->getBeginLoc());
         std::optional<unsigned> end = expr_end(op);
         if (!begin || !end || *end <= *begin) return;
@@ -466,9 +475,23 @@ private:
             // ordinary calls).
             unsigned builtin = call->getBuiltinCallee();
             if (builtin != 0 && !ctx_.BuiltinInfo.isPredefinedLibFunction(builtin)) return;
+            const Expr* continued = continued_operand(call);
+            if (continued) operand_site(continued, from, true);
             for (const Expr* arg : call->arguments())
-                if (runs_code(arg)) operand_site(arg, from);
+                if (arg != continued && runs_code(arg)) operand_site(arg, from);
         }
+    }
+
+    // The right operand of an overloaded binary operator that begins a line
+    // of its own with the operator ("\n    << value"): the operator's call
+    // runs there, and gcov counts that line, whatever the operand is.
+    const Expr* continued_operand(const CallExpr* call) const {
+        auto* op = dyn_cast<CXXOperatorCallExpr>(call);
+        if (!op || op->getNumArgs() != 2 || !op->isInfixBinaryOp()) return nullptr;
+        std::optional<unsigned> at = main_offset(op->getOperatorLoc());
+        std::optional<unsigned> operand = begin_offset(op->getArg(1)->getBeginLoc());
+        if (!at || !operand || line_at(*at) != line_at(*operand) || !first_on_line(*at)) return nullptr;
+        return op->getArg(1);
     }
 
     bool constant_condition(const Expr* cond) const {
