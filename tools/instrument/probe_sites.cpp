@@ -302,7 +302,9 @@ private:
     // "(probe, operand)". from_line is where the whole expression starts.
     // constants: the operand is an argument of an operator's call, whose
     // parameter takes a constant as it takes "(probe, constant)".
-    void operand_site(const Expr* op, int from_line, bool constants = false) {
+    // line: the line counted, when it is not the one where op begins (a
+    // member call counts where its "." or "->" begins a line).
+    void operand_site(const Expr* op, int from_line, bool constants = false, int line = 0) {
         if (!counting_lines() || constant_context_ || !op) return;
         const Expr* bare = op->IgnoreParenImpCasts();
         // Forms that a comma would change: braced lists, throw in ?:, packs,
@@ -319,7 +321,7 @@ private:
         std::optional<unsigned> begin = begin_offset(op->getBeginLoc());
         std::optional<unsigned> end = expr_end(op);
         if (!begin || !end || *end <= *begin) return;
-        int line = line_at(*begin);
+        if (line == 0) line = line_at(*begin);
         if (line <= from_line) return;
         Site site = new_site(line, *begin);
         Probe p{Probe::operand, *begin};
@@ -477,8 +479,30 @@ private:
             if (builtin != 0 && !ctx_.BuiltinInfo.isPredefinedLibFunction(builtin)) return;
             const Expr* continued = continued_operand(call);
             if (continued) operand_site(continued, from, true);
+            if (auto* member = dyn_cast<CXXMemberCallExpr>(call)) continued_member_call(member, from);
             for (const Expr* arg : call->arguments())
                 if (arg != continued && runs_code(arg)) operand_site(arg, from);
+        }
+    }
+
+    // A member call whose "." or "->" begins a line of its own
+    // ("GetSuite(name)\n    ->AddTest(info)"): the call runs on that line, and
+    // gcov counts it there. The whole call is wrapped, so the count comes
+    // before its object is evaluated. Of a chain of such calls only the last
+    // counts, as gcov counts the chain on its last line.
+    void continued_member_call(const CXXMemberCallExpr* call, int from) {
+        auto* member = dyn_cast<MemberExpr>(call->getCallee()->IgnoreParens());
+        if (!member || member->isImplicitAccess() || chained_calls_.count(call)) return;
+        std::optional<unsigned> at = main_offset(member->getOperatorLoc());
+        if (!at || !first_on_line(*at)) return;
+        operand_site(call, from, false, line_at(*at));
+        for (const Expr* object = member->getBase()->IgnoreImplicit();;) {
+            auto* inner = dyn_cast<CXXMemberCallExpr>(object);
+            if (!inner) break;
+            chained_calls_.insert(inner);
+            auto* inner_member = dyn_cast<MemberExpr>(inner->getCallee()->IgnoreParens());
+            if (!inner_member || inner_member->isImplicitAccess()) break;
+            object = inner_member->getBase()->IgnoreImplicit();
         }
     }
 
@@ -588,6 +612,11 @@ private:
             constant_context_ = constant_context_ || v->isConstexpr() ||
                                 (init && v->hasGlobalStorage() && !init->isValueDependent() &&
                                  init->isConstantInitializer(ctx_, v->getType()->isReferenceType()));
+            // "T name =\n    call();": the initialiser's line counts where it
+            // runs code (an array's initialiser cannot take a comma).
+            std::optional<unsigned> at = begin_offset(v->getBeginLoc());
+            if (init && at && v->getInitStyle() == VarDecl::CInit && !v->getType()->isArrayType() && runs_code(init))
+                operand_site(init, line_at(*at));
             walk_expr(init);
             constant_context_ = saved_constant;
         } else if (isa<RecordDecl>(d) || isa<FunctionDecl>(d) || isa<ClassTemplateDecl>(d) ||
@@ -1009,6 +1038,7 @@ private:
     bool constant_context_ = false;  // walking what must stay a constant expression
     std::vector<Site> sites_;
     std::set<const Stmt*> seen_bodies_;
+    std::set<const Expr*> chained_calls_;  // member calls inside a counted chain
     std::set<const Stmt*> chained_labels_;
     std::vector<LoopFrame> loops_;
     std::vector<FunctionLines>* functions_;

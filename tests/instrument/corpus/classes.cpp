@@ -82,6 +82,10 @@ int main() {
     for (int i = 0; i < 2; ++i)
         out << "total " << total
             << '\n';  // an operator's call that a line of its own starts counts there
+    const char* const greeting =
+        std::strchr("xhello", 'h');  // so does a declaration's initialiser
+    out
+        .put(greeting[0]);  // and a member call
     std::printf("%s", out.str().c_str());
     return 0;
 }
