@@ -66,6 +66,69 @@ def read_lcov(path, root, sections=None):
     return {path: lines for path, lines in files.items() if lines}
 
 
+def read_branches(path, root):
+    """{absolute file: {line: [taken, ...]}}: each line's BRDA outcomes in their
+    order, added up over the records (test cases) that list as many."""
+    files = collections.defaultdict(dict)
+    records = []
+    current = None
+    with open(path, encoding="utf-8", errors="replace") as f:
+        for raw in f:
+            line = raw.strip()
+            if line.startswith("SF:"):
+                current = collections.defaultdict(list)
+                records.append((os.path.normpath(os.path.join(root, line[3:])), current))
+            elif line.startswith("BRDA:") and current is not None:
+                fields = line[5:].split(",")
+                if len(fields) == 4 and fields[0].isdigit():
+                    current[int(fields[0])].append(0 if fields[3] == "-" else int(float(fields[3])))
+            elif line == "end_of_record":
+                current = None
+    for name, lines in records:
+        for number, outcomes in lines.items():
+            known = files[name].get(number)
+            if known is None:
+                files[name][number] = outcomes
+            elif len(known) == len(outcomes):
+                files[name][number] = [a + b for a, b in zip(known, outcomes)]
+    return files
+
+
+def in_pairs(outcomes):
+    """Outcomes two by two, each pair sorted: gcov lists a short-circuit
+    operand's outcome that goes on to the next operand first, mirt64 lists
+    true before false, so only the pairs, not their order, can be matched.
+    An odd number (a switch) stays in its order."""
+    if len(outcomes) % 2:
+        return list(outcomes)
+    return [c for k in range(0, len(outcomes), 2) for c in sorted(outcomes[k:k + 2])]
+
+
+def compare_branches(ref, mirt, files, out):
+    """Lines with branches in both tracefiles: those with as many outcomes in
+    each, and of their outcomes those with equal counts and those that both
+    took or both never took (see in_pairs)."""
+    lines = same = outcomes = equal = agree = 0
+    for path in files:
+        for n, theirs in ref.get(path, {}).items():
+            ours = mirt.get(path, {}).get(n)
+            if ours is None:
+                continue
+            lines += 1
+            if len(ours) != len(theirs):
+                continue
+            same += 1
+            ours, theirs = in_pairs(ours), in_pairs(theirs)
+            outcomes += len(ours)
+            equal += sum(1 for a, b in zip(ours, theirs) if a == b)
+            agree += sum(1 for a, b in zip(ours, theirs) if (a > 0) == (b > 0))
+    if lines == 0:
+        return
+    pct = lambda a, b: "%.1f%% %d/%d" % (100.0 * a / b, a, b) if b else "n/a"
+    out.write("\nbranches: lines with as many outcomes in both %s; of their outcomes, taken alike %s, "
+              "equal counts %s\n" % (pct(same, lines), pct(agree, outcomes), pct(equal, outcomes)))
+
+
 def without_section(sections, name):
     """The files of every section but one, added up."""
     files = collections.defaultdict(lambda: collections.defaultdict(int))
@@ -418,6 +481,7 @@ def main(argv=None):
         rows.append((path, figures))
         total.add(figures)
     print_table(rows, total, out)
+    compare_branches(read_branches(args.reference, root), read_branches(args.mirt, root), both, out)
 
     # Files that gcov_to_lcov.py saw compiled as an object's own source.
     own = without_section(sections, "included") if copies else {}

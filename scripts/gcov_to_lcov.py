@@ -12,7 +12,10 @@ the folder each object was compiled in. The counts of sources that an object
 #includes rather than compiles (a unity build's parts, a source that a test
 includes to reach its static functions) form a test section of their own,
 "included". Lines marked LCOV_EXCL_LINE, or between LCOV_EXCL_START and
-LCOV_EXCL_STOP, are left out, as lcov does. Exit status 1 when gcov fails.
+LCOV_EXCL_STOP, are left out, as lcov does. Branch outcomes become BRDA lines,
+without the outcomes that only an exception takes (gcov's "throw" branches), each
+line's outcomes in gcov's order, added up over objects that list as many for the
+line. Exit status 1 when gcov fails.
 """
 import argparse
 import collections
@@ -33,7 +36,7 @@ def notes_by_folder(build_dir):
 
 
 def run_gcov(gcov, folder, names):
-    result = subprocess.run([gcov, "--json-format", "--stdout", "--object-directory", folder] + sorted(names),
+    result = subprocess.run([gcov, "--json-format", "--stdout", "--branch-probabilities", "--object-directory", folder] + sorted(names),
                             cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
     if result.returncode != 0:
         raise RuntimeError("gcov failed in %s: %s" % (folder, result.stderr.strip()[-500:]))
@@ -43,7 +46,18 @@ def run_gcov(gcov, folder, names):
 SOURCE_EXTENSIONS = {".c", ".cc", ".cpp", ".cxx", ".c++", ".C"}
 
 
-def add_counts(document, counts, included):
+def add_branches(lines, number, entry):
+    outcomes = [b["count"] for b in entry.get("branches", []) if not b.get("throw")]
+    if not outcomes:
+        return
+    known = lines.get(number)
+    if known is None:
+        lines[number] = outcomes
+    elif len(known) == len(outcomes):
+        lines[number] = [a + b for a, b in zip(known, outcomes)]
+
+
+def add_counts(document, counts, included, branches=None):
     """Adds one object's counts: to `included` those of sources other than the
     object's own (a unity build's parts, a source that a test #includes)."""
     cwd = document.get("current_working_directory", "")
@@ -61,6 +75,8 @@ def add_counts(document, counts, included):
         lines = (included if foreign else counts)[path]
         for entry in entries:
             lines[entry["line_number"]] += entry["count"]
+            if branches is not None:
+                add_branches(branches[path], entry["line_number"], entry)
 
 
 def excluded_lines(path):
@@ -87,7 +103,7 @@ def leave_out_excluded(counts):
             del lines[n]
 
 
-def write_lcov(sections, out):
+def write_lcov(sections, out, branches=None):
     for test, counts in sections:
         if counts:
             out.write("TN:%s\n" % test)
@@ -98,6 +114,13 @@ def write_lcov(sections, out):
             out.write("SF:%s\n" % path)
             for n in sorted(lines):
                 out.write("DA:%d,%d\n" % (n, lines[n]))
+            # Every object's outcomes, the #included copies' too, go with the
+            # file's own record (mirt64 adds up the copies alike).
+            if test == "gcov" and branches is not None:
+                for n, outcomes in sorted(branches.get(path, {}).items()):
+                    if n in lines:
+                        for k, taken in enumerate(outcomes):
+                            out.write("BRDA:%d,0,%d,%d\n" % (n, k, taken))
             out.write("LF:%d\nLH:%d\nend_of_record\n" % (len(lines), sum(1 for c in lines.values() if c > 0)))
 
 
@@ -111,19 +134,20 @@ def main(argv=None):
 
     counts = collections.defaultdict(lambda: collections.defaultdict(int))
     included = collections.defaultdict(lambda: collections.defaultdict(int))
+    branches = collections.defaultdict(dict)
     folders = notes_by_folder(os.path.abspath(args.build_dir))
     try:
         with concurrent.futures.ThreadPoolExecutor(max_workers=max(args.jobs, 1)) as pool:
             for documents in pool.map(lambda item: run_gcov(args.gcov, *item), sorted(folders.items())):
                 for document in documents:
-                    add_counts(document, counts, included)
+                    add_counts(document, counts, included, branches)
     except (OSError, RuntimeError, ValueError) as e:
         sys.stderr.write("gcov_to_lcov: %s\n" % e)
         return 1
     for section in (counts, included):
         leave_out_excluded(section)
     with open(args.output, "w") as out:
-        write_lcov([("gcov", counts), ("included", included)], out)
+        write_lcov([("gcov", counts), ("included", included)], out, branches)
     return 0
 
 
