@@ -620,6 +620,10 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                 case AnonymousFunctionExpressionSyntax f:
                     Lambda(f);
                     break;
+                case SwitchExpressionArmSyntax arm:
+                    Arm(arm);
+                    Expressions(arm);
+                    break;
                 case StatementSyntax when skipStatements:
                 case BlockSyntax:
                 case ArrowExpressionClauseSyntax when node is BaseMethodDeclarationSyntax or LocalFunctionStatementSyntax:
@@ -629,6 +633,27 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                     break;
             }
         }
+    }
+
+    // An arm of a switch expression on a line of its own counts that line
+    // each time it is chosen: its expression becomes "(probe ? (expression)
+    // : default!)", which has the expression's type. Arms whose expression
+    // has no type of its own (null, default, a lambda, a throw) or a type
+    // that a conditional cannot carry (a ref struct) stay as written.
+    void Arm(SwitchExpressionArmSyntax arm)
+    {
+        ExpressionSyntax e = arm.Expression;
+        if (model == null || e is ThrowExpressionSyntax or AnonymousFunctionExpressionSyntax) return;
+        ITypeSymbol? type = model.GetTypeInfo(e).Type;
+        if (type == null || type.IsRefLikeType || type.TypeKind == TypeKind.Error) return;
+        int start = arm.SpanStart;
+        int lineStart = tree.GetText().Lines.GetLineFromPosition(start).Start;
+        if (!string.IsNullOrWhiteSpace(text_[lineStart..start])) return;
+        int line = Line(start);
+        Site site = NewSite(line, start);
+        site.Edits.Add(new Edit(e.SpanStart, 0, EditOrder.Open,
+                                $"(global::mirt.mirt_dotnet.mirt_fn_net_cond({literal_}, {line}) ? ("));
+        site.Edits.Add(new Edit(e.Span.End, 0, EditOrder.Close, ") : default!)"));
     }
 
     // ---- #line default ----

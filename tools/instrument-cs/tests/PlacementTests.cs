@@ -158,8 +158,9 @@ public class PlacementTests
                     n += t.Length;                  //=1
                 return n switch                     //=1
                 {
-                    5 => 50,
-                    _ => 0,
+                    5 => 50,                        //=1
+                    < 0 => throw new ArgumentException(),
+                    _ => 0,                         //=0
                 };
             }
             """ },
