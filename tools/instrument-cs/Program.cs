@@ -6,7 +6,7 @@ using Mirt.Instrument;
 
 return Tool.Entry(args);
 
-static class Tool
+public static class Tool
 {
     const string Usage =
         "usage: mirt-instrument-cs [options] SOURCE...\n" +
@@ -90,6 +90,9 @@ static class Tool
         public SyntaxTree? Tree;
         public string? Skip;               // why it keeps no probes
         public string Compiled = "";       // what the compiler gets
+        public bool Instrument;            // not generated, not under a skipped folder
+        public string? Text;               // the instrumented copy
+        public Instrumented? Result;
     }
 
     static int Run(Options o)
@@ -115,14 +118,12 @@ static class Tool
         var compilation = CSharpCompilation.Create("mirt", trees, References(o.References),
             new CSharpCompilationOptions(OutputKind.DynamicallyLinkedLibrary, allowUnsafe: true));
 
-        int status = 0;
         foreach (Source s in sources)
         {
-            if (s.Tree == null) { Warn(s, o); continue; }
+            if (s.Tree == null) continue;
             if (o.SkipUnder.Any(d => s.Path.StartsWith(d.TrimEnd('/', '\\') + Path.DirectorySeparatorChar))) continue;
             if (Generated(s.Tree)) continue;
-            string? text = null;
-            Instrumented? result = null;
+            s.Instrument = true;
             try
             {
                 if (s.Tree.GetDiagnostics().Any(d => d.Severity == DiagnosticSeverity.Error))
@@ -135,11 +136,11 @@ static class Tool
                 }
                 else
                 {
-                    result = ProbeSites.Place(s.Tree, compilation.GetSemanticModel(s.Tree), s.Path);
+                    s.Result = ProbeSites.Place(s.Tree, compilation.GetSemanticModel(s.Tree), s.Path);
                     // "#line 1" names the original: diagnostics, stack traces and
                     // [CallerFilePath] name it, with its own line numbers.
-                    text = $"#line 1 \"{s.Path}\"\n" + result.Text;
-                    var check = CSharpSyntaxTree.ParseText(text, parse);
+                    s.Text = $"#line 1 \"{s.Path}\"\n" + s.Result.Text;
+                    var check = CSharpSyntaxTree.ParseText(s.Text, parse);
                     if (check.GetDiagnostics().Any(d => d.Severity == DiagnosticSeverity.Error))
                         s.Skip = "its instrumented copy does not parse: " +
                                  check.GetDiagnostics().First(d => d.Severity == DiagnosticSeverity.Error).GetMessage();
@@ -149,13 +150,22 @@ static class Tool
             {
                 s.Skip = "instrumenting failed: " + e.Message;
             }
+        }
+        if (!o.Print) KeepWhatCompiles(compilation, sources, parse);
+        if (o.Print || o.LinesOnly)
+        {
+            Source s = sources[0];
+            s.Skip ??= s.Instrument ? null : "generated";
+            if (s.Skip != null) { Console.Error.WriteLine($"mirt-instrument-cs: {s.Path}: {s.Skip}"); return 1; }
+            Console.Write(o.Print ? s.Text : string.Join('\n', s.Result!.Lines) + "\n");
+            return 0;
+        }
 
-            if (o.Print || o.LinesOnly)
-            {
-                if (s.Skip != null) { Console.Error.WriteLine($"mirt-instrument-cs: {s.Path}: {s.Skip}"); return 1; }
-                Console.Write(o.Print ? text : string.Join('\n', result!.Lines) + "\n");
-                return 0;
-            }
+        int status = 0;
+        foreach (Source s in sources)
+        {
+            if (s.Tree == null) { Warn(s, o); continue; }
+            if (!s.Instrument) continue;
             string copy = CopyPath(o, s.Path);
             var map = new LineMap
             {
@@ -163,8 +173,8 @@ static class Tool
                 Folder = o.Base,
                 FileName = s.Path,
                 Checksum = LineMap.Checksum64(s.Bytes),
-                Lines = s.Skip == null ? result!.Lines : [],
-                Functions = s.Skip == null ? result!.Functions : [],
+                Lines = s.Skip == null ? s.Result!.Lines : [],
+                Functions = s.Skip == null ? s.Result!.Functions : [],
                 Unprobed = s.Skip,
             };
             try
@@ -172,7 +182,7 @@ static class Tool
                 Directory.CreateDirectory(Path.GetDirectoryName(copy)!);
                 if (s.Skip == null)
                 {
-                    bool changed = WriteIfChanged(copy, text!);
+                    bool changed = WriteIfChanged(copy, s.Text!);
                     if (changed || !File.Exists(copy + ".mirtmap")) WriteWhole(copy + ".mirtmap", map.Text(LineMap.NowNanoseconds()));
                     s.Compiled = copy;
                 }
@@ -193,6 +203,39 @@ static class Tool
         }
         if (o.Result != null) WriteWhole(o.Result, string.Concat(sources.Select(s => s.Compiled + "\n")));
         return status;
+    }
+
+    // The copies compiled together in place of the originals: a copy that
+    // brings an error its original does not have (the compiler's messages
+    // compared, wherever they are) is compiled as written instead. Where the
+    // references lack the wrapper, a stand-in declares the probes.
+    static void KeepWhatCompiles(CSharpCompilation compilation, List<Source> sources, CSharpParseOptions parse)
+    {
+        var copies = sources.Where(s => s.Instrument && s.Skip == null && s.Text != null).ToList();
+        if (copies.Count == 0) return;
+        if (compilation.GetTypeByMetadataName("mirt.mirt_dotnet") == null)
+            compilation = compilation.AddSyntaxTrees(CSharpSyntaxTree.ParseText(
+                "namespace mirt { public static class mirt_dotnet { public static void mirt_fn_net(string n, int l) { } " +
+                "public static bool mirt_fn_net_cond(string n, int l) => true; } }", parse));
+        var trees = new Dictionary<Source, SyntaxTree>();
+        CSharpCompilation instrumented = compilation;
+        foreach (Source s in copies)
+        {
+            trees[s] = CSharpSyntaxTree.ParseText(s.Text!, parse, s.Path + ".mirt");
+            instrumented = instrumented.ReplaceSyntaxTree(s.Tree!, trees[s]);
+        }
+        static List<string> Errors(SemanticModel model) => model.GetDiagnostics()
+            .Where(d => d.Severity == DiagnosticSeverity.Error).Select(d => d.Id + ": " + d.GetMessage()).ToList();
+        foreach (Source s in copies)
+        {
+            List<string> before = Errors(compilation.GetSemanticModel(s.Tree!));
+            foreach (string error in Errors(instrumented.GetSemanticModel(trees[s])))
+            {
+                if (before.Remove(error)) continue;
+                s.Skip = "its instrumented copy does not compile: " + error;
+                break;
+            }
+        }
     }
 
     // One warning per source that is compiled as written, in the form that

@@ -219,6 +219,25 @@ public class PlacementTests
         Assert.Contains("mirt_fn_net(\"C:\\\\src\\\\\\\"q\\\".cs\", 1)", result.Text);
     }
 
+    // A copy that the compiler would reject is not given to it: the original
+    // is, with one warning. (Here the source's own mirt.mirt_dotnet, which has
+    // no probes, hides the wrapper.)
+    [Fact]
+    public void ACopyThatDoesNotCompileGivesWayToTheOriginal()
+    {
+        string folder = Directory.CreateTempSubdirectory("mirt-cs").FullName;
+        string source = Path.Combine(folder, "clash.cs"), result = Path.Combine(folder, "compile.txt");
+        File.WriteAllText(source, "namespace mirt { static class mirt_dotnet { } }\nstatic class C {\n  static int F() { return 1; }\n}\n");
+        var output = new StringWriter();
+        TextWriter saved = Console.Out;
+        Console.SetOut(output);
+        try { Assert.Equal(0, Tool.Entry(["--out", Path.Combine(folder, "out"), "--result", result, source])); }
+        finally { Console.SetOut(saved); }
+        Assert.Equal(source + "\n", File.ReadAllText(result));
+        Assert.Contains($"{source}: warning MIRT001: compiled without coverage probes: its instrumented copy does not compile: CS0117", output.ToString());
+        Directory.Delete(folder, true);
+    }
+
     static Dictionary<int, int> Expected(string source)
     {
         var expected = new Dictionary<int, int>();
