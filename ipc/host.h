@@ -25,7 +25,8 @@ void host_pipe_server_thread(void*);
 void host_connection_thread(void* pipe);
 
 // Numbers a new client (1, 2, ...; never reused), makes its record and its
-// six events and enters it in the registry. Null once collection is closed.
+// six events and enters it in the registry. Null once collection is closed,
+// and when the events that the client sets cannot be made.
 ClientRecord* add_client(const std::string& name, uint32_t pid);
 // Creates the record's events; true when the three the client sets exist.
 bool create_client_events(ClientRecord* record);

@@ -48,7 +48,11 @@ void wind_down_role() {
 }
 
 // The source-line table is not released: it lives as long as the process.
+// Where other threads may still be inside a probe, nothing that a probe
+// reaches is freed (the point table, the modules' counters, the merged
+// points, the error log's stream): the process's end releases them.
 void release_stores() {
+    if (platform::probes_may_run_at_detach) return;
     destroy_all_modules();
     free_point_table();
     free_merged_points();
@@ -95,8 +99,10 @@ void process_detach(bool threads_gone) {
     close_collection();
     release_stores();
     if (process_role == Role::host) destroy_client_registry(threads_gone);
-    merge_lock.destroy();
-    file_line_lock.destroy();
+    if (!platform::probes_may_run_at_detach) {
+        merge_lock.destroy();
+        file_line_lock.destroy();
+    }
     if (runs_autodump()) stop_autodump();
 }
 

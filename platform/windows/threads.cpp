@@ -7,6 +7,10 @@
 
 namespace mirt::platform {
 
+// At process exit the other threads are gone before the detach; a library
+// unloaded while the process runs has no probing module left to call it.
+const bool probes_may_run_at_detach = false;
+
 namespace {
 struct ThreadStart {
     void (*fn)(void*);
