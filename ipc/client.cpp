@@ -3,9 +3,11 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "collection.h"
 #include "data_file.h"
+#include "error_log.h"
 #include "events.h"
 #include "mirt64.h"
 #include "pipe.h"
@@ -95,7 +97,9 @@ void start_client_listener() {
 void hand_over_data(const ClientRecord& record, bool final) {
     char path[data_file_path_size];
     make_data_file_path(path, record, final);
-    write_data_file(path);
+    // The host is told all the same, so that it waits no longer; it finds no
+    // file and says so too.
+    if (!write_data_file(path)) write_error_log(__FILE_NAME__, __LINE__, (std::string("can't write data file ") + path).c_str());
     signal_named_event((final ? make_exiting_name(record) : make_data_ready_name(record)).get());
 }
 

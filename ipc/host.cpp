@@ -10,6 +10,7 @@
 #include "client.h"
 #include "collection.h"
 #include "data_file.h"
+#include "error_log.h"
 #include "events.h"
 #include "files.h"
 #include "process_state.h"
@@ -218,7 +219,9 @@ bool client_is_alive(const ClientRecord& record) {
 void merge_client_file(const ClientRecord& record, bool final) {
     char path[data_file_path_size];
     make_data_file_path(path, record, final);
-    merge_data_file(path);
+    // A client that signalled without a file could not write it (a full disk).
+    if (!merge_data_file(path) && !platform::path_exists(path))
+        write_error_log(__FILE_NAME__, __LINE__, (std::string("no data file ") + path).c_str());
     platform::delete_file(path);
 }
 

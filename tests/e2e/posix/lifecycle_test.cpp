@@ -1,5 +1,10 @@
 // The library at the hard moments of a process's life, with real processes: exit() while
-// other threads count.
+// other threads count, a full temporary folder.
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
 #include "collection_fixture.h"
 
 using namespace mirt_test;
@@ -8,7 +13,10 @@ namespace {
 
 class Lifecycle : public CollectionTest {
 protected:
-    Lifecycle() { tag = "lifecycle"; }
+    Lifecycle() {
+        tag = "lifecycle";
+        programs = {"pelvanor.exe", "client.exe"};
+    }
     RunResult run_app(const std::vector<std::string>& args) {
         return run_program(join(program_folder(), "lifecycle_app"), args, env, folder);
     }
@@ -26,4 +34,40 @@ TEST_F(Lifecycle, ExitWhileOtherThreadsProbe) {
     }
     remove_file(exit_output_path());
     remove_file(index_file_path());
+}
+
+// The clients' folder on a small file system of its own (tmpfs, in this test
+// process's private mount namespace), filled up but for 16 KiB: a client's
+// data file of some 48 KiB cannot be written whole. The host once merged the
+// cut file without a word; now the client removes it and both say so in the
+// error log, and the host's output holds the module whole or not at all.
+TEST_F(Lifecycle, FullTemporaryFolder) {
+    if (geteuid() != 0 || unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("tmpfs", temp.c_str(), "tmpfs", 0, "size=256k") != 0)
+        GTEST_SKIP() << "a file system of its own needs root";
+    struct Unmount {
+        std::string at;
+        ~Unmount() { umount2(at.c_str(), MNT_DETACH); }
+    } unmount{temp};
+    remove_file(error_log_path());
+    std::string lines;
+    for (int i = 1; i <= 4000; ++i) lines += (i > 1 ? "," : "") + std::to_string(i);
+    start_host();
+    ASSERT_TRUE(wait_for("host.ready"));
+    start("client.exe", {"reg2", "big", lines, "touch", path("c.ready"), "waitfile", path("end")});
+    ASSERT_TRUE(wait_for("c.ready"));
+    struct statvfs space;
+    ASSERT_EQ(statvfs(temp.c_str(), &space), 0);
+    write_file(join(temp, "filler"), std::string(space.f_bavail * space.f_frsize - 16384, 'f'));
+
+    signal("go");
+    ASSERT_TRUE(wait_for("written", 30)) << read_file(path("host.log"));
+    int present = 0;
+    for (const auto& [key, count] : line_counts_in(read_file(path("out")))) present += key.rfind("big:", 0) == 0;
+    EXPECT_EQ(present, 0);
+    std::string log = read_file(error_log_path());
+    EXPECT_NE(log.find("can't write data file " + data_file_folder(temp)), std::string::npos) << log;
+    EXPECT_NE(log.find("no data file " + data_file_folder(temp)), std::string::npos) << log;
+    signal("end");
+    remove_file(error_log_path());
 }
