@@ -50,6 +50,17 @@ void report_last_error(const char*) { platform::drop_last_error_text(); }
 
 // On the failure paths after the pipe was opened, the pipe is left open, as
 // the host may still be reading it; the process carries on unregistered.
+namespace {
+bool writing_before_registration = true;
+}  // namespace
+
+void leave_host_after_fork() {
+    if (!registered_with_host) return;
+    registered_with_host = false;
+    c_mirt_allow_shutdown_writing(writing_before_registration);
+    set_own_client_number(-1);
+}
+
 bool connect_to_host() {
     platform::PipeHandle pipe = platform::invalid_pipe;
     platform::PipeOpen opened = platform::open_host_pipe(&pipe);
@@ -85,6 +96,7 @@ bool connect_to_host() {
     answer[got] = '\0';
     set_own_client_number(atoi(answer));
     platform::close_pipe(pipe);
+    writing_before_registration = shutdown_writing_allowed;
     c_mirt_allow_shutdown_writing(false);
     registered_with_host = true;
     return true;

@@ -376,6 +376,12 @@ void clear_clients() {
     release_handles();
 }
 
+void forget_clients_after_fork() {
+    client_registry().clear();  // the records are left: their handles are the parent's names
+    retired_records().clear();
+    handle_users = 0;
+}
+
 void destroy_client_registry(bool threads_gone) {
     platform::LockHold hold(collection_lock);
     ClientRegistry& registry = client_registry();

@@ -53,6 +53,10 @@ void clear_clients();
 // record and handles are then left to the process's end (only the events'
 // names are removed).
 void destroy_client_registry(bool threads_gone);
+// In a forked child of the host: the clients, their events and the pipe are
+// the parent's. The registry is emptied without closing or removing any of
+// them, and no gather or clear reaches them from the child.
+void forget_clients_after_fork();
 
 }  // namespace mirt
 

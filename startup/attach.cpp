@@ -2,6 +2,7 @@
 #include "attach.h"
 
 #include "autodump.h"
+#include "clear.h"
 #include "client.h"
 #include "collection.h"
 #include "entry.h"
@@ -106,6 +107,32 @@ void process_detach(bool threads_gone) {
     if (runs_autodump()) stop_autodump();
 }
 
+// The tables are held still across fork(), so that the child's copy is whole.
+void process_forking() {
+    merge_lock.lock();
+    file_line_lock.lock();
+}
+
+// The child counts from zero: its parent's hits are the parent's to write or
+// hand over. It takes no part in its parent's collection: a client's child
+// runs stand-alone under its own process id, and a host's child leaves the
+// parent's clients, events and pipe alone.
+void process_forked(bool child) {
+    if (child) clear_own_counts(true);
+    file_line_lock.unlock();
+    merge_lock.unlock();
+    if (!child) return;
+    // Threads that held these in the parent do not exist in the child.
+    recreate_collection_locks();
+    if (process_role == Role::client) leave_host_after_fork();
+    if (process_role == Role::host) {
+        forget_clients_after_fork();
+        gather_before_write = nullptr;
+        clear_other_processes = nullptr;
+    }
+    process_role = Role::stand_alone;
+}
+
 }  // namespace mirt
 
 void mirt::platform::library_loaded() {
@@ -114,3 +141,5 @@ void mirt::platform::library_loaded() {
 }
 
 void mirt::platform::library_unloading(bool threads_gone) { process_detach(threads_gone); }
+void mirt::platform::process_forking() { mirt::process_forking(); }
+void mirt::platform::process_forked(bool child) { mirt::process_forked(child); }

@@ -1,5 +1,5 @@
 // The library at the hard moments of a process's life, with real processes: exit() while
-// other threads count, a full temporary folder.
+// other threads count, fork, a full temporary folder.
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/statvfs.h>
@@ -34,6 +34,39 @@ TEST_F(Lifecycle, ExitWhileOtherThreadsProbe) {
     }
     remove_file(exit_output_path());
     remove_file(index_file_path());
+}
+
+// A forked child counts from zero and takes no part in its parent's
+// collection. Stand-alone, the parent's hits were once written twice (at
+// each exit); as a client, the child handed its final data over under the
+// parent's number, the host dropped the parent, and the parent's later
+// counts were lost. Now the child writes its own exit output.
+TEST_F(Lifecycle, ForkedChildCountsOnlyItsOwnHits) {
+    using Counts = std::map<std::string, long long>;
+    const std::vector<std::string> run = {"line", "p.c", "1", "fork", "c.c", "line", "p.c", "2"};
+    remove_file(exit_output_path());
+    EXPECT_EQ(run_app(run).exit_code, 0);
+    // Read as a subset: other programs on the machine may write the same fixed file.
+    auto exit_counts = [] {
+        Counts in_file = line_counts_in(read_file(exit_output_path())), found;
+        for (const char* key : {"p.c:1", "c.c:1", "p.c:2"}) found[key] = in_file[key];
+        return found;
+    };
+    EXPECT_EQ(exit_counts(), (Counts{{"p.c:1", 1}, {"c.c:1", 1}, {"p.c:2", 1}}));
+
+    remove_file(exit_output_path());
+    start_host();
+    ASSERT_TRUE(wait_for("host.ready"));
+    std::vector<std::string> client = run;
+    client.insert(client.end(), {"touch", path("p.done"), "waitfile", path("end")});
+    children.push_back(start_program(join(program_folder(), "lifecycle_app"), client, env));
+    ASSERT_TRUE(wait_for("p.done"));
+    signal("go");
+    ASSERT_TRUE(wait_for("written", 30));
+    EXPECT_EQ(line_counts_in(read_file(path("out"))), (Counts{{"p.c:1", 1}, {"p.c:2", 1}}));
+    EXPECT_EQ(exit_counts(), (Counts{{"p.c:1", 0}, {"c.c:1", 1}, {"p.c:2", 0}}));
+    signal("end");
+    remove_file(exit_output_path());
 }
 
 // The clients' folder on a small file system of its own (tmpfs, in this test
