@@ -1,5 +1,5 @@
 // The library at the hard moments of a process's life, with real processes: exit() while
-// other threads count, fork, a full temporary folder.
+// other threads count, unloading, fork, a full temporary folder.
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/statvfs.h>
@@ -34,6 +34,23 @@ TEST_F(Lifecycle, ExitWhileOtherThreadsProbe) {
     }
     remove_file(exit_output_path());
     remove_file(index_file_path());
+}
+
+// A client that unloads the library goes on running: the library's threads
+// were stopped at the unload, so that the host's later writes (which once
+// woke the client's thread in code no longer mapped) reach nothing of it.
+// Its counts reached the host at the unload.
+TEST_F(Lifecycle, ClientUnloadsTheLibrary) {
+    start_host();
+    ASSERT_TRUE(wait_for("host.ready"));
+    Child& app = children.emplace_back(start_program(join(program_folder(), "unload_app"),
+                                                     {MIRT_LIBRARY, "u.c", path("unloaded"), path("end")}, env));
+    ASSERT_TRUE(wait_for("unloaded"));
+    signal("go");
+    ASSERT_TRUE(wait_for("written", 30));
+    EXPECT_EQ(line_counts_in(read_file(path("out"))), (std::map<std::string, long long>{{"u.c:1", 1}}));
+    signal("end");
+    EXPECT_EQ(wait_program(app), 0);
 }
 
 // A forked child counts from zero and takes no part in its parent's
