@@ -17,6 +17,7 @@
 #include "process_state.h"
 #include "role.h"
 #include "source_lines.h"
+#include "trace.h"
 #include "write_driver.h"
 
 namespace mirt {
@@ -118,7 +119,10 @@ void process_forking() {
 // runs stand-alone under its own process id, and a host's child leaves the
 // parent's clients, events and pipe alone.
 void process_forked(bool child) {
-    if (child) clear_own_counts(true);
+    if (child) {
+        clear_own_counts(true);
+        drop_buffered_trace();
+    }
     file_line_lock.unlock();
     merge_lock.unlock();
     if (!child) return;
