@@ -53,7 +53,8 @@ TEST_F(HostGuard, UntrustedRegistrationsAreRefused) {
         {"selfreg", std::string(235, 'n')},  // its event names pass the file-name limit
         {"send", "CR:" + executable_name("host_guard_tests") + ":" + std::to_string(own_pid())},
     };
-    for (const auto& args : refused) EXPECT_EQ(lines_of(run_ipc_probe(args).output), std::vector<std::string>{"closed"}) << args[1];
+    for (const auto& args : refused)
+        EXPECT_EQ(lines_of(run_ipc_probe(args).output), std::vector<std::string>{"closed"}) << args[1];
     expect_client_counted(5);
 }
 
@@ -62,7 +63,8 @@ TEST_F(HostGuard, UntrustedRegistrationsAreRefused) {
 TEST_F(HostGuard, SilentConnectionsAreDropped) {
     start_host();
     ASSERT_TRUE(wait_for("host.ready"));
-    start_program(join(program_folder(), executable_name("hostile_client")), {"silent", "80", path("silent")}, env);
+    children.push_back(
+        start_program(join(program_folder(), executable_name("hostile_client")), {"silent", "80", path("silent")}, env));
     ASSERT_TRUE(wait_for("silent", 40));
     EXPECT_EQ(read_file(path("silent")), "open=80 dropped=80");
     expect_client_counted(5);
