@@ -1,6 +1,8 @@
 // clear.cpp: resetting every count while keeping every structure that code or numbering relies on.
 #include "clear.h"
 
+#include <mutex>
+
 #include "mirt64.h"
 #include "modules.h"
 #include "point_table.h"
@@ -17,10 +19,11 @@ using namespace mirt;
 // table (pointers handed out stay valid), the names, the index file and the
 // point numbering, the entry count, the trace, the test name and label, and
 // the process's role. The host first makes its clients clear.
-extern "C" void c_mirt_clear_coverage_data(void) {
-    if (clear_other_processes != nullptr) clear_other_processes();
+namespace mirt {
+void clear_own_counts(bool locks_held) {
     // A merge of a client's data file would add to the tables being emptied.
-    platform::LockHold hold_merges(merge_lock);
+    std::unique_lock<platform::Lock> hold_merges(merge_lock, std::defer_lock);
+    if (!locks_held) hold_merges.lock();
     // The slots are emptied but the entry count is kept: every claim since
     // the table was allocated counts towards its cap.
     clear_point_table();
@@ -29,10 +32,17 @@ extern "C" void c_mirt_clear_coverage_data(void) {
     // Taken here as well as by the probes: emptying a line map while a probe
     // inserts into it would corrupt the map, not just lose a hit.
     {
-        platform::LockHold hold_probes(file_line_lock);
+        std::unique_lock<platform::Lock> hold_probes(file_line_lock, std::defer_lock);
+        if (!locks_held) hold_probes.lock();
         file_line_table().empty_all_line_maps();
     }
     free_merged_points();
+}
+}  // namespace mirt
+
+extern "C" void c_mirt_clear_coverage_data(void) {
+    if (clear_other_processes != nullptr) clear_other_processes();
+    clear_own_counts();
 }
 
 #pragma GCC diagnostic push

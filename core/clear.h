@@ -8,6 +8,10 @@ namespace mirt {
 // host, start-up points it at the clear of every client. Null elsewhere.
 extern void (*clear_other_processes)();
 
+// Empties this process's own counts (as a clear does, without its clients):
+// under merge_lock and file_line_lock, unless the caller holds them.
+void clear_own_counts(bool locks_held = false);
+
 }  // namespace mirt
 
 #endif

@@ -70,8 +70,10 @@ bool first_refusal(const char* path) {
     return true;
 }
 
-void refusal_on_stderr(const char* path) {
-    fprintf(stderr, "mirt64: refused %s: not a regular file of this user\n", path);
+constexpr const char* regular_file = "a regular file";
+
+void refusal_on_stderr(const char* path, const char* what = regular_file) {
+    fprintf(stderr, "mirt64: refused %s: not %s of this user\n", path, what);
     fflush(stderr);
 }
 
@@ -99,10 +101,11 @@ void write_error_log(const char* source_file, int line, const char* message) {
     log_line(source_file, line, message);
 }
 
-void report_refused_file(const char* source_file, int line, const char* path) {
+void report_refused_file(const char* source_file, int line, const char* path, const char* what) {
     if (path == nullptr || !first_refusal(path)) return;
-    std::string message = std::string("refused ") + path + ": not a regular file of this user";
-    if (!log_line(source_file, line, message.c_str())) refusal_on_stderr(path);
+    if (what == nullptr) what = regular_file;
+    std::string message = std::string("refused ") + path + ": not " + what + " of this user";
+    if (!log_line(source_file, line, message.c_str())) refusal_on_stderr(path, what);
 }
 
 void close_error_log() {

@@ -16,8 +16,9 @@ void write_error_log(const char* source_file, int line, const char* message);
 // Reports once per path that a file of the runtime's own was refused (the
 // platform found a link, a FIFO or another user's file in its place): in
 // the error log, or on standard error when the log itself cannot be used.
-// The caller then goes on as after any failed open.
-void report_refused_file(const char* source_file, int line, const char* path);
+// The caller then goes on as after any failed open. what names what should
+// have been there (null: "a regular file").
+void report_refused_file(const char* source_file, int line, const char* path, const char* what = nullptr);
 
 // Closes the error log if it is open; a later failure opens it again.
 void close_error_log();
@@ -54,5 +55,6 @@ void report_failure(const char* source_file, Failure failure, const char* subjec
 // Reports a failure under the name of the source file that meets it.
 #define MIRT_REPORT(failure, ...) ::mirt::report_failure(__FILE_NAME__, (failure), ##__VA_ARGS__)
 #define MIRT_REPORT_REFUSED(path) ::mirt::report_refused_file(__FILE_NAME__, __LINE__, (path))
+#define MIRT_REPORT_REFUSED_AS(path, what) ::mirt::report_refused_file(__FILE_NAME__, __LINE__, (path), (what))
 
 #endif

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <vector>
 
 #include "error_log.h"
@@ -27,6 +28,14 @@ FILE* index_stream = nullptr;
 
 namespace {
 bool index_closed_by_write = false;
+
+// A new point's line and a write's close of the stream may come from two
+// threads at once (at exit() on POSIX every thread still runs): the stream
+// is used and closed under this lock. Only the first hit of a point takes it.
+std::mutex& index_stream_lock() {
+    static auto* lock = new std::mutex;
+    return *lock;
+}
 }  // namespace
 
 void load_index_file(int mode) {
@@ -61,6 +70,7 @@ void load_index_file(int mode) {
 }
 
 bool append_index_line(const char* name, int line) {
+    std::lock_guard<std::mutex> hold(index_stream_lock());
     if (index_stream == nullptr && index_closed_by_write) {
         index_closed_by_write = false;
         bool refused = false;
@@ -74,6 +84,7 @@ bool append_index_line(const char* name, int line) {
 }
 
 void close_index_after_write() {
+    std::lock_guard<std::mutex> hold(index_stream_lock());
     if (index_stream == nullptr) return;
     fclose(index_stream);
     index_stream = nullptr;

@@ -55,6 +55,8 @@ void trace_flush() {
     trace_record_count = 0;
 }
 
+void drop_buffered_trace() { trace_record_count = 0; }
+
 bool close_trace_after_write() {
     if (trace_handle == 0) return false;
     trace_flush();

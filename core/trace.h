@@ -22,6 +22,8 @@ void trace_flush();
 // its invalid handle and reports again at every write. False, doing
 // nothing, when no trace file was ever opened.
 bool close_trace_after_write();
+// In a forked child: the buffered records are the parent's, which writes them.
+void drop_buffered_trace();
 
 }  // namespace mirt
 

@@ -3,9 +3,11 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "collection.h"
 #include "data_file.h"
+#include "error_log.h"
 #include "events.h"
 #include "mirt64.h"
 #include "pipe.h"
@@ -48,6 +50,17 @@ void report_last_error(const char*) { platform::drop_last_error_text(); }
 
 // On the failure paths after the pipe was opened, the pipe is left open, as
 // the host may still be reading it; the process carries on unregistered.
+namespace {
+bool writing_before_registration = true;
+}  // namespace
+
+void leave_host_after_fork() {
+    if (!registered_with_host) return;
+    registered_with_host = false;
+    c_mirt_allow_shutdown_writing(writing_before_registration);
+    set_own_client_number(-1);
+}
+
 bool connect_to_host() {
     platform::PipeHandle pipe = platform::invalid_pipe;
     platform::PipeOpen opened = platform::open_host_pipe(&pipe);
@@ -83,6 +96,7 @@ bool connect_to_host() {
     answer[got] = '\0';
     set_own_client_number(atoi(answer));
     platform::close_pipe(pipe);
+    writing_before_registration = shutdown_writing_allowed;
     c_mirt_allow_shutdown_writing(false);
     registered_with_host = true;
     return true;
@@ -95,7 +109,9 @@ void start_client_listener() {
 void hand_over_data(const ClientRecord& record, bool final) {
     char path[data_file_path_size];
     make_data_file_path(path, record, final);
-    write_data_file(path);
+    // The host is told all the same, so that it waits no longer; it finds no
+    // file and says so too.
+    if (!write_data_file(path)) write_error_log(__FILE_NAME__, __LINE__, (std::string("can't write data file ") + path).c_str());
     signal_named_event((final ? make_exiting_name(record) : make_data_ready_name(record)).get());
 }
 

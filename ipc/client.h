@@ -29,6 +29,11 @@ void hand_over_data(const ClientRecord& record, bool final);
 // the exchange are never shown. The label names the failed step for readers
 // of the code only.
 void report_last_error(const char* label);
+// In a forked child of a registered client: the child is a process of its
+// own, not the client the host knows under its parent's number. It runs
+// stand-alone under its own process id and writes its own exit output, as
+// the client did before it registered.
+void leave_host_after_fork();
 
 }  // namespace mirt
 

@@ -198,7 +198,9 @@ void read_module_record(ModuleRecord* record, FILE* file) {
 }
 
 // The tables are read under merge_lock, so that a clear or a release of the
-// tables on another thread of this process never runs in the middle.
+// tables on another thread of this process never runs in the middle. A file
+// that could not be written whole (a full disk) is removed: the host must
+// never take a cut file for the client's counts.
 bool write_data_file(const char* path) {
     FILE* file = platform::create_private_stream(path);
     if (file == nullptr) return false;
@@ -213,8 +215,10 @@ bool write_data_file(const char* path) {
         write_points(file);
         write_lines(file);
     }
-    fclose(file);
-    return true;
+    bool whole = fflush(file) == 0 && ferror(file) == 0;
+    if (fclose(file) == 0 && whole) return true;
+    platform::delete_file(path);
+    return false;
 }
 
 bool merge_data_file(const char* path) {

@@ -17,8 +17,8 @@
 namespace mirt {
 
 // Writes the process's registered modules, named points and source lines to
-// path, as a new file in place of whatever had the name. False only when the
-// file cannot be created.
+// path, as a new file in place of whatever had the name. False when the file
+// cannot be created or written whole; a file cut short is removed.
 bool write_data_file(const char* path);
 
 // Adds a data file's counts to this process's tables, under merge_lock:

@@ -4,11 +4,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <atomic>
 #include <vector>
 
 #include "client.h"
 #include "collection.h"
 #include "data_file.h"
+#include "error_log.h"
 #include "events.h"
 #include "files.h"
 #include "process_state.h"
@@ -85,8 +87,19 @@ void start_host_pipe_server() {
     if (!platform::start_thread(host_pipe_server_thread, nullptr)) report_last_error("start the pipe server");
 }
 
+namespace {
+// Connections are untrusted: one that sends nothing is dropped after
+// registration_wait_ms, and at most connection_thread_limit are served at
+// once. Past the limit the server waits for a place instead of accepting,
+// and a thread that cannot be made costs one connection, not the server.
+constexpr unsigned registration_wait_ms = 5000;
+constexpr int connection_thread_limit = 64;
+std::atomic<int> connection_threads{0};
+}  // namespace
+
 void host_pipe_server_thread(void*) {
     while (!exiting) {
+        while (connection_threads >= connection_thread_limit && !exiting) platform::sleep_ms(10);
         platform::PipeHandle connection = platform::invalid_pipe;
         platform::AcceptResult accepted = platform::accept_pipe_client(&connection);
         if (accepted == platform::AcceptResult::failed) return;
@@ -95,10 +108,12 @@ void host_pipe_server_thread(void*) {
             continue;
         }
         // The connection's number travels as the thread's argument.
+        ++connection_threads;
         if (!platform::start_thread(host_connection_thread, reinterpret_cast<void*>(connection))) {
+            --connection_threads;
             report_last_error("Host: create thread for pipe communication");
             platform::close_pipe(connection);
-            return;
+            platform::sleep_ms(100);
         }
     }
 }
@@ -110,20 +125,34 @@ void set_monitor_running(ClientRecord* record, bool running) {
 }
 }  // namespace
 
+namespace {
+// A registration is taken only for the process that sent it (where the
+// system names the other end) and under a name that cannot lead out of the
+// runtime's folder. One that names another process, the host's own for one,
+// would have the host wait on a client that never answers.
+bool acceptable_registration(platform::PipeHandle pipe, const std::string& name, uint32_t pid) {
+    uint32_t sender = 0;
+    if (pid == 0 || !acceptable_client_name(name)) return false;
+    return !platform::peer_process_id(pipe, &sender) || sender == pid;
+}
+}  // namespace
+
+// A refused registration gets no answer: the client then runs stand-alone.
 void host_connection_thread(void* argument) {
     auto pipe = reinterpret_cast<platform::PipeHandle>(argument);
     char buffer[4096];
-    long got = platform::read_message(pipe, buffer, sizeof buffer);
+    long got = platform::read_message_within(pipe, buffer, sizeof buffer, registration_wait_ms);
     if (got <= 0) {
         report_last_error("read a registration at the host");
         platform::close_pipe(pipe);
+        --connection_threads;
         return;
     }
     std::string text(buffer, strnlen(buffer, static_cast<size_t>(got)));
     std::string name;
     uint32_t pid = 0;
     parse_registration(text, &name, &pid);
-    ClientRecord* record = pid != 0 ? add_client(name, pid) : nullptr;
+    ClientRecord* record = acceptable_registration(pipe, name, pid) ? add_client(name, pid) : nullptr;
     if (record != nullptr) {
         int32_t number = record->id;
         set_monitor_running(record, true);
@@ -133,6 +162,7 @@ void host_connection_thread(void* argument) {
             report_last_error("answer a registration at the host");
     }
     platform::close_pipe(pipe);
+    --connection_threads;
 }
 
 ClientRecord* add_client(const std::string& name, uint32_t pid) {
@@ -145,7 +175,13 @@ ClientRecord* add_client(const std::string& name, uint32_t pid) {
     // The host's own creation time, taken only when the client's process can
     // be opened: the liveness test compares it with the host's again.
     if (platform::process_can_be_opened(pid)) record->creation_time = platform::own_creation_time();
-    create_client_events(record);
+    // A client whose events cannot be made (a name too long for the system)
+    // could never be waited for: it is not taken, and runs stand-alone.
+    if (!create_client_events(record)) {
+        close_events(record);
+        delete record;
+        return nullptr;
+    }
     client_registry()[record->id] = record;
     return record;
 }
@@ -183,7 +219,9 @@ bool client_is_alive(const ClientRecord& record) {
 void merge_client_file(const ClientRecord& record, bool final) {
     char path[data_file_path_size];
     make_data_file_path(path, record, final);
-    merge_data_file(path);
+    // A client that signalled without a file could not write it (a full disk).
+    if (!merge_data_file(path) && !platform::path_exists(path))
+        write_error_log(__FILE_NAME__, __LINE__, (std::string("no data file ") + path).c_str());
     platform::delete_file(path);
 }
 
@@ -203,7 +241,8 @@ void client_monitor_thread(void* argument) {
             count_answer();
             continue;
         }
-        if (which == 0 || (which == platform::wait_timeout && !client_is_alive(*record))) {
+        // A wait that fails is a time-out too: the client's liveness decides.
+        if (which == 0 || !client_is_alive(*record)) {
             if (which == 0) {
                 merge_client_file(*record, true);
                 record->final_merged = true;
@@ -335,6 +374,12 @@ void clear_clients() {
     if (!done.empty()) platform::wait_all(done.data(), static_cast<int>(done.size()), exiting_timeout_ms);
     platform::LockHold hold(collection_lock);
     release_handles();
+}
+
+void forget_clients_after_fork() {
+    client_registry().clear();  // the records are left: their handles are the parent's names
+    retired_records().clear();
+    handle_users = 0;
 }
 
 void destroy_client_registry(bool threads_gone) {

@@ -25,7 +25,8 @@ void host_pipe_server_thread(void*);
 void host_connection_thread(void* pipe);
 
 // Numbers a new client (1, 2, ...; never reused), makes its record and its
-// six events and enters it in the registry. Null once collection is closed.
+// six events and enters it in the registry. Null once collection is closed,
+// and when the events that the client sets cannot be made.
 ClientRecord* add_client(const std::string& name, uint32_t pid);
 // Creates the record's events; true when the three the client sets exist.
 bool create_client_events(ClientRecord* record);
@@ -52,6 +53,10 @@ void clear_clients();
 // record and handles are then left to the process's end (only the events'
 // names are removed).
 void destroy_client_registry(bool threads_gone);
+// In a forked child of the host: the clients, their events and the pipe are
+// the parent's. The registry is emptied without closing or removing any of
+// them, and no gather or clear reaches them from the child.
+void forget_clients_after_fork();
 
 }  // namespace mirt
 

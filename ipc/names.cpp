@@ -95,4 +95,8 @@ void parse_registration(const std::string& text, std::string* name, uint32_t* pi
     *pid = static_cast<uint32_t>(atoi(text.c_str() + last + 1));
 }
 
+bool acceptable_client_name(const std::string& name) {
+    return !name.empty() && name.size() <= client_name_limit && name.find_first_of("/\\") == std::string::npos;
+}
+
 }  // namespace mirt

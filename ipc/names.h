@@ -82,6 +82,15 @@ void make_registration(char* buffer, size_t size, const char* name, uint32_t pid
 // not a number gives 0, which marks the text as no registration.
 void parse_registration(const std::string& text, std::string* name, uint32_t* pid);
 
+// The longest client name the host takes: a file name's length, so that no
+// name of a client's events or data files can be longer than the system allows
+// because of it (the host also refuses a client whose events cannot be made).
+inline constexpr size_t client_name_limit = 255;
+// Whether a registration's name can go into the host's file and event names:
+// not empty, at most client_name_limit characters, and no folder separator
+// ('/' or '\\'), so that no name leads out of the folder.
+bool acceptable_client_name(const std::string& name);
+
 }  // namespace mirt
 
 #endif

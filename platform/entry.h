@@ -12,6 +12,11 @@ void library_loaded();
 // held, and nobody else will run.
 void library_unloading(bool threads_gone);
 
+// fork() (POSIX only): before it, in the parent after it, and in the child,
+// which has only the forking thread.
+void process_forking();
+void process_forked(bool child);
+
 }  // namespace mirt::platform
 
 #endif

@@ -59,6 +59,10 @@ uint32_t shared_read_file_size(const char* path);
 // size - 1 characters: the temporary folder on Windows, the user's private
 // runtime folder on POSIX. Returns false when it cannot be got.
 bool temp_folder(char* buffer, size_t size);
+// The user's private runtime folder when something else was found in its
+// place (another user's folder, a link, a folder open to others): collection
+// is then off. Null when none was refused, and always on Windows.
+const char* refused_private_folder();
 
 }  // namespace mirt::platform
 

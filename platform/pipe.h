@@ -42,6 +42,13 @@ bool write_message(PipeHandle pipe, const void* data, size_t n);
 long read_message(PipeHandle pipe, void* buffer, size_t size);
 void close_pipe(PipeHandle pipe);
 
+// The host end's guards against a client that does not play by the rules.
+// read_message_within is read_message that gives up (-1) when nothing came
+// within ms milliseconds. peer_process_id gives the process at the other end
+// of a connection, as the system knows it; false where it cannot tell.
+long read_message_within(PipeHandle pipe, void* buffer, size_t size, unsigned ms);
+bool peer_process_id(PipeHandle pipe, uint32_t* pid);
+
 }  // namespace mirt::platform
 
 #endif

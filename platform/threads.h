@@ -14,6 +14,13 @@ bool start_thread(void (*fn)(void*), void* arg);
 
 void sleep_ms(unsigned milliseconds);
 
+// True where the library's detach runs while the process's other threads
+// still run and may be inside a probe (POSIX: exit() runs the destructor with
+// every thread alive). Detach then leaves every table and lock that a probe
+// reaches in place: freeing one under a probe would crash the program on its
+// way out.
+extern const bool probes_may_run_at_detach;
+
 // A lock that is created and deleted explicitly (not by constructors), so
 // that its life follows the library's attach and detach:
 //   void init(); void destroy(); void lock(); void unlock();

@@ -2,6 +2,7 @@
 #include "attach.h"
 
 #include "autodump.h"
+#include "clear.h"
 #include "client.h"
 #include "collection.h"
 #include "entry.h"
@@ -17,6 +18,7 @@
 #include "role.h"
 #include "settings.h"
 #include "source_lines.h"
+#include "trace.h"
 #include "write_driver.h"
 
 namespace mirt {
@@ -49,7 +51,11 @@ void wind_down_role() {
 }
 
 // The source-line table is not released: it lives as long as the process.
+// Where other threads may still be inside a probe, nothing that a probe
+// reaches is freed (the point table, the modules' counters, the merged
+// points, the error log's stream): the process's end releases them.
 void release_stores() {
+    if (platform::probes_may_run_at_detach) return;
     destroy_all_modules();
     free_point_table();
     free_merged_points();
@@ -97,9 +103,40 @@ void process_detach(bool threads_gone) {
     close_collection();
     release_stores();
     if (process_role == Role::host) destroy_client_registry(threads_gone);
-    merge_lock.destroy();
-    file_line_lock.destroy();
+    if (!platform::probes_may_run_at_detach) {
+        merge_lock.destroy();
+        file_line_lock.destroy();
+    }
     if (runs_autodump()) stop_autodump();
+}
+
+// The tables are held still across fork(), so that the child's copy is whole.
+void process_forking() {
+    merge_lock.lock();
+    file_line_lock.lock();
+}
+
+// The child counts from zero: its parent's hits are the parent's to write or
+// hand over. It takes no part in its parent's collection: a client's child
+// runs stand-alone under its own process id, and a host's child leaves the
+// parent's clients, events and pipe alone.
+void process_forked(bool child) {
+    if (child) {
+        clear_own_counts(true);
+        drop_buffered_trace();
+    }
+    file_line_lock.unlock();
+    merge_lock.unlock();
+    if (!child) return;
+    // Threads that held these in the parent do not exist in the child.
+    recreate_collection_locks();
+    if (process_role == Role::client) leave_host_after_fork();
+    if (process_role == Role::host) {
+        forget_clients_after_fork();
+        gather_before_write = nullptr;
+        clear_other_processes = nullptr;
+    }
+    process_role = Role::stand_alone;
 }
 
 }  // namespace mirt
@@ -110,3 +147,5 @@ void mirt::platform::library_loaded() {
 }
 
 void mirt::platform::library_unloading(bool threads_gone) { process_detach(threads_gone); }
+void mirt::platform::process_forking() { mirt::process_forking(); }
+void mirt::platform::process_forked(bool child) { mirt::process_forked(child); }

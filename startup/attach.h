@@ -15,6 +15,10 @@ void process_attach();
 // threads_gone: the process is ending and its other threads are already gone
 // (Windows); they may have left locks held, and nobody else will run.
 void process_detach(bool threads_gone = false);
+// Around fork() (POSIX): the parent's tables are held still, and the child
+// starts its counts from zero as a stand-alone process.
+void process_forking();
+void process_forked(bool child);
 
 }  // namespace mirt
 

@@ -4,6 +4,8 @@
 #include <string>
 
 #include "clear.h"
+#include "error_log.h"
+#include "files.h"
 #include "client.h"
 #include "host.h"
 #include "process.h"
@@ -35,8 +37,20 @@ bool is_shell_process() {
     return ascii_casecmp(name, "explorer.exe") == 0;
 }
 
+namespace {
+// A private folder of this user that someone else has taken switches
+// collection off; that is said once, not left unexplained.
+void report_taken_folder() {
+    char folder[512];
+    if (platform::temp_folder(folder, sizeof folder)) return;
+    if (const char* taken = platform::refused_private_folder())
+        MIRT_REPORT_REFUSED_AS(taken, "a private folder");
+}
+}  // namespace
+
 // A failed registration leaves the process stand-alone.
 Role start_role() {
+    if (!is_shell_process()) report_taken_folder();
     if (is_host) {
         gather_before_write = gather_for_write;
         clear_other_processes = clear_clients;

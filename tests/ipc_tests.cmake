@@ -44,3 +44,28 @@ if(NOT WIN32)
   add_dependencies(local_attacker_tests probe_app mirt64)
   mirt_discover(local_attacker_tests PROPERTIES RESOURCE_LOCK fixed_files)
 endif()
+
+# The library at the hard moments of a process's life (POSIX): exit() while
+# threads count, unloading, fork, a full temporary folder.
+if(NOT WIN32)
+  add_executable(lifecycle_app e2e/posix/lifecycle_app.cpp)
+  target_link_libraries(lifecycle_app PRIVATE mirt64 Threads::Threads)
+  target_include_directories(lifecycle_app PRIVATE programs)
+  add_executable(unload_app e2e/posix/unload_app.cpp)
+  target_include_directories(unload_app PRIVATE programs)
+  target_link_libraries(unload_app PRIVATE ${CMAKE_DL_LIBS})
+  add_executable(lifecycle_tests e2e/posix/lifecycle_test.cpp)
+  target_include_directories(lifecycle_tests PRIVATE e2e)
+  target_link_libraries(lifecycle_tests PRIVATE mirt_test_support GTest::gtest_main)
+  add_dependencies(lifecycle_tests lifecycle_app unload_app mirt64)
+  target_compile_definitions(lifecycle_tests PRIVATE MIRT_LIBRARY="$<TARGET_FILE:mirt64>")
+  mirt_discover(lifecycle_tests PROPERTIES RESOURCE_LOCK fixed_files)
+endif()
+
+# Hostile registrations and connections at the host's pipe.
+add_executable(hostile_client e2e/hostile_client.cpp)
+target_link_libraries(hostile_client PRIVATE mirt_objects)
+add_executable(host_guard_tests e2e/host_guard_test.cpp)
+target_link_libraries(host_guard_tests PRIVATE mirt_test_support GTest::gtest_main)
+add_dependencies(host_guard_tests hostile_client ipc_probe probe_app mirt64)
+mirt_discover(host_guard_tests PROPERTIES RESOURCE_LOCK fixed_files)

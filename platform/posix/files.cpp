@@ -119,6 +119,8 @@ bool delete_file(const char* path) { return unlink(path) == 0; }
 // other user can plant anything in their place.
 bool temp_folder(char* buffer, size_t size) { return runtime_folder(buffer, size); }
 
+const char* refused_private_folder() { return refused_runtime_folder(); }
+
 }  // namespace mirt::platform
 
 namespace mirt::platform {

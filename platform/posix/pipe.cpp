@@ -3,6 +3,7 @@
 #include "pipe.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -121,6 +122,29 @@ long read_message(PipeHandle pipe, void* buffer, size_t size) {
 
 void close_pipe(PipeHandle pipe) {
     if (pipe >= 0) close(static_cast<int>(pipe));
+}
+
+long read_message_within(PipeHandle pipe, void* buffer, size_t size, unsigned ms) {
+    pollfd wait{static_cast<int>(pipe), POLLIN, 0};
+    int ready;
+    while ((ready = poll(&wait, 1, static_cast<int>(ms))) < 0 && errno == EINTR) {
+    }
+    if (ready <= 0) return -1;
+    return read_message(pipe, buffer, size);
+}
+
+bool peer_process_id(PipeHandle pipe, uint32_t* pid) {
+#ifdef SO_PEERCRED
+    ucred peer{};
+    socklen_t length = sizeof peer;
+    if (getsockopt(static_cast<int>(pipe), SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0 || peer.pid <= 0) return false;
+    *pid = static_cast<uint32_t>(peer.pid);
+    return true;
+#else
+    (void)pipe;
+    (void)pid;
+    return false;
+#endif
 }
 
 }  // namespace mirt::platform

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -27,6 +28,14 @@ bool shared_temp_folder(char* buffer, size_t size) {
 }
 }  // namespace
 
+namespace {
+// The first refusal's path; readable once the state is 2 (1: being written).
+char refused_folder[4096];
+std::atomic<int> refusal_state{0};
+}  // namespace
+
+const char* refused_runtime_folder() { return refusal_state == 2 ? refused_folder : nullptr; }
+
 bool runtime_folder(char* buffer, size_t size) {
     if (buffer == nullptr || size == 0) return false;
     buffer[0] = '\0';
@@ -39,7 +48,14 @@ bool runtime_folder(char* buffer, size_t size) {
     if (mkdir(path, 0700) != 0 && errno != EEXIST) return false;
     struct stat info;
     if (lstat(path, &info) != 0) return false;
-    if (!S_ISDIR(info.st_mode) || info.st_uid != getuid() || (info.st_mode & 077) != 0) return false;
+    if (!S_ISDIR(info.st_mode) || info.st_uid != getuid() || (info.st_mode & 077) != 0) {
+        int none = 0;
+        if (refusal_state.compare_exchange_strong(none, 1)) {
+            memcpy(refused_folder, path, static_cast<size_t>(n) + 1);
+            refusal_state = 2;
+        }
+        return false;
+    }
     memcpy(buffer, path, static_cast<size_t>(n));
     buffer[n] = '/';
     buffer[n + 1] = '\0';

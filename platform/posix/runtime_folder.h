@@ -14,6 +14,8 @@ namespace mirt::platform {
 // (a symbolic link is not followed), is not owned by the user, or is open to
 // group or others: then the process takes no part in collection.
 bool runtime_folder(char* buffer, size_t size);
+// The folder's path once it was found and refused; null until then.
+const char* refused_runtime_folder();
 
 // The runtime folder followed by name; false when the folder is refused or
 // the whole path does not fit.

@@ -9,6 +9,8 @@
 
 namespace mirt::platform {
 
+const bool probes_may_run_at_detach = true;
+
 namespace {
 struct ThreadStart {
     void (*fn)(void*);

@@ -84,6 +84,8 @@ bool temp_folder(char* buffer, size_t size) {
 
 namespace mirt::platform {
 
+const char* refused_private_folder() { return nullptr; }
+
 uint32_t shared_read_file_size(const char* path) {
     HANDLE h = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (h == INVALID_HANDLE_VALUE) return 0xFFFFFFFFu;

@@ -55,4 +55,23 @@ void close_pipe(PipeHandle pipe) {
     if (pipe != invalid_pipe && pipe != 0) CloseHandle(as_handle(pipe));
 }
 
+// Looked at every 20 ms until a message waits: the pipe is not opened for
+// overlapped reads, which a read with a time-out would need.
+long read_message_within(PipeHandle pipe, void* buffer, size_t size, unsigned ms) {
+    for (unsigned waited = 0;; waited += 20) {
+        DWORD waiting = 0;
+        if (!PeekNamedPipe(as_handle(pipe), nullptr, 0, nullptr, &waiting, nullptr)) return -1;
+        if (waiting > 0) return read_message(pipe, buffer, size);
+        if (waited >= ms) return -1;
+        Sleep(20);
+    }
+}
+
+bool peer_process_id(PipeHandle pipe, uint32_t* pid) {
+    ULONG id = 0;
+    if (!GetNamedPipeClientProcessId(as_handle(pipe), &id) || id == 0) return false;
+    *pid = id;
+    return true;
+}
+
 }  // namespace mirt::platform

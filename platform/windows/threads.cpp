@@ -7,6 +7,10 @@
 
 namespace mirt::platform {
 
+// At process exit the other threads are gone before the detach; a library
+// unloaded while the process runs has no probing module left to call it.
+const bool probes_may_run_at_detach = false;
+
 namespace {
 struct ThreadStart {
     void (*fn)(void*);
@@ -21,7 +25,16 @@ DWORD WINAPI thread_main(LPVOID parameter) {
 }
 }  // namespace
 
+// A library with threads of its own stays loaded until the process ends:
+// FreeLibrary would otherwise leave them waiting in code that is gone, and
+// the detach cannot wait for them under the loader's lock.
 bool start_thread(void (*fn)(void*), void* arg) {
+    static bool pinned = false;
+    if (!pinned) {
+        HMODULE self = nullptr;
+        pinned = GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                                    reinterpret_cast<LPCSTR>(&start_thread), &self) != 0;
+    }
     auto* start = new (std::nothrow) ThreadStart{fn, arg};
     if (start == nullptr) return false;
     HANDLE thread = CreateThread(nullptr, 0, thread_main, start, 0, nullptr);

@@ -47,8 +47,9 @@ std::string bytes(T value) {
 }
 
 struct Plant {
-    const char* what;  // "exit", "log", "index" or "trace" (in the folder where the program runs)
-    const char* kind;  // "link" (to a root-only file, or to a file yet to be made) or "fifo"
+    const char* what;  // "exit", "log", "index", "trace" (in the folder where the program runs)
+                       // or "folder" (the user's private runtime folder)
+    const char* kind;  // "link" (to a root-only file, or to a file yet to be made), "fifo" or "dir"
     std::vector<std::string> args;
 };
 
@@ -64,16 +65,21 @@ TEST_F(LocalAttacker, PlantedLinksAndFifosAreRefused) {
         {"trace", "link", {"obj", "p", "1", "write", path("out"), "noexit"}},
         {"index", "fifo", {"obj", "p", "1", "noexit"}},
         {"exit", "fifo", {"line", "a.c", "1"}},
+        {"folder", "dir", {"line", "a.c", "1"}},  // collection off, and said so
     };
     for (const Plant& plant : plants) {
         std::string what = plant.what;
         std::string at = what == "exit"    ? exit_output_path()
                          : what == "log"   ? error_log_path()
                          : what == "index" ? index_file_path()
-                                           : join(temp, "trace.out");
+                         : what == "trace" ? join(temp, "trace.out")
+                                           : join(temp, "mirt-" + std::to_string(geteuid()));
         std::string target = what == "index" ? path("made") : path("secret");
-        bool fifo = std::string(plant.kind) == "fifo";
-        ASSERT_TRUE(fifo ? as_attacker({"mkfifo", at}) : as_attacker({"ln", "-s", target, at})) << at;
+        std::string kind = plant.kind;
+        ASSERT_TRUE(kind == "fifo"  ? as_attacker({"mkfifo", at})
+                    : kind == "dir" ? as_attacker({"mkdir", at})
+                                    : as_attacker({"ln", "-s", target, at}))
+            << at;
 
         std::vector<std::string> args = {"10", path("probe_app")};
         args.insert(args.end(), plant.args.begin(), plant.args.end());
@@ -85,6 +91,7 @@ TEST_F(LocalAttacker, PlantedLinksAndFifosAreRefused) {
         EXPECT_NE(reports.find("refused " + (what == "trace" ? "trace.out" : at)), std::string::npos) << reports;
         for (const std::string& p : fixed) remove_file(p);
         remove_file(join(temp, "trace.out"));
+        remove_tree(join(temp, "mirt-" + std::to_string(geteuid())));
     }
 }
 
