@@ -77,6 +77,25 @@ TEST_F(CollectionTest, ClientsKilledAtRandomMomentsOfAGather) {
     }
 }
 
+// A client that answers only seconds after it was asked (stopped meanwhile)
+// is waited for: the host's write holds its counts.
+TEST_F(CollectionTest, SlowClientIsWaitedFor) {
+    Child& host = start_host();
+    ASSERT_TRUE(wait_for("host.ready"));
+    Child& slow = start("client.exe", {"line", "slow.c", "5", "2", "touch", path("slow.ready"), "waitfile", path("end")});
+    ASSERT_TRUE(wait_for("slow.ready"));
+    suspend_program(slow, true);
+    signal("go");
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    EXPECT_FALSE(file_exists(path("written")));
+    suspend_program(slow, false);
+    ASSERT_TRUE(wait_for("written", 40)) << read_file(path("host.log"));
+    EXPECT_EQ(line_counts_in(read_file(path("out"))), (std::map<std::string, long long>{{"slow.c:5", 2}}));
+    signal("end");
+    EXPECT_EQ(wait_program(host), 0);
+    EXPECT_EQ(wait_program(slow), 0);
+}
+
 // A killed host leaves its clients running: they go on counting and end at
 // once, their final counts left in a data file that nobody reads; a client
 // that starts after it runs stand-alone and writes its own exit file.

@@ -99,6 +99,7 @@ TEST_F(IpcE2E, GatherEndsWhenDeadClientsAreFound) {
     Child& host = start("pelvanor.exe", {"noexit", "touch", path("host.ready"), "waitfile", path("go"), "write",
                                          path("out"), "touch", path("written"), "waitfile", path("end")});
     ASSERT_TRUE(wait_for("host.ready"));
+    auto registered_after = Clock::now();
     start("alive.exe", {"line", "a.c", "1", "2", "touch", path("alive.ready"), "waitfile", path("end")});
     Child& doomed = start("doomed.exe", {"line", "k.c", "1", "touch", path("doomed.ready"), "waitfile", path("end")});
     children.push_back(start_program(join(program_folder(), executable_name("ipc_probe")),
@@ -113,6 +114,8 @@ TEST_F(IpcE2E, GatherEndsWhenDeadClientsAreFound) {
     ASSERT_TRUE(wait_for("written"));
     double waited = std::chrono::duration<double>(Clock::now() - asked).count();
     EXPECT_LT(waited, 20.0);
+    // The write waited until the ghost's monitor found it, ten seconds after its registration.
+    EXPECT_GE(std::chrono::duration<double>(Clock::now() - registered_after).count(), 9.5);
     std::map<std::string, long long> alive_only{{"a.c:1", 2}};
     EXPECT_EQ(line_counts_in(read_file(path("out"))), alive_only);
     signal("end");

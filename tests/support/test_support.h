@@ -63,6 +63,8 @@ Child start_program(const std::string& path, const std::vector<std::string>& arg
 int wait_program(Child& child);
 // Ends the program at once, as a crash would, and reaps it.
 void kill_program(Child& child);
+// Stops every thread of the program, as a debugger would, or lets them run on.
+void suspend_program(Child& child, bool suspended);
 
 // Lines of text, split at line feeds (a carriage return before one is dropped).
 std::vector<std::string> lines_of(const std::string& text);

@@ -171,6 +171,16 @@ TEST_F(AutodumpTest, DumpsNumberTestCasesAndOutputFiles) {
     perform_dump();
     EXPECT_EQ(read_file(output_file(1)), group(2, "7,1\n") + group(3, "7,1\n"));
     EXPECT_EQ(read_file(outfile_counter), counter_bytes(2));
+
+    // Any switch but 0 dumps, a negative one too; 0 only clears.
+    for (int32_t dump_switch : {-1, 0}) {
+        autodump_settings.dump_switch = dump_switch;
+        mirt_fn(8);
+        autodump_timer_callback();
+        EXPECT_EQ(simple_counts()[8], 0u);
+    }
+    EXPECT_EQ(read_file(testcase_counter), counter_bytes(5));
+    EXPECT_EQ(read_file(output_file(2)), group(4, "7,1\n8,1\n"));
 }
 
 TEST_F(AutodumpTest, CountersAreFourLittleEndianBytes) {

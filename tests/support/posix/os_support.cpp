@@ -134,6 +134,10 @@ void kill_program(Child& child) {
     wait_program(child);
 }
 
+void suspend_program(Child& child, bool suspended) {
+    if (child.started) kill(static_cast<pid_t>(child.handle), suspended ? SIGSTOP : SIGCONT);
+}
+
 }  // namespace mirt_test
 
 namespace mirt_test {

@@ -173,6 +173,13 @@ void kill_program(Child& child) {
     wait_program(child);
 }
 
+// Through ntdll's NtSuspendProcess and NtResumeProcess, which Wine has too.
+void suspend_program(Child& child, bool suspended) {
+    using Call = LONG(WINAPI*)(HANDLE);
+    FARPROC call = GetProcAddress(GetModuleHandleA("ntdll.dll"), suspended ? "NtSuspendProcess" : "NtResumeProcess");
+    if (child.started && call != nullptr) reinterpret_cast<Call>(reinterpret_cast<void*>(call))(reinterpret_cast<HANDLE>(child.handle));
+}
+
 }  // namespace mirt_test
 
 namespace mirt_test {
