@@ -5,14 +5,10 @@ if(NOT WIN32)
   target_sources(unit_tests PRIVATE unit/posix/runtime_folder_test.cpp)
 endif()
 
-# Speaks to the host's pipe with texts that no real client sends.
-add_executable(ipc_probe programs/ipc_probe.cpp)
-target_link_libraries(ipc_probe PRIVATE mirt_objects)
-
 # Host and clients use the fixed exit file and, under Wine, the one pipe name.
 add_executable(ipc_e2e_tests e2e/ipc_e2e_test.cpp)
 target_link_libraries(ipc_e2e_tests PRIVATE mirt_test_support GTest::gtest_main)
-add_dependencies(ipc_e2e_tests ipc_probe probe_app mirt64)
+add_dependencies(ipc_e2e_tests runtime_probe probe_app mirt64)
 mirt_discover(ipc_e2e_tests PROPERTIES RESOURCE_LOCK fixed_files)
 
 # Collection under faults: killed clients and hosts. The exit file is fixed,

@@ -38,7 +38,7 @@ protected:
         return said;
     }
     std::string host(const std::vector<std::string>& args, std::vector<EnvChange> env = {}) {
-        return run_as("autodump_probe", "pelvanor.exe", args, std::move(env));
+        return run_as("runtime_probe", "pelvanor.exe", args, std::move(env));
     }
     void write_config(const std::string& text) {
         fs::create_directories(coverage);

@@ -41,8 +41,8 @@ protected:
         return CollectionTest::start(name, args, name + ".log");
     }
 
-    RunResult run_ipc_probe(const std::vector<std::string>& args) {
-        return run_program(join(program_folder(), executable_name("ipc_probe")), args, env);
+    RunResult run_runtime_probe(const std::vector<std::string>& args) {
+        return run_program(join(program_folder(), executable_name("runtime_probe")), args, env);
     }
 };
 
@@ -102,7 +102,7 @@ TEST_F(IpcE2E, GatherEndsWhenDeadClientsAreFound) {
     auto registered_after = Clock::now();
     start("alive.exe", {"line", "a.c", "1", "2", "touch", path("alive.ready"), "waitfile", path("end")});
     Child& doomed = start("doomed.exe", {"line", "k.c", "1", "touch", path("doomed.ready"), "waitfile", path("end")});
-    children.push_back(start_program(join(program_folder(), executable_name("ipc_probe")),
+    children.push_back(start_program(join(program_folder(), executable_name("runtime_probe")),
                                      {"selfreg", "ghost.exe", "touch", path("ghost.ready"), "waitfile", path("end")},
                                      env, path("ghost.log")));
     ASSERT_TRUE(wait_for("alive.ready") && wait_for("doomed.ready") && wait_for("ghost.ready"));
@@ -132,7 +132,7 @@ TEST_F(IpcE2E, StandAloneAndFalseRegistrations) {
 
     Child& host = start("pelvanor.exe", {"noexit", "touch", path("host.ready"), "waitfile", path("end")});
     ASSERT_TRUE(wait_for("host.ready"));
-    RunResult r = run_ipc_probe({"send", "XX:foo:12", "send", "no colon", "send", "CR:x:abc", "selfreg", "ipc_probe"});
+    RunResult r = run_runtime_probe({"send", "XX:foo:12", "send", "no colon", "send", "CR:x:abc", "selfreg", "probe"});
     EXPECT_EQ(lines_of(r.output), (std::vector<std::string>{"closed", "closed", "closed", "answer=1"})) << r.output;
     signal("end");
     EXPECT_EQ(wait_program(host), 0);

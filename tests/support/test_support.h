@@ -21,6 +21,8 @@ std::string make_temp_folder(const std::string& tag);
 std::string executable_name(const std::string& name);
 
 bool file_exists(const std::string& path);
+// Waits until a file exists at path; false when it has not come within the time.
+bool wait_for_file(const std::string& path, int seconds = 120);
 std::string read_file(const std::string& path);        // binary, exact bytes
 std::string read_text_file(const std::string& path);   // text mode: line ends as the C library reads them
 void write_file(const std::string& path, const std::string& content);
