@@ -11,13 +11,6 @@ target_link_libraries(ipc_e2e_tests PRIVATE mirt_test_support GTest::gtest_main)
 add_dependencies(ipc_e2e_tests runtime_probe probe_app mirt64)
 mirt_discover(ipc_e2e_tests PROPERTIES RESOURCE_LOCK fixed_files)
 
-# Collection under faults: killed clients and hosts. The exit file is fixed,
-# and under Wine the pipe name is one for all.
-add_executable(collection_fault_tests e2e/collection_fault_test.cpp)
-target_link_libraries(collection_fault_tests PRIVATE mirt_test_support GTest::gtest_main)
-add_dependencies(collection_fault_tests probe_app mirt64)
-mirt_discover(collection_fault_tests PROPERTIES RESOURCE_LOCK fixed_files)
-
 # Collection under load for a minute. On POSIX its pipe and events live in a
 # private folder, so it runs beside the other tests, started first (its cost)
 # so that they share its minute; under Wine it shares the one pipe name and
