@@ -5,8 +5,6 @@ if(WIN32)
 else()
   set(mirt_timer_test timer_thread_test.cpp)
 endif()
-target_sources(mirt_test_support PRIVATE
-  support/${MIRT_OS}/autodump_support.cpp)
 
 target_sources(unit_tests PRIVATE
   unit/autodump_test.cpp

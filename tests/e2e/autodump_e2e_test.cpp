@@ -4,7 +4,6 @@
 
 #include <filesystem>
 
-#include "autodump_support.h"
 #include "test_support.h"
 
 using namespace mirt_test;

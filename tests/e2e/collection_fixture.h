@@ -12,7 +12,6 @@
 #include <map>
 #include <thread>
 
-#include "autodump_support.h"
 #include "test_support.h"
 
 namespace mirt_test {

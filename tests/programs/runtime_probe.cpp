@@ -12,7 +12,6 @@
 
 #include "attach.h"
 #include "autodump.h"
-#include "autodump_support.h"
 #include "mirt64.h"
 #include "pipe.h"
 #include "point_table.h"

@@ -2,6 +2,7 @@
 #ifndef MIRT_TEST_SUPPORT_H
 #define MIRT_TEST_SUPPORT_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -71,11 +72,6 @@ void suspend_program(Child& child, bool suspended);
 // Lines of text, split at line feeds (a carriage return before one is dropped).
 std::vector<std::string> lines_of(const std::string& text);
 
-}  // namespace mirt_test
-
-#endif
-
-namespace mirt_test {
 // The runtime's fixed files on this system.
 std::string exit_output_path();
 std::string index_file_path();
@@ -83,4 +79,17 @@ std::string error_log_path();
 // A file that can be opened for writing but whose every write fails for want
 // of space ("/dev/full"); empty where the system has none.
 std::string full_device_path();
+
+// The computer's name, read apart from the runtime's own call.
+std::string computer_name();
+// The environment variable that names the user's profile folder.
+std::string profile_variable();
+// Sets (or, with nullopt, removes) a variable of this process's environment.
+void set_environment(const std::string& name, const std::optional<std::string>& value);
+// Runs this thread's message loop (on Windows, where thread timers fire only
+// inside it; elsewhere it only waits) until done() or timeout_ms. Returns done().
+bool pump_until(const std::function<bool()>& done, unsigned timeout_ms);
+inline void pump_for(unsigned ms) { pump_until([] { return false; }, ms); }
 }  // namespace mirt_test
+
+#endif

@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "autodump.h"
-#include "autodump_support.h"
 #include "mirt64.h"
 #include "point_table.h"
 #include "runtime_fixture.h"

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <chrono>
 
-#include "autodump_support.h"
+#include "test_support.h"
 #include "timer.h"
 
 using namespace mirt::platform;
