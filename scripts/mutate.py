@@ -87,16 +87,18 @@ def build(args):
     return run(["cmake", "--build", args.build, "-j", str(args.jobs)], args.src, os.path.join(args.work, "build.log")) == 0
 
 
-def suite(args, log):
+def suite(args, log, rerun=False):
     command = ["ctest", "-j", str(args.jobs), "--timeout", str(args.timeout), "--stop-on-failure", "-E", args.exclude]
     if args.regex:
         command += ["-R", args.regex]
+    if rerun:
+        command = ["ctest", "--timeout", str(args.timeout), "--rerun-failed"]
     code = run(command, args.build, log)
     failed = []
     with open(log, errors="replace") as f:
         for line in f:
-            m = re.match(r"\s*\d+ - (\S+) \((\w+)", line)
-            if m:
+            m = re.match(r"\s*\d+ - (\S+) \(([^)]*)\)", line)
+            if m and m.group(2) not in ("Skipped", "Not Run", "Disabled"):
                 failed.append(m.group(1))
     return code, failed
 
@@ -138,6 +140,8 @@ def main():
         print("the unmutated tree does not build: see " + os.path.join(args.work, "build.log"))
         return 2
     code, failed = (0, []) if args.skip_baseline else suite(args, os.path.join(args.work, "baseline.log"))
+    if code != 0 and suite(args, os.path.join(args.work, "baseline.again.log"), rerun=True)[0] == 0:
+        code, failed = suite(args, os.path.join(args.work, "baseline.log"))
     if code != 0:
         print("the unmutated suite fails (" + ", ".join(failed) + "): see " + os.path.join(args.work, "baseline.log"))
         return 2
@@ -155,7 +159,12 @@ def main():
             verdict, detail = "no build", "see build.log"
             shutil.copy(os.path.join(args.work, "build.log"), os.path.join(args.work, m["id"] + ".build.log"))
         else:
-            code, failed = suite(args, os.path.join(args.work, m["id"] + ".log"))
+            log = os.path.join(args.work, m["id"] + ".log")
+            code, failed = suite(args, log)
+            # A failure that does not come again was a flaky test, not a
+            # catch: the suite then runs once more.
+            if code != 0 and suite(args, log + ".again", rerun=True)[0] == 0:
+                code, failed = suite(args, log)
             verdict = "caught" if code != 0 else "missed"
             detail = ", ".join(failed[:3]) + (" ..." if len(failed) > 3 else "")
         for s in m["sites"]:
