@@ -87,12 +87,13 @@ def build(args):
     return run(["cmake", "--build", args.build, "-j", str(args.jobs)], args.src, os.path.join(args.work, "build.log")) == 0
 
 
-def suite(args, log, rerun=False):
+def suite(args, log, only=None):
+    """Runs the suite, or only the tests named; gives the status and the failed tests."""
     command = ["ctest", "-j", str(args.jobs), "--timeout", str(args.timeout), "--stop-on-failure", "-E", args.exclude]
     if args.regex:
         command += ["-R", args.regex]
-    if rerun:
-        command = ["ctest", "--timeout", str(args.timeout), "--rerun-failed"]
+    if only:
+        command = ["ctest", "--timeout", str(args.timeout), "-R", "^(" + "|".join(map(re.escape, only)) + ")$"]
     code = run(command, args.build, log)
     failed = []
     with open(log, errors="replace") as f:
@@ -140,8 +141,8 @@ def main():
         print("the unmutated tree does not build: see " + os.path.join(args.work, "build.log"))
         return 2
     code, failed = (0, []) if args.skip_baseline else suite(args, os.path.join(args.work, "baseline.log"))
-    if code != 0 and suite(args, os.path.join(args.work, "baseline.again.log"), rerun=True)[0] == 0:
-        code, failed = suite(args, os.path.join(args.work, "baseline.log"))
+    if code != 0 and failed and suite(args, os.path.join(args.work, "baseline.again.log"), failed)[0] == 0:
+        code = 0  # flaky: the failed tests pass when run again
     if code != 0:
         print("the unmutated suite fails (" + ", ".join(failed) + "): see " + os.path.join(args.work, "baseline.log"))
         return 2
@@ -162,8 +163,10 @@ def main():
             log = os.path.join(args.work, m["id"] + ".log")
             code, failed = suite(args, log)
             # A failure that does not come again was a flaky test, not a
-            # catch: the suite then runs once more.
-            if code != 0 and suite(args, log + ".again", rerun=True)[0] == 0:
+            # catch: the suite then runs once more, twice at most.
+            for attempt in range(2):
+                if code == 0 or not failed or suite(args, log + ".again", failed)[0] != 0:
+                    break
                 code, failed = suite(args, log)
             verdict = "caught" if code != 0 else "missed"
             detail = ", ".join(failed[:3]) + (" ..." if len(failed) > 3 else "")
