@@ -16,7 +16,7 @@ status=0
 # Tests that run several threads or processes against one runtime (the
 # minute-long load test is left to the plain native run).
 tsan_tests='Concurrent|Threads|Timer|Tick|IpcE2E|IpcEvents|CollectionTest'
-tsan_targets=(unit_tests ipc_e2e_tests collection_fault_tests probe_app ipc_probe mirt64)
+tsan_targets=(unit_tests ipc_e2e_tests probe_app runtime_probe mirt64)
 
 build_asan() {
   scripts/asan_tree.sh

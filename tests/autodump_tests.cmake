@@ -5,8 +5,6 @@ if(WIN32)
 else()
   set(mirt_timer_test timer_thread_test.cpp)
 endif()
-target_sources(mirt_test_support PRIVATE
-  support/${MIRT_OS}/autodump_support.cpp)
 
 target_sources(unit_tests PRIVATE
   unit/autodump_test.cpp
@@ -14,17 +12,18 @@ target_sources(unit_tests PRIVATE
   unit/timer_test.cpp
   unit/${MIRT_OS}/${mirt_timer_test})
 
-# A host program on the runtime's objects, so that tests can set its
-# interval in milliseconds. On Windows it carries the file version 3.1.7.42.
-add_executable(autodump_probe programs/autodump_probe.cpp)
+# A program on the runtime's objects: auto-dump with its interval in
+# milliseconds, the role chosen, raw texts to the host's pipe. On Windows it
+# carries the file version 3.1.7.42.
+add_executable(runtime_probe programs/runtime_probe.cpp)
 if(WIN32)
   enable_language(RC)
-  target_sources(autodump_probe PRIVATE programs/autodump_probe.rc)
+  target_sources(runtime_probe PRIVATE programs/runtime_probe.rc)
 endif()
-target_link_libraries(autodump_probe PRIVATE mirt_objects mirt_test_support)
+target_link_libraries(runtime_probe PRIVATE mirt_objects mirt_test_support)
 
 target_sources(e2e_tests PRIVATE e2e/autodump_e2e_test.cpp)
 if(WIN32)
   target_sources(e2e_tests PRIVATE e2e/windows/autodump_version_test.cpp)
 endif()
-add_dependencies(e2e_tests autodump_probe)
+add_dependencies(e2e_tests runtime_probe)

@@ -5,22 +5,11 @@ if(NOT WIN32)
   target_sources(unit_tests PRIVATE unit/posix/runtime_folder_test.cpp)
 endif()
 
-# Speaks to the host's pipe with texts that no real client sends.
-add_executable(ipc_probe programs/ipc_probe.cpp)
-target_link_libraries(ipc_probe PRIVATE mirt_objects)
-
 # Host and clients use the fixed exit file and, under Wine, the one pipe name.
 add_executable(ipc_e2e_tests e2e/ipc_e2e_test.cpp)
 target_link_libraries(ipc_e2e_tests PRIVATE mirt_test_support GTest::gtest_main)
-add_dependencies(ipc_e2e_tests ipc_probe probe_app mirt64)
+add_dependencies(ipc_e2e_tests runtime_probe probe_app mirt64)
 mirt_discover(ipc_e2e_tests PROPERTIES RESOURCE_LOCK fixed_files)
-
-# Collection under faults: killed clients and hosts. The exit file is fixed,
-# and under Wine the pipe name is one for all.
-add_executable(collection_fault_tests e2e/collection_fault_test.cpp)
-target_link_libraries(collection_fault_tests PRIVATE mirt_test_support GTest::gtest_main)
-add_dependencies(collection_fault_tests probe_app mirt64)
-mirt_discover(collection_fault_tests PROPERTIES RESOURCE_LOCK fixed_files)
 
 # Collection under load for a minute. On POSIX its pipe and events live in a
 # private folder, so it runs beside the other tests, started first (its cost)
@@ -49,11 +38,9 @@ endif()
 # threads count, unloading, fork, a full temporary folder.
 if(NOT WIN32)
   add_executable(lifecycle_app e2e/posix/lifecycle_app.cpp)
-  target_link_libraries(lifecycle_app PRIVATE mirt64 Threads::Threads)
-  target_include_directories(lifecycle_app PRIVATE programs)
+  target_link_libraries(lifecycle_app PRIVATE mirt64 mirt_test_support Threads::Threads)
   add_executable(unload_app e2e/posix/unload_app.cpp)
-  target_include_directories(unload_app PRIVATE programs)
-  target_link_libraries(unload_app PRIVATE ${CMAKE_DL_LIBS})
+  target_link_libraries(unload_app PRIVATE mirt_test_support ${CMAKE_DL_LIBS})
   add_executable(lifecycle_tests e2e/posix/lifecycle_test.cpp)
   target_include_directories(lifecycle_tests PRIVATE e2e)
   target_link_libraries(lifecycle_tests PRIVATE mirt_test_support GTest::gtest_main)
@@ -67,5 +54,5 @@ add_executable(hostile_client e2e/hostile_client.cpp)
 target_link_libraries(hostile_client PRIVATE mirt_objects)
 add_executable(host_guard_tests e2e/host_guard_test.cpp)
 target_link_libraries(host_guard_tests PRIVATE mirt_test_support GTest::gtest_main)
-add_dependencies(host_guard_tests hostile_client ipc_probe probe_app mirt64)
+add_dependencies(host_guard_tests hostile_client runtime_probe probe_app mirt64)
 mirt_discover(host_guard_tests PROPERTIES RESOURCE_LOCK fixed_files)

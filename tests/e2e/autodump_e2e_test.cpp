@@ -4,7 +4,6 @@
 
 #include <filesystem>
 
-#include "autodump_support.h"
 #include "test_support.h"
 
 using namespace mirt_test;
@@ -38,11 +37,7 @@ protected:
         return said;
     }
     std::string host(const std::vector<std::string>& args, std::vector<EnvChange> env = {}) {
-        return run_as("autodump_probe", "pelvanor.exe", args, std::move(env));
-    }
-    void write_config(const std::string& text) {
-        fs::create_directories(coverage);
-        write_file(config, text);
+        return run_as("runtime_probe", "pelvanor.exe", args, std::move(env));
     }
     uint32_t counter(const std::string& name) {
         std::string bytes = read_file(join(coverage, name));
@@ -82,7 +77,7 @@ TEST_F(AutodumpE2E, RealLibraryStartsInTheHostOnly) {
 
     // A configuration that exists is read, never written.
     std::string custom = "[MIRT_AUTODUMP]\nTIMEINTERVAL=1\n";
-    write_config(custom);
+    write_file(config, custom);
     run_as("probe_app", "pelvanor.exe", {"noexit"});
     EXPECT_EQ(read_file(config), custom);
 
@@ -114,18 +109,6 @@ TEST_F(AutodumpE2E, TimerDumpsNumberedTestCasesIntoOneFile) {
     EXPECT_EQ(out.substr(0, first_two.size()), first_two);
     EXPECT_EQ(count_of(out, "\n>>> Optimize\n"), counter("mirt_autodump_testcase_ID.dat"));
     EXPECT_EQ(counter("mirt_autodump_outfile_ID.dat"), 1u);
-}
-
-TEST_F(AutodumpE2E, TimerWithoutTheSwitchOnlyClears) {
-    write_config("[MIRT_AUTODUMP]\nTIMEINTERVAL=5\nMAXFILESIZE=2\n");
-    std::string out = join(folder, "after.out");
-    EXPECT_EQ(host({"attach", "fn", "5", "fn", "6", "interval", "50", "waitclear", "5", "stop", "write", out,
-                    "noexit", "detach"}),
-              "cleared\n");
-    EXPECT_EQ(read_file(out).find("\n6,"), std::string::npos) << read_file(out);
-    EXPECT_TRUE(dumped_files().empty());
-    EXPECT_FALSE(file_exists(join(coverage, "mirt_autodump_testcase_ID.dat")));
-    EXPECT_FALSE(file_exists(join(coverage, "mirt_autodump_outfile_ID.dat")));
 }
 
 // The process ends while the timer ticks fast: its exit write comes after

@@ -12,7 +12,6 @@
 #include <map>
 #include <thread>
 
-#include "autodump_support.h"
 #include "test_support.h"
 
 namespace mirt_test {
@@ -76,9 +75,7 @@ protected:
         }
         return true;
     }
-    bool wait_for(const std::string& name, int seconds = 60) {
-        return wait_until([&] { return file_exists(path(name)); }, seconds);
-    }
+    bool wait_for(const std::string& name, int seconds = 60) { return wait_for_file(path(name), seconds); }
     void signal(const std::string& name) { write_file(path(name), ""); }
     // Data files left in the private temporary folder: "_Y" final, "_N" requested.
     int data_files(char flag) const {

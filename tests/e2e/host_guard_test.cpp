@@ -20,8 +20,8 @@ protected:
         tag = "guard";
         programs = {"pelvanor.exe", "client.exe"};
     }
-    RunResult run_ipc_probe(const std::vector<std::string>& args) {
-        return run_program(join(program_folder(), executable_name("ipc_probe")), args, env);
+    RunResult run_runtime_probe(const std::vector<std::string>& args) {
+        return run_program(join(program_folder(), executable_name("runtime_probe")), args, env);
     }
     // A client that registers, counts g.c:1 and stays until "end"; then the
     // host's write, which must end and hold its count.
@@ -54,7 +54,7 @@ TEST_F(HostGuard, UntrustedRegistrationsAreRefused) {
         {"send", "CR:" + executable_name("host_guard_tests") + ":" + std::to_string(own_pid())},
     };
     for (const auto& args : refused)
-        EXPECT_EQ(lines_of(run_ipc_probe(args).output), std::vector<std::string>{"closed"}) << args[1];
+        EXPECT_EQ(lines_of(run_runtime_probe(args).output), std::vector<std::string>{"closed"}) << args[1];
     expect_client_counted(5);
 }
 

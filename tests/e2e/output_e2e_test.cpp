@@ -1,4 +1,5 @@
-// Coverage files written by real programs that load the real library.
+// Coverage files written by real programs that load the real library, and outputs that
+// cannot be written, reported while the program carries on with its counts intact.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -99,4 +100,32 @@ TEST_F(OutputE2E, EnvironmentNamesTheExitFileAndTheTestCase) {
     ASSERT_EQ(r.exit_code, 0) << r.output;
     EXPECT_EQ(read_file(out), "=== suite.case\n>>> unknown\n3,1\n=== suite.case\n>>> unknown\n3,1\n");
     EXPECT_FALSE(file_exists(exit_output_path()));
+}
+
+TEST_F(OutputE2E, UnwritableOutputsAreReportedAndTheProgramGoesOn) {
+    // A folder that cannot be made (a file holds its name), even for a user
+    // whom permissions do not stop; and a device where every write finds the
+    // disk full, where there is one.
+    write_file(join(folder, "plain"), "a file, not a folder");
+    const std::string blocked = join(join(join(folder, "plain"), "sub"), "run.out");
+    const std::string full = full_device_path();
+    const std::string good = join(folder, "run.out");
+
+    std::vector<std::string> args = {"name", "t", "l", "line", "src/a.cpp", "3", "5", "write", blocked};
+    if (!full.empty()) args.insert(args.end(), {"write", full});
+    args.insert(args.end(), {"line", "src/a.cpp", "3", "2", "write", good, "noexit", "exit", "7"});
+    const size_t log_before = read_file(error_log_path()).size();
+    RunResult r = run_program(join(program_folder(), executable_name("probe_app")), args, {}, folder);
+
+    EXPECT_EQ(r.exit_code, 7) << r.output;  // it ran to its own end
+    std::vector<std::string> expected = {"Error: can't open " + blocked};
+    // A full disk takes the buffered record group when the file is closed.
+    if (!full.empty()) expected.push_back("Error: can't close " + full);
+    EXPECT_EQ(lines_of(r.output), expected);
+    EXPECT_EQ(read_file(good), "=== t\n>>> l\n--- src\n### a.cpp\n3,7\n");
+    const std::string log = read_file(error_log_path()).substr(log_before);
+    EXPECT_NE(log.find(",1184]can not open file."), std::string::npos) << log;
+    if (!full.empty()) {
+        EXPECT_NE(log.find(",1241]can not close file."), std::string::npos) << log;
+    }
 }

@@ -3,7 +3,6 @@
 
 #include <filesystem>
 
-#include "autodump_support.h"
 #include "test_support.h"
 
 using namespace mirt_test;
@@ -25,11 +24,11 @@ protected:
     Role run_as(const std::string& name, const std::vector<EnvChange>& env) {
         std::string own = join(folder, std::to_string(++runs));
         std::filesystem::create_directory(own);
-        std::string program = copy_program("role_probe", own, name);
+        std::string program = copy_program("runtime_probe", own, name);
         // A host starts auto-dump in the user's profile folder: a private one.
         std::vector<EnvChange> all = env;
         all.emplace_back(profile_variable(), join(folder, "profile"));
-        RunResult r = run_program(program, {}, all);
+        RunResult r = run_program(program, {"attach", "role"}, all);
         EXPECT_EQ(r.exit_code, 0) << r.output;
         Role role{};
         char data_name[256] = "";

@@ -138,6 +138,17 @@ TEST(Launcher, WhatCannotBeInstrumentedStillBuilds) {
     EXPECT_NE(bad.err.find("missing"), std::string::npos) << bad.err;
     EXPECT_FALSE(mirt_test::file_exists(dir + "/bad.o"));
 
+    // A folder name with a space and '#': the dependency file names the
+    // original escaped as make reads it.
+    mkdir((dir + "/a #b").c_str(), 0700);
+    mirt_test::write_file(dir + "/a #b/x.c", "int x(void) { return 1; }\n");
+    ProcessResult odd = run_process({kMirtCc, "gcc", "-MD", "-MF", dir + "/x.d", "-c", dir + "/a #b/x.c", "-o",
+                                     dir + "/x.o"}, true);
+    EXPECT_EQ(odd.exit_code, 0) << odd.err;
+    std::string odd_deps = mirt_test::read_file(dir + "/x.d");
+    EXPECT_NE(odd_deps.find(" " + dir + "/a\\ \\#b/x.c"), std::string::npos) << odd_deps;
+    EXPECT_EQ(odd_deps.find("/mirt-cc-"), std::string::npos) << odd_deps;
+
     mirt_test::write_file(dir + "/warn.cpp", "int f(int x) {\n    int unused = x;\n    return x;\n}\n");
     ProcessResult warn = run_process({kMirtCc, "g++", "-Wall", "-c", dir + "/warn.cpp", "-o", dir + "/warn.o"}, true);
     EXPECT_EQ(warn.exit_code, 0) << warn.err;

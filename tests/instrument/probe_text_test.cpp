@@ -134,7 +134,8 @@ TEST(RenderProbes, ByteOrderMarkStaysFirstAndNamesAreQuoted) {
     EXPECT_EQ(out.compare(0, 3, "\xEF\xBB\xBF"), 0);
     EXPECT_EQ(out.find("\xEF\xBB\xBF", 3), std::string::npos);
     EXPECT_NE(out.find("#line 1 \"dir \\\"q\\\"\\\\a.cpp\"\nvoid f() {c_mirt_fn2"), std::string::npos);
-    EXPECT_EQ(quoted("a\nb\x01" "7"), "\"a\\012b\\0017\"");
+    // Bytes outside printable ASCII (a UTF-8 name among them) as three octal digits.
+    EXPECT_EQ(quoted("a\nb\x01" "7\x7F\xC3\xA9"), "\"a\\012b\\0017\\177\\303\\251\"");
 }
 
 TEST(ProbeStyles, ParseNames) {

@@ -84,42 +84,30 @@ class CompareTest(unittest.TestCase):
         self.assertEqual(self.total(text, "exact"),
                          (len({n for n in run_by_both if gcov[n] == mirt_lines[n]}), len(run_by_both)))
 
-    def test_files_one_tool_lacks_stay_out_of_the_figures(self):
+    def test_files_thresholds_and_details(self):
         header = os.path.join(self.dir, "twice.h")
-        ref = self.write("gcov.info", lcov([("gcov", self.source, {1: 1, 7: 1}), ("gcov", header, {3: 5})]))
-        mirt = self.write("mirt.info", lcov([("p", self.source, {1: 1, 7: 1})]))
-        status, text = self.run_compare(ref, mirt)
-        self.assertEqual(self.total(text, "executable"), (2, 2))
-        self.assertIn("files only gcov knows: 1, 1 lines (1 run)", text)
-        self.assertIn("twice.h  1 lines, 1 run  (header file)", text)
-        self.assertIn("sources gcov ran that mirt64 knows: 100.0% 1/1", text)
-
-    def test_a_source_mirt64_lacks_counts_against_the_files_figure(self):
         other = self.write("other.c", "int other(void)\n{\n    return 1;\n}\n")
-        ref = self.write("gcov.info", lcov([("gcov", self.source, {1: 1}), ("gcov", other, {1: 1, 3: 1})]))
-        mirt = self.write("mirt.info", lcov([("p", self.source, {1: 1})]))
-        status, text = self.run_compare(ref, mirt, "--min-files", "60")
-        self.assertEqual(status, 3)
-        self.assertIn("sources gcov ran that mirt64 knows: 50.0% 1/2", text)
-
-    def test_thresholds_and_unreadable_inputs(self):
-        ref = self.write("gcov.info", lcov([("gcov", self.source, {1: 1, 5: 1, 6: 0, 7: 1})]))
-        mirt = self.write("mirt.info", lcov([("p", self.source, {1: 1, 5: 1, 7: 1})]))
-        self.assertEqual(self.run_compare(ref, mirt, "--min-lines", "75")[0], 0)
-        status, text = self.run_compare(ref, mirt, "--min-lines", "76")
-        self.assertEqual(status, 3)
-        self.assertIn("below threshold: executable", text)
-        self.assertEqual(self.run_compare(ref, mirt, "--min-executed", "100")[0], 0)
-        self.assertEqual(self.run_compare(ref, os.path.join(self.dir, "missing.info"))[0], 2)
-
-    def test_details_name_each_disagreement_with_its_reason(self):
-        ref = self.write("gcov.info", lcov([("gcov", self.source, {1: 1, 3: 1, 4: 1, 5: 1, 7: 1})]))
+        ref = self.write("gcov.info", lcov([("gcov", self.source, {1: 1, 3: 1, 4: 1, 5: 1, 6: 0, 7: 1}),
+                                            ("gcov", header, {3: 5}), ("gcov", other, {1: 1, 3: 1})]))
         mirt = self.write("mirt.info", lcov([("p", self.source, {1: 1, 3: 1, 5: 2, 7: 1})]))
         status, text = self.run_compare(ref, mirt, "--details")
+        self.assertEqual(status, 0)
+        # Files that one tool lacks stay out of the line figures, and count against the files figure.
+        self.assertEqual(self.total(text, "executable"), (4, 6))
+        self.assertIn("files only gcov knows: 2, 3 lines (3 run)", text)
+        self.assertIn("twice.h  1 lines, 1 run  (header file)", text)
+        self.assertIn("sources gcov ran that mirt64 knows: 50.0% 1/2", text)
         lines = {int(l.split()[0]): l for l in text.splitlines() if l.startswith("  ") and l.split()[0].isdigit()}
         self.assertIn("continuation of a multi-line statement", lines[4])
         self.assertIn("counts differ", lines[5])
         self.assertNotIn(3, lines)
+        self.assertEqual(self.run_compare(ref, mirt, "--min-lines", "66")[0], 0)
+        status, text = self.run_compare(ref, mirt, "--min-lines", "67")
+        self.assertEqual(status, 3)
+        self.assertIn("below threshold: executable", text)
+        self.assertEqual(self.run_compare(ref, mirt, "--min-files", "60")[0], 3)
+        self.assertEqual(self.run_compare(ref, mirt, "--min-executed", "80")[0], 0)
+        self.assertEqual(self.run_compare(ref, os.path.join(self.dir, "missing.info"))[0], 2)
 
 
 class ClassifyTest(unittest.TestCase):

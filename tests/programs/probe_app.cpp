@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "file_signals.h"
 #include "mirt64.h"
+#include "test_support.h"
 
 namespace {
 std::vector<int> numbers(const char* list) {
@@ -66,9 +66,9 @@ int main(int argc, char** argv) {
         } else if (command == "noexit") {
             mirt_allow_shutdown_writing(false);
         } else if (command == "touch") {
-            touch_file(next());
+            mirt_test::write_file(next(), "");
         } else if (command == "waitfile") {
-            if (!wait_for_file(next())) return 3;
+            if (!mirt_test::wait_for_file(next())) return 3;
         } else if (command == "exit") {
             fflush(stdout);
             exit(atoi(next()));

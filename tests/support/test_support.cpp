@@ -1,9 +1,11 @@
 // test_support.cpp: the parts of the test support that are the same on every system.
 #include "test_support.h"
 
+#include <chrono>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 namespace mirt_test {
 
@@ -17,6 +19,15 @@ std::string join(const std::string& folder, const std::string& name) {
 bool file_exists(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return static_cast<bool>(in);
+}
+
+bool wait_for_file(const std::string& path, int seconds) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    while (!file_exists(path)) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
 }
 
 std::string read_file(const std::string& path) {

@@ -2,6 +2,7 @@
 #ifndef MIRT_TEST_SUPPORT_H
 #define MIRT_TEST_SUPPORT_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -21,6 +22,8 @@ std::string make_temp_folder(const std::string& tag);
 std::string executable_name(const std::string& name);
 
 bool file_exists(const std::string& path);
+// Waits until a file exists at path; false when it has not come within the time.
+bool wait_for_file(const std::string& path, int seconds = 120);
 std::string read_file(const std::string& path);        // binary, exact bytes
 std::string read_text_file(const std::string& path);   // text mode: line ends as the C library reads them
 void write_file(const std::string& path, const std::string& content);
@@ -63,15 +66,12 @@ Child start_program(const std::string& path, const std::vector<std::string>& arg
 int wait_program(Child& child);
 // Ends the program at once, as a crash would, and reaps it.
 void kill_program(Child& child);
+// Stops every thread of the program, as a debugger would, or lets them run on.
+void suspend_program(Child& child, bool suspended);
 
 // Lines of text, split at line feeds (a carriage return before one is dropped).
 std::vector<std::string> lines_of(const std::string& text);
 
-}  // namespace mirt_test
-
-#endif
-
-namespace mirt_test {
 // The runtime's fixed files on this system.
 std::string exit_output_path();
 std::string index_file_path();
@@ -79,4 +79,17 @@ std::string error_log_path();
 // A file that can be opened for writing but whose every write fails for want
 // of space ("/dev/full"); empty where the system has none.
 std::string full_device_path();
+
+// The computer's name, read apart from the runtime's own call.
+std::string computer_name();
+// The environment variable that names the user's profile folder.
+std::string profile_variable();
+// Sets (or, with nullopt, removes) a variable of this process's environment.
+void set_environment(const std::string& name, const std::optional<std::string>& value);
+// Runs this thread's message loop (on Windows, where thread timers fire only
+// inside it; elsewhere it only waits) until done() or timeout_ms. Returns done().
+bool pump_until(const std::function<bool()>& done, unsigned timeout_ms);
+inline void pump_for(unsigned ms) { pump_until([] { return false; }, ms); }
 }  // namespace mirt_test
+
+#endif

@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "autodump.h"
-#include "autodump_support.h"
 #include "mirt64.h"
 #include "point_table.h"
 #include "runtime_fixture.h"
@@ -55,6 +54,11 @@ protected:
         EXPECT_EQ(read_file(config), text) << "an existing configuration is never written";
         return autodump_settings;
     }
+    // The test-case and output-file counters.
+    std::pair<std::string, std::string> counters() const { return {read_file(testcase_counter), read_file(outfile_counter)}; }
+    static std::pair<std::string, std::string> counted(uint32_t test_cases, uint32_t files) {
+        return {counter_bytes(test_cases), counter_bytes(files)};
+    }
     std::string output_file(int n) const { return join(datafiles, "UNKNOWN_" + computer + "_" + std::to_string(n) + ".out"); }
     std::string group(int test_case, const std::string& lines) const {
         return "=== " + computer + "_" + std::to_string(test_case) + "\n>>> Optimize\n" + lines;
@@ -68,14 +72,11 @@ protected:
 
 TEST_F(AutodumpTest, PathsLieInTheProfileFolderAndMustFit) {
     ASSERT_TRUE(compute_autodump_paths());
-    EXPECT_EQ(autodump_paths.profile, profile);
-    EXPECT_EQ(autodump_paths.coverage, coverage);
-    EXPECT_STREQ(autodump_paths.long_version, "UNKNOWN");
-    EXPECT_STREQ(autodump_paths.short_version, "UNKNOWN");
-    EXPECT_EQ(autodump_paths.datafiles, datafiles);
-    EXPECT_EQ(autodump_paths.config, config);
-    EXPECT_EQ(autodump_paths.testcase_counter, testcase_counter);
-    EXPECT_EQ(autodump_paths.outfile_counter, outfile_counter);
+    const AutodumpPaths& p = autodump_paths;
+    EXPECT_EQ((std::vector<std::string>{p.profile, p.coverage, p.long_version, p.short_version, p.datafiles, p.config,
+                                        p.testcase_counter, p.outfile_counter}),
+              (std::vector<std::string>{profile, coverage, "UNKNOWN", "UNKNOWN", datafiles, config, testcase_counter,
+                                        outfile_counter}));
 
     // Undefined where the paths are formed without a bound: here a path that
     // does not fit its 255 characters leaves auto-dump not started.
@@ -146,16 +147,14 @@ TEST_F(AutodumpTest, DumpsNumberTestCasesAndOutputFiles) {
     mirt_fn(5);
     autodump_timer_callback();
     EXPECT_EQ(read_file(output_file(0)), group(0, "5,2\n"));
-    EXPECT_EQ(read_file(testcase_counter), counter_bytes(1));
-    EXPECT_EQ(read_file(outfile_counter), counter_bytes(1));
+    EXPECT_EQ(counters(), counted(1, 1));
     EXPECT_EQ(simple_counts()[5], 0u) << "every tick clears";
 
     mirt_fn(6);
     autodump_timer_callback();
     std::string first_file = group(0, "5,2\n") + group(1, "6,1\n");
     EXPECT_EQ(read_file(output_file(0)), first_file);
-    EXPECT_EQ(read_file(testcase_counter), counter_bytes(2));
-    EXPECT_EQ(read_file(outfile_counter), counter_bytes(1));
+    EXPECT_EQ(counters(), counted(2, 1));
 
     // A file that has reached the limit is left; the next number is begun.
     autodump_settings.max_file_size = static_cast<uint32_t>(first_file.size());
@@ -163,14 +162,23 @@ TEST_F(AutodumpTest, DumpsNumberTestCasesAndOutputFiles) {
     perform_dump();
     EXPECT_EQ(read_file(output_file(0)), first_file);
     EXPECT_EQ(read_file(output_file(1)), group(2, "7,1\n"));
-    EXPECT_EQ(read_file(outfile_counter), counter_bytes(2));
-    EXPECT_EQ(read_file(testcase_counter), counter_bytes(3));
+    EXPECT_EQ(counters(), counted(3, 2));
 
     // One byte below the limit still takes a whole group.
     autodump_settings.max_file_size = static_cast<uint32_t>(group(2, "7,1\n").size()) + 1;
     perform_dump();
     EXPECT_EQ(read_file(output_file(1)), group(2, "7,1\n") + group(3, "7,1\n"));
     EXPECT_EQ(read_file(outfile_counter), counter_bytes(2));
+
+    // Any switch but 0 dumps, a negative one too; 0 only clears.
+    for (int32_t dump_switch : {-1, 0}) {
+        autodump_settings.dump_switch = dump_switch;
+        mirt_fn(8);
+        autodump_timer_callback();
+        EXPECT_EQ(simple_counts()[8], 0u);
+    }
+    EXPECT_EQ(read_file(testcase_counter), counter_bytes(5));
+    EXPECT_EQ(read_file(output_file(2)), group(4, "7,1\n8,1\n"));
 }
 
 TEST_F(AutodumpTest, CountersAreFourLittleEndianBytes) {
@@ -181,8 +189,7 @@ TEST_F(AutodumpTest, CountersAreFourLittleEndianBytes) {
     perform_dump();
     // The candidate 6 does not exist: the dump begins file 7.
     EXPECT_EQ(read_file(output_file(7)), group(298, "1,1\n"));
-    EXPECT_EQ(read_file(testcase_counter), counter_bytes(299));
-    EXPECT_EQ(read_file(outfile_counter), counter_bytes(8));
+    EXPECT_EQ(counters(), counted(299, 8));
 
     // Counters print as signed numbers: 0xFFFFFFFF names case -1, and an
     // existing candidate -1 takes the dump of output number 0.
@@ -191,8 +198,7 @@ TEST_F(AutodumpTest, CountersAreFourLittleEndianBytes) {
     write_file(output_file(-1), "");
     perform_dump();
     EXPECT_EQ(read_file(output_file(-1)), group(-1, "1,1\n"));
-    EXPECT_EQ(read_file(testcase_counter), counter_bytes(0));
-    EXPECT_EQ(read_file(outfile_counter), counter_bytes(0));
+    EXPECT_EQ(counters(), counted(0, 0));
 }
 
 TEST_F(AutodumpTest, UnreadableCountersAndCandidatesAreHandled) {
@@ -205,8 +211,7 @@ TEST_F(AutodumpTest, UnreadableCountersAndCandidatesAreHandled) {
     std::filesystem::create_directory(output_file(0));
     perform_dump();
     EXPECT_EQ(read_file(output_file(1)), group(0, "1,1\n"));
-    EXPECT_EQ(read_file(testcase_counter), counter_bytes(1));
-    EXPECT_EQ(read_file(outfile_counter), counter_bytes(2));
+    EXPECT_EQ(counters(), counted(1, 2));
 
     // A counter that can be neither read nor written (a folder) gives 0 at
     // every dump, and the dump goes on.

@@ -98,6 +98,10 @@ TEST_F(RuntimeTest, DataFileOfAnEmptyProcessIsThreeZeroCounts) {
     EXPECT_EQ(mirt_test::read_file(path), std::string(24, '\0'));
     EXPECT_FALSE(write_data_file(mirt_test::join(folder, "missing/x_N").c_str()));
     EXPECT_FALSE(merge_data_file(mirt_test::join(folder, "missing_N").c_str()));
+    // A merge that failed holds nothing: the next merge and write run (they
+    // would hang on a lock left held).
+    EXPECT_TRUE(merge_data_file(path.c_str()));
+    mirt_write_coverage_data(mirt_test::join(folder, "out").c_str());
 }
 
 // A module registered twice travels as one record with summed counts; a

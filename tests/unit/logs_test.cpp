@@ -116,6 +116,7 @@ TEST_F(RuntimeTest, TenThousandthTraceRecordWritesThirtyThousandBytes) {
     EXPECT_EQ(bytes.substr(29997), std::string("\x10\x27\x00", 3));  // 10,000 = 0x2710
 }
 
+// The failed records are dropped; every later write reports the file again.
 TEST_F(RuntimeTest, TraceFileThatCannotBeCreatedIsReportedAndNotRetried) {
     std::string unreachable = mirt_test::join(mirt_test::join(folder, "missing"), "trace.out");
     trace_file_name = unreachable.c_str();
@@ -123,10 +124,17 @@ TEST_F(RuntimeTest, TraceFileThatCannotBeCreatedIsReportedAndNotRetried) {
     trace_append(1);
     trace_append(2);
     trace_flush();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Error: can't create the " + unreachable + " file.\nError: can't write to the " + unreachable + " file.\n");
     EXPECT_EQ(trace_handle, platform::invalid_file);
-    EXPECT_EQ(trace_record_count, 0);  // the failed records are dropped
+    EXPECT_EQ(trace_record_count, 0);
+    static char scope_name[] = "s.cpp";
+    { mirt_obj scope(scope_name, 1); }
+    std::string out = mirt_test::join(folder, "cov.out");
+    mirt_write_coverage_data(out.c_str());
+    mirt_write_coverage_data(out.c_str());
+    const std::string write = "Error: can't write to the " + unreachable + " file.\n",
+                      close = "Error: can't close the " + unreachable + " file.\n";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Error: can't create the " + unreachable + " file.\n" + write + write + close + write + close);
     auto log = error_log_lines();
     EXPECT_TRUE(logged(log, 1488, "can't create file for tracing"));
     EXPECT_TRUE(logged(log, 1508, "can't fprintf to trace file"));
@@ -142,19 +150,15 @@ TEST_F(RuntimeTest, ErrorLogAppendsLinesAndMakesItsFolder) {
 }
 
 TEST(Paths, DirectoryOf) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"c:/temp/mirt_err.txt", "c:/temp"}, {"c:\\temp\\sub/out.txt", "c:\\temp\\sub"}, {"mirt.out", ""},
+        {"/out.txt", ""}, {"//out.txt", ""} /* a lone separator is no folder */, {"a/b/", "a/b"}};
+    for (const auto& [path, folder] : cases) {
+        std::string dir = "stale";
+        EXPECT_TRUE(directory_of(path, &dir));
+        EXPECT_EQ(dir, folder) << path;
+    }
     std::string dir = "stale";
-    EXPECT_TRUE(directory_of("c:/temp/mirt_err.txt", &dir));
-    EXPECT_EQ(dir, "c:/temp");
-    EXPECT_TRUE(directory_of("c:\\temp\\sub/out.txt", &dir));
-    EXPECT_EQ(dir, "c:\\temp\\sub");
-    EXPECT_TRUE(directory_of("mirt.out", &dir));
-    EXPECT_EQ(dir, "");
-    EXPECT_TRUE(directory_of("/out.txt", &dir));
-    EXPECT_EQ(dir, "");
-    EXPECT_TRUE(directory_of("//out.txt", &dir));  // a lone separator is no folder
-    EXPECT_EQ(dir, "");
-    EXPECT_TRUE(directory_of("a/b/", &dir));
-    EXPECT_EQ(dir, "a/b");
     EXPECT_FALSE(directory_of(nullptr, &dir));
     EXPECT_EQ(dir, "");
     EXPECT_FALSE(directory_of("x/y", nullptr));

@@ -11,32 +11,6 @@ namespace {
 char* key_value(uint64_t v) { return reinterpret_cast<char*>(static_cast<uintptr_t>(v)); }
 }  // namespace
 
-TEST(PointHash, HomeSlotFollowsTheFormula) {
-    EXPECT_EQ(home_slot(0, 1), 257u);
-    EXPECT_EQ(home_slot(1, 0), 81u);
-    EXPECT_EQ(home_slot(0x1234567890ULL, 77), 815837u);  // the whole key counts; 20 bits are kept
-    EXPECT_EQ(home_slot(0, -1), 1048319u);  // negative lines wrap like any other unsigned product
-}
-
-// The fold takes the last 32 bytes at once; it must agree with the step by
-// step form on every length and on bytes of either sign.
-TEST(PointHash, FoldAgreesWithTheStepwiseFormOnManyNames) {
-    uint64_t state = 0x2545F4914F6CDD1DULL;
-    char name[101];
-    for (int round = 0; round < 20000; ++round) {
-        size_t length = static_cast<size_t>(round % 101);
-        for (size_t i = 0; i < length; ++i) {
-            state ^= state << 13, state ^= state >> 7, state ^= state << 17;
-            name[i] = static_cast<char>(1 + state % 255);
-        }
-        name[length] = '\0';
-        uint32_t stepwise = 0;
-        for (size_t i = 0; i < length; ++i)
-            stepwise = (stepwise * 2) ^ static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(name[i])));
-        ASSERT_EQ(name_fold(name), stepwise) << "length " << length;
-    }
-}
-
 TEST_F(RuntimeTest, PointerKeysClaimTheirHomeSlotAndProbeOnWithWrap) {
     char* a = key_value(0x10000);
     c_mirt_fn(a, 7);
@@ -65,55 +39,54 @@ TEST_F(RuntimeTest, PointerKeysClaimTheirHomeSlotAndProbeOnWithWrap) {
     EXPECT_EQ(point_entry_count, 6);
 }
 
-TEST_F(RuntimeTest, NewPointerKeyAfterThreeNamedPointsReturnsThree) {
-    static char n1[] = "x.cpp", n2[] = "y.cpp", n3[] = "z.cpp", key[] = "k.cpp";
-    mirt_obj a(n1, 1), b(n2, 2), c(n3, 3);
-    EXPECT_EQ(a.index, 1);
-    EXPECT_EQ(b.index, 2);
-    EXPECT_EQ(c.index, 3);
-    EXPECT_EQ(point_counter, 4);
-    EXPECT_EQ(mirt_fn(key, 5), 3);
-    EXPECT_EQ(mirt_fn(key, 5), 0);
-    EXPECT_EQ(point_counter, 4);  // pointer keys never advance it
-}
 
+// A pointer-keyed probe returns the last named point's number when it claims
+// a slot, 0 after that; it never advances the numbering.
 TEST_F(RuntimeTest, PointerKeysCountByAddressNamedPointsByText) {
     // Named points first: they open the index file that numbers them.
-    char third[] = "named.cpp";
-    char fourth[] = "named.cpp";
-    mirt_obj p(third, 9);
-    mirt_obj q(fourth, 9);
-    mirt_obj r(third, 10);  // same name, other line: another point
+    char third[] = "named.cpp", fourth[] = "named.cpp", key[] = "k.cpp";
+    mirt_obj p(third, 9), q(fourth, 9), r(third, 10);  // same name, other line: another point
     EXPECT_EQ(p.index, 1);
     EXPECT_EQ(q.index, 1);
     EXPECT_EQ(r.index, 2);
     EXPECT_EQ(point_entry_count, 2);
-    EXPECT_EQ(point_hit_table[home_slot(name_fold("named.cpp"), 9)].count, 2u);
+    EXPECT_EQ(mirt_fn(key, 5), 2);
+    EXPECT_EQ(mirt_fn(key, 5), 0);
+    EXPECT_EQ(point_counter, 3);
 
-    char first[] = "same.cpp";
-    char second[] = "same.cpp";
+    char first[] = "same.cpp", second[] = "same.cpp";
     mirt_fn(first, 3);
     mirt_fn(second, 3);
     mirt_fn(first, 3);
-    EXPECT_EQ(point_entry_count, 4);
+    EXPECT_EQ(point_entry_count, 5);
     EXPECT_EQ(point_hit_table[home_slot(reinterpret_cast<uintptr_t>(first), 3)].count, 2u);
+    EXPECT_EQ(mirt_test::lines_of(mirt_test::read_text_file(index_path)),
+              (std::vector<std::string>{"named.cpp,9", "named.cpp,10"}));
 }
 
+// Filled to its cap by real probes: known keys still count, a new key walks
+// the table once and counts nothing, and a write reports the full table and
+// leaves an empty file.
 TEST_F(RuntimeTest, AtTheCapKnownKeysStillCountAndNewKeysGiveUp) {
     static char known[] = "known.cpp", fresh[] = "fresh.cpp";
     mirt_obj named(known, 2);
     mirt_fn(known, 1);
-    point_entry_count = point_table_cap;
+    for (uint64_t k = 1; point_entry_count < point_table_cap; ++k) c_mirt_fn(key_value(k << 4), 1);
     EXPECT_EQ(mirt_fn(known, 1), 0);
     EXPECT_EQ(point_hit_table[home_slot(reinterpret_cast<uintptr_t>(known), 1)].count, 2u);
-    mirt_obj again(known, 2);
-    EXPECT_EQ(again.index, 1);
-    // A new key walks the table once and counts nothing (the walk ends).
+    EXPECT_EQ(mirt_obj(known, 2).index, 1);
     EXPECT_EQ(mirt_fn(fresh, 1), 0);
-    mirt_obj refused(fresh, 3);
-    EXPECT_EQ(refused.index, 0);
+    EXPECT_EQ(mirt_obj(fresh, 3).index, 0);
     EXPECT_EQ(point_entry_count, point_table_cap);
     EXPECT_EQ(point_counter, 2);
+
+    std::string out_path = mirt_test::join(folder, "cov.out");
+    testing::internal::CaptureStdout();
+    mirt_write_coverage_data(out_path.c_str());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: mirt hash table too full.\n");
+    EXPECT_TRUE(mirt_test::file_exists(out_path));
+    EXPECT_EQ(mirt_test::read_file(out_path), "");
+    EXPECT_TRUE(logged(error_log_lines(), 1193, "mirt hash table too full."));
 }
 
 TEST_F(RuntimeTest, NumberedCountersCoverExactlyTheirRange) {

@@ -108,10 +108,12 @@ void fix_depfile(const std::string& depfile, const std::vector<std::pair<std::st
     in.close();
     bool changed = false;
     for (const auto& r : renames) {
+        // The compiler writes the copy's name escaped as make reads it (a
+        // space or '#' behind a backslash): it is found, and replaced, so.
+        const std::string from = make_escaped(r.first), to = make_escaped(r.second);
         size_t pos = 0;
-        std::string to = make_escaped(r.second);
-        while ((pos = text.find(r.first, pos)) != std::string::npos) {
-            text.replace(pos, r.first.size(), to);
+        while ((pos = text.find(from, pos)) != std::string::npos) {
+            text.replace(pos, from.size(), to);
             pos += to.size();
             changed = true;
         }

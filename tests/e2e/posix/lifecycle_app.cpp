@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-#include "file_signals.h"
+#include "test_support.h"
 #include "mirt64.h"
 
 namespace {
@@ -50,9 +50,9 @@ int main(int argc, char** argv) {
             int status = 0;
             if (child < 0 || waitpid(child, &status, 0) != child || status != 0) return 4;
         } else if (command == "touch") {
-            touch_file(arg);
+            mirt_test::write_file(arg, "");
         } else if (command == "waitfile") {
-            if (!wait_for_file(arg)) return 3;
+            if (!mirt_test::wait_for_file(arg)) return 3;
         } else {
             fprintf(stderr, "lifecycle_app: unknown command %s\n", command.c_str());
             return 2;

@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "file_signals.h"
+#include "test_support.h"
 
 int main(int argc, char** argv) {
     if (argc != 5) return 2;
@@ -36,6 +36,6 @@ int main(int argc, char** argv) {
         closedir(tasks);
     }
     usleep(100000);
-    touch_file(argv[3]);
-    return wait_for_file(argv[4]) ? 0 : 3;
+    mirt_test::write_file(argv[3], "");
+    return mirt_test::wait_for_file(argv[4]) ? 0 : 3;
 }

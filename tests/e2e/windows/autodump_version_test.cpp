@@ -3,7 +3,6 @@
 
 #include <filesystem>
 
-#include "autodump_support.h"
 #include "test_support.h"
 
 using namespace mirt_test;
@@ -11,7 +10,7 @@ using namespace mirt_test;
 TEST(AutodumpVersionE2E, FileVersionNamesFolderAndFiles) {
     std::string folder = make_temp_folder("version");
     std::string profile = join(folder, "profile");
-    std::string program = copy_program("autodump_probe", folder, "pelvanor.exe");
+    std::string program = copy_program("runtime_probe", folder, "pelvanor.exe");
     RunResult r = run_program(program, {"attach", "fn", "5", "tick", "noexit", "detach"},
                               {{"USERPROFILE", profile}, {"MIRTHOST", std::nullopt}, {"CodeCoverageAutomation", std::nullopt}});
     EXPECT_EQ(r.exit_code, 0) << r.output;

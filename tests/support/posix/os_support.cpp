@@ -1,12 +1,15 @@
-// os_support.cpp (POSIX): child processes and program paths for the tests. This file holds only POSIX code.
+// os_support.cpp (POSIX): child processes, program paths, computer name, environment and
+// waiting for the tests. This file holds only POSIX code.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <thread>
 
 #include "test_support.h"
 
@@ -134,9 +137,39 @@ void kill_program(Child& child) {
     wait_program(child);
 }
 
+void suspend_program(Child& child, bool suspended) {
+    if (child.started) kill(static_cast<pid_t>(child.handle), suspended ? SIGSTOP : SIGCONT);
+}
+
 }  // namespace mirt_test
 
 namespace mirt_test {
 std::vector<EnvChange> temp_folder_env(const std::string& folder) { return {{"TMPDIR", folder}}; }
 std::string data_file_folder(const std::string& temp) { return join(temp, "mirt-" + std::to_string(getuid())); }
+}  // namespace mirt_test
+
+namespace mirt_test {
+
+std::string computer_name() {
+    std::string name = read_file("/proc/sys/kernel/hostname");
+    while (!name.empty() && (name.back() == '\n' || name.back() == '\r')) name.pop_back();
+    return name;
+}
+
+std::string profile_variable() { return "HOME"; }
+
+void set_environment(const std::string& name, const std::optional<std::string>& value) {
+    if (value) setenv(name.c_str(), value->c_str(), 1);
+    else unsetenv(name.c_str());
+}
+
+bool pump_until(const std::function<bool()>& done, unsigned timeout_ms) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
 }  // namespace mirt_test

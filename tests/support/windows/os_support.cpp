@@ -1,4 +1,5 @@
-// os_support.cpp (Windows): child processes and program paths for the tests. This file holds only Windows code.
+// os_support.cpp (Windows): child processes, program paths, computer name, environment and
+// the message loop for the tests. This file holds only Windows code.
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -173,6 +174,13 @@ void kill_program(Child& child) {
     wait_program(child);
 }
 
+// Through ntdll's NtSuspendProcess and NtResumeProcess, which Wine has too.
+void suspend_program(Child& child, bool suspended) {
+    using Call = LONG(WINAPI*)(HANDLE);
+    FARPROC call = GetProcAddress(GetModuleHandleA("ntdll.dll"), suspended ? "NtSuspendProcess" : "NtResumeProcess");
+    if (child.started && call != nullptr) reinterpret_cast<Call>(reinterpret_cast<void*>(call))(reinterpret_cast<HANDLE>(child.handle));
+}
+
 }  // namespace mirt_test
 
 namespace mirt_test {
@@ -191,4 +199,35 @@ std::string full_device_path() {
 namespace mirt_test {
 std::vector<EnvChange> temp_folder_env(const std::string& folder) { return {{"TMP", folder}, {"TEMP", folder}}; }
 std::string data_file_folder(const std::string& temp) { return temp; }
+}  // namespace mirt_test
+
+namespace mirt_test {
+
+// The system puts the name in every process's environment.
+std::string computer_name() {
+    const char* name = getenv("COMPUTERNAME");
+    return name != nullptr ? name : "";
+}
+
+std::string profile_variable() { return "USERPROFILE"; }
+
+// Both copies of the environment: the system's, which ExpandEnvironmentStringsA
+// reads, and the C runtime's.
+void set_environment(const std::string& name, const std::optional<std::string>& value) {
+    SetEnvironmentVariableA(name.c_str(), value ? value->c_str() : nullptr);
+    _putenv((name + "=" + (value ? *value : std::string())).c_str());  // "NAME=" removes it
+}
+
+bool pump_until(const std::function<bool()>& done, unsigned timeout_ms) {
+    DWORD start = GetTickCount();
+    while (!done()) {
+        DWORD spent = GetTickCount() - start;
+        if (spent >= timeout_ms) return false;
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, timeout_ms - spent < 5 ? timeout_ms - spent : 5, QS_ALLINPUT);
+        MSG message;
+        while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&message);
+    }
+    return true;
+}
+
 }  // namespace mirt_test

@@ -7,7 +7,7 @@
 
 #include <atomic>
 
-#include "autodump_support.h"
+#include "test_support.h"
 #include "timer.h"
 
 using namespace mirt::platform;

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <thread>
 
-#include "autodump_support.h"
+#include "test_support.h"
 #include "timer.h"
 #include "windows_api.h"
 

@@ -21,14 +21,15 @@ const LineCounts& lines_of(const TestCase& t, const std::string& file) {
 }  // namespace
 
 // One record group with all five sections as the runtime writes them: the
-// point-hit section (a point listed twice, a zero count, a backslash key),
+// point-hit section (points listed twice, one right after its file heading,
+// a zero count, a backslash key),
 // the source-line section repeating a directory heading, the simple
 // counters, a static registration with its lines out of order, and a module
 // section naming a file already seen.
 TEST(CoverageParser, ReadsEverySectionOfARecordGroup) {
     auto p = parse_text(
         "=== full\n>>> Optimize\n"
-        "--- src/app\n### main.cpp\n10,3\n10,2\n12,0\n### util.cpp\n5,1\n"
+        "--- src/app\n### main.cpp\n10,3\n10,2\n12,0\n### util.cpp\n5,1\n5,2\n"
         "--- C:\\w\\a.cpp\n### C:\\w\\a.cpp\n7,2\n"
         "--- src/app\n### main.cpp\n14,9\n"
         "1,4\n2,6\n"
@@ -41,7 +42,7 @@ TEST(CoverageParser, ReadsEverySectionOfARecordGroup) {
     EXPECT_EQ(g.labels, std::vector<std::string>{"Optimize"});
     EXPECT_EQ(g.record_groups, 1u);
     EXPECT_EQ(lines_of(g, "src/app/main.cpp"), (LineCounts{{10, 6}, {12, 0}, {14, 9}}));
-    EXPECT_EQ(lines_of(g, "src/app/util.cpp"), (LineCounts{{5, 1}}));
+    EXPECT_EQ(lines_of(g, "src/app/util.cpp"), (LineCounts{{5, 3}}));
     EXPECT_EQ(lines_of(g, "C:\\w\\a.cpp"), (LineCounts{{7, 2}}));
     EXPECT_EQ(lines_of(g, "src/lib/reg.cpp"), (LineCounts{{20, 2}, {30, 1}}));
     EXPECT_EQ(g.files.size(), 4u);

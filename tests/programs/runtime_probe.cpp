@@ -1,18 +1,23 @@
-// autodump_probe: the runtime's objects started as the library's loading would, with
-// auto-dump driven from the command line (its interval set in milliseconds, which the
-// configuration file cannot express).
-//   attach | detach | settings | interval MS | tick | stop | fn N | noexit | write PATH |
-//   waitdumps N (run the message loop until N test cases were dumped) |
-//   waitclear N (run the message loop until counter N was cleared)
+// runtime_probe: the runtime's objects driven from the command line, started as the
+// library's loading would: auto-dump with its interval in milliseconds (which the
+// configuration file cannot express), the role chosen, and raw texts to the host's pipe.
+//   attach | detach | role | settings | interval MS | tick | stop | fn N | noexit |
+//   write PATH | waitdumps N (run the message loop until N test cases were dumped) |
+//   waitclear N (run the message loop until counter N was cleared) |
+//   send TEXT (prints "answer=N", "closed" or "nohost") | selfreg NAME (registers this
+//   process's id under another executable's name) | touch PATH | waitfile PATH
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
-#include "autodump.h"
-#include "autodump_support.h"
 #include "attach.h"
+#include "autodump.h"
 #include "mirt64.h"
+#include "pipe.h"
 #include "point_table.h"
+#include "process.h"
+#include "process_state.h"
+#include "role.h"
 #include "test_support.h"
 
 namespace {
@@ -31,6 +36,28 @@ bool counter_cleared(int id) {
     const uint64_t* counts = mirt::simple_counts();
     return counts == nullptr || __atomic_load_n(&counts[id], __ATOMIC_RELAXED) == 0;
 }
+
+void send(const std::string& text) {
+    using namespace mirt::platform;
+    PipeHandle pipe = invalid_pipe;
+    PipeOpen opened;
+    while ((opened = open_host_pipe(&pipe)) == PipeOpen::busy) wait_for_host_pipe(500);
+    if (opened != PipeOpen::opened) {
+        printf("nohost\n");
+        return;
+    }
+    set_message_mode(pipe);
+    write_message(pipe, text.c_str(), text.size() + 1);
+    char answer[4096];
+    long got = read_message(pipe, answer, sizeof answer - 1);
+    if (got > 0) {
+        answer[got] = '\0';
+        printf("answer=%s\n", answer);
+    } else {
+        printf("closed\n");
+    }
+    close_pipe(pipe);
+}
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -42,6 +69,10 @@ int main(int argc, char** argv) {
             mirt::process_attach();
         } else if (command == "detach") {
             mirt::process_detach();
+        } else if (command == "role") {
+            printf("host=%d shell=%d automation=%d roles_started=%d data_name=%s\n", mirt::is_host,
+                   mirt::is_shell_process() ? 1 : 0, mirt::automation_mode ? 1 : 0, mirt::roles_started,
+                   mirt::get_process_data_name());
         } else if (command == "settings") {
             const mirt::AutodumpSettings& s = mirt::autodump_settings;
             printf("interval=%d size=%u switch=%d running=%d\n", s.interval, s.max_file_size, s.dump_switch,
@@ -68,11 +99,19 @@ int main(int argc, char** argv) {
             int id = atoi(next());
             bool done = mirt_test::pump_until([id] { return counter_cleared(id); }, wait_limit_ms);
             printf(done ? "cleared\n" : "timeout\n");
+        } else if (command == "send") {
+            send(next());
+        } else if (command == "selfreg") {
+            send("CR:" + std::string(next()) + ":" + std::to_string(mirt::platform::current_process_id()));
+        } else if (command == "touch") {
+            mirt_test::write_file(next(), "");
+        } else if (command == "waitfile") {
+            if (!mirt_test::wait_for_file(next())) return 3;
         } else {
-            fprintf(stderr, "autodump_probe: unknown command %s\n", command.c_str());
+            fprintf(stderr, "runtime_probe: unknown command %s\n", command.c_str());
             return 2;
         }
+        fflush(stdout);
     }
-    fflush(stdout);
     return 0;
 }
