@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Tests of scripts/compare_lcov.py and scripts/gcov_to_lcov.py."""
+import collections
 import io
 import os
 import shutil
@@ -83,6 +84,28 @@ class CompareTest(unittest.TestCase):
         run_by_both = {n for n in listed_by_both if gcov[n] > 0 and mirt_lines[n] > 0}
         self.assertEqual(self.total(text, "exact"),
                          (len({n for n in run_by_both if gcov[n] == mirt_lines[n]}), len(run_by_both)))
+
+    def test_branches_match_pair_by_pair(self):
+        # Line 5: gcov lists the outcome that goes on first, mirt64 true first, over two
+        # test cases ([1, 0] + [0, 2]); line 6: as many outcomes in neither.
+        ref = self.write("gcov.info", "TN:gcov\nSF:%s\nDA:5,3\nBRDA:5,0,0,2\nBRDA:5,0,1,1\n"
+                         "DA:6,1\nBRDA:6,0,0,1\nBRDA:6,0,1,0\nBRDA:6,0,2,4\nend_of_record\n" % self.source)
+        mirt = self.write("mirt.info", "".join(
+            "TN:%s\nSF:twice.c\nDA:5,1\nBRDA:5,0,0,%d\nBRDA:5,0,1,%d\nBRDA:6,0,0,1\nend_of_record\n" % t
+            for t in (("a", 1, 0), ("b", 0, 2))))
+        _, text = self.run_compare(ref, mirt)
+        self.assertIn("branches: lines with as many outcomes in both 50.0% 1/2; of their outcomes, "
+                      "taken alike 100.0% 2/2, equal counts 100.0% 2/2", text)
+        # gcov's JSON: the outcome that only an exception takes is left out.
+        document = {"current_working_directory": self.dir, "data_file": "twice.c.gcno", "files": [
+            {"file": "twice.c", "lines": [{"line_number": 5, "count": 3, "branches": [
+                {"count": 2}, {"count": 7, "throw": True}, {"count": 1}]}]}]}
+        counts, included, branches = (collections.defaultdict(lambda: collections.defaultdict(int)),
+                                      collections.defaultdict(lambda: collections.defaultdict(int)),
+                                      collections.defaultdict(dict))
+        for _ in range(2):
+            gcov_to_lcov.add_counts(document, counts, included, branches)
+        self.assertEqual(branches[self.source], {5: [4, 2]})
 
     def test_files_thresholds_and_details(self):
         header = os.path.join(self.dir, "twice.h")
