@@ -69,6 +69,9 @@ void load_index_file(int mode) {
     }
 }
 
+void lock_index_stream() { index_stream_lock().lock(); }
+void unlock_index_stream() { index_stream_lock().unlock(); }
+
 bool append_index_line(const char* name, int line) {
     std::lock_guard<std::mutex> hold(index_stream_lock());
     if (index_stream == nullptr && index_closed_by_write) {

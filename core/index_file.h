@@ -15,6 +15,11 @@ inline constexpr int index_mode_numbering = 1;
 // there (another thread's first probe made it).
 void load_index_file(int mode);
 
+// The lock of the index file's stream, held across fork() so that no other
+// thread is inside an append at that moment: the child could never take it.
+void lock_index_stream();
+void unlock_index_stream();
+
 // Appends "name,line" for a newly numbered point. False when the line could
 // not be written (the stream was never opened, or the write failed).
 bool append_index_line(const char* name, int line);

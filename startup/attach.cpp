@@ -9,6 +9,7 @@
 #include "error_log.h"
 #include "files.h"
 #include "host.h"
+#include "index_file.h"
 #include "mirt64.h"
 #include "modules.h"
 #include "pipe.h"
@@ -111,8 +112,10 @@ void process_detach(bool threads_gone) {
 }
 
 // The tables are held still across fork(), so that the child's copy is whole.
+// A write closes the index under merge_lock: the index's lock comes after it.
 void process_forking() {
     merge_lock.lock();
+    lock_index_stream();
     file_line_lock.lock();
 }
 
@@ -126,6 +129,7 @@ void process_forked(bool child) {
         drop_buffered_trace();
     }
     file_line_lock.unlock();
+    unlock_index_stream();
     merge_lock.unlock();
     if (!child) return;
     // Threads that held these in the parent do not exist in the child.

@@ -5,6 +5,8 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
 #include "collection_fixture.h"
 
 using namespace mirt_test;
@@ -76,7 +78,12 @@ TEST_F(Lifecycle, ForkedChildCountsOnlyItsOwnHits) {
     ASSERT_TRUE(wait_for("host.ready"));
     std::vector<std::string> client = run;
     client.insert(client.end(), {"touch", path("p.done"), "waitfile", path("end")});
-    children.push_back(start_program(join(program_folder(), "lifecycle_app"), client, env));
+    // LeakSanitizer (Clang 14) hangs in the exit of a child forked from a process with
+    // other threads, before anything of the runtime's runs: no leak check there.
+    std::vector<EnvChange> client_env = env;
+    const char* sanitizer = getenv("ASAN_OPTIONS");
+    client_env.push_back({"ASAN_OPTIONS", std::string(sanitizer ? sanitizer : "") + ":detect_leaks=0"});
+    children.push_back(start_program(join(program_folder(), "lifecycle_app"), client, client_env));
     ASSERT_TRUE(wait_for("p.done"));
     signal("go");
     ASSERT_TRUE(wait_for("written", 30));
