@@ -81,7 +81,8 @@ if [ "$tools" = 1 ]; then
   grep -q "compiling and linking through $prefix/bin/mirt-cc" "$work/whole.log" ||
     { echo "the installed module did not find the installed mirt-cc"; cat "$work/whole.log"; exit 1; }
   cmake --build "$work/whole" >/dev/null
-  ldd "$work/whole/app" | grep -q "$prefix/.*libmirt64.so" || { echo "whole project: not linked to the installed library"; exit 1; }
+  ldd "$work/whole/app" | grep -q "$prefix/.*libmirt64.so" ||
+    { echo "whole project: not linked to the installed library:"; ldd "$work/whole/app"; cat "$work/whole.log"; exit 1; }
   # Its CTest test writes the file that the pattern names, headed by the test's name.
   (cd "$work/whole" && ctest >/dev/null) || true
   runs=("$work"/runs/app-*.out)
