@@ -1,15 +1,15 @@
 // autodump.cpp: the host's periodic dumps: configuration, counter files, numbered output files.
-#include "autodump.h"
+#include "autodump/autodump.h"
 
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
-#include "files.h"
+#include "platform/files.h"
 #include "mirt64.h"
-#include "paths.h"
-#include "profile.h"
+#include "core/paths.h"
+#include "platform/profile.h"
 
 namespace mirt {
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "timer.h"
+#include "platform/timer.h"
 
 namespace mirt {
 

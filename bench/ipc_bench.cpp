@@ -12,14 +12,14 @@
 #include <thread>
 #include <vector>
 
-#include "data_file.h"
-#include "error_log.h"
-#include "index_file.h"
-#include "attach.h"
+#include "ipc/data_file.h"
+#include "core/error_log.h"
+#include "core/index_file.h"
+#include "startup/attach.h"
 #include "mirt64.h"
-#include "modules.h"
-#include "point_table.h"
-#include "trace.h"
+#include "core/modules.h"
+#include "core/point_table.h"
+#include "core/trace.h"
 
 namespace {
 

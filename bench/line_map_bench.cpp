@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "line_map.h"
+#include "tools/report/line_map.h"
 
 namespace {
 

@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-#include "error_log.h"
-#include "index_file.h"
-#include "internals.h"
-#include "attach.h"
-#include "process_state.h"
+#include "core/error_log.h"
+#include "core/index_file.h"
+#include "core/internals.h"
+#include "startup/attach.h"
+#include "core/process_state.h"
 #include "mirt64.h"
-#include "point_table.h"
-#include "trace.h"
+#include "core/point_table.h"
+#include "core/trace.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // clear.cpp: resetting every count while keeping every structure that code or numbering relies on.
-#include "clear.h"
+#include "core/clear.h"
 
 #include <mutex>
 
 #include "mirt64.h"
-#include "modules.h"
-#include "point_table.h"
-#include "process_state.h"
-#include "source_lines.h"
+#include "core/modules.h"
+#include "core/point_table.h"
+#include "core/process_state.h"
+#include "core/source_lines.h"
 
 namespace mirt {
 void (*clear_other_processes)() = nullptr;

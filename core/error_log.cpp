@@ -1,13 +1,13 @@
 // error_log.cpp: the error log and the reporting of failures.
-#include "error_log.h"
+#include "core/error_log.h"
 
 #include <cstdio>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include "files.h"
-#include "paths.h"
+#include "platform/files.h"
+#include "core/paths.h"
 
 namespace mirt {
 

@@ -1,15 +1,15 @@
 // index_file.cpp: reading back and appending to the index file.
-#include "index_file.h"
+#include "core/index_file.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <vector>
 
-#include "error_log.h"
-#include "files.h"
-#include "internals.h"
-#include "point_table.h"
+#include "core/error_log.h"
+#include "platform/files.h"
+#include "core/internals.h"
+#include "core/point_table.h"
 
 namespace mirt {
 

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "files.h"
-#include "point_table.h"
+#include "platform/files.h"
+#include "core/point_table.h"
 
 namespace mirt {
 

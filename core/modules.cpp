@@ -1,11 +1,11 @@
 // modules.cpp: registration of whole counter tables, their variants and merged views.
-#include "modules.h"
+#include "core/modules.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <map>
 
-#include "counts.h"
+#include "core/counts.h"
 #include "mirt64.h"
 
 namespace mirt {

@@ -1,9 +1,9 @@
 // paths.cpp: directory part of a path, and creation of a folder with its missing parents.
-#include "paths.h"
+#include "core/paths.h"
 
 #include <cstring>
 
-#include "files.h"
+#include "platform/files.h"
 
 namespace mirt {
 

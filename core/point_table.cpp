@@ -1,18 +1,18 @@
 // point_table.cpp: the numbered counters, the point-hit table and the simple probes.
-#include "point_table.h"
+#include "core/point_table.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
-#include "error_log.h"
-#include "index_file.h"
-#include "internals.h"
-#include "memory.h"
+#include "core/error_log.h"
+#include "core/index_file.h"
+#include "core/internals.h"
+#include "platform/memory.h"
 #include "mirt64.h"
-#include "process_state.h"
-#include "trace.h"
-#include "text.h"
+#include "core/process_state.h"
+#include "core/trace.h"
+#include "core/text.h"
 
 namespace mirt {
 

@@ -1,5 +1,5 @@
 // process_state.cpp: the process's flags, data name and store locks.
-#include "process_state.h"
+#include "core/process_state.h"
 
 namespace mirt {
 

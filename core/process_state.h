@@ -6,7 +6,7 @@
 
 #include <atomic>
 
-#include "threads.h"
+#include "platform/threads.h"
 
 namespace mirt {
 

@@ -1,11 +1,11 @@
 // source_lines.cpp: the source-line probe and its table of files and lines.
-#include "source_lines.h"
+#include "core/source_lines.h"
 
 #include <cstring>
 
-#include "counts.h"
+#include "core/counts.h"
 #include "mirt64.h"
-#include "process_state.h"
+#include "core/process_state.h"
 
 namespace mirt {
 

@@ -1,5 +1,5 @@
 // text.cpp: small text helpers shared by the runtime.
-#include "text.h"
+#include "core/text.h"
 
 #include <cstring>
 

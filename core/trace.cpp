@@ -1,9 +1,9 @@
 // trace.cpp: the trace file.
-#include "trace.h"
+#include "core/trace.h"
 
-#include "error_log.h"
-#include "files.h"
-#include "internals.h"
+#include "core/error_log.h"
+#include "platform/files.h"
+#include "core/internals.h"
 
 namespace mirt {
 

@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <sstream>
 
-#include "coverage_parser.h"
-#include "coverage_writer.h"
-#include "fuzz_support.h"
+#include "tools/report/coverage_parser.h"
+#include "tools/report/coverage_writer.h"
+#include "fuzz/fuzz_support.h"
 
 namespace {
 

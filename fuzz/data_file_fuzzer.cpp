@@ -1,12 +1,12 @@
 // data_file_fuzzer.cpp: a client's data file as the host merges it, then writes it out.
-#include "data_file.h"
-#include "error_log.h"
-#include "fuzz_support.h"
+#include "ipc/data_file.h"
+#include "core/error_log.h"
+#include "fuzz/fuzz_support.h"
 #include "mirt64.h"
-#include "modules.h"
-#include "point_table.h"
-#include "process_state.h"
-#include "source_lines.h"
+#include "core/modules.h"
+#include "core/point_table.h"
+#include "core/process_state.h"
+#include "core/source_lines.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const std::string path = mirt_fuzz::scratch_path("mirt_fuzz_data_N");

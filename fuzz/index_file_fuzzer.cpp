@@ -1,11 +1,11 @@
 // index_file_fuzzer.cpp: the index file as the runtime reads it back at start-up.
 #include <cstring>
 
-#include "error_log.h"
-#include "fuzz_support.h"
-#include "index_file.h"
-#include "internals.h"
-#include "point_table.h"
+#include "core/error_log.h"
+#include "fuzz/fuzz_support.h"
+#include "core/index_file.h"
+#include "core/internals.h"
+#include "core/point_table.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const std::string index_path = mirt_fuzz::scratch_path("index.txt");

@@ -2,9 +2,9 @@
 // unified diffs, both on every input.
 #include <sstream>
 
-#include "changes.h"
-#include "fuzz_support.h"
-#include "line_map.h"
+#include "tools/report/changes.h"
+#include "fuzz/fuzz_support.h"
+#include "tools/report/line_map.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string text(reinterpret_cast<const char*>(data), size);

@@ -1,9 +1,9 @@
 // profile_fuzzer.cpp: the INI reader and writer, and the auto-dump configuration read through them.
 #include <cstring>
 
-#include "autodump.h"
-#include "fuzz_support.h"
-#include "profile.h"
+#include "autodump/autodump.h"
+#include "fuzz/fuzz_support.h"
+#include "platform/profile.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // registration_fuzzer.cpp: the registration message that the host's pipe receives.
 #include <cstring>
 
-#include "fuzz_support.h"
-#include "names.h"
+#include "fuzz/fuzz_support.h"
+#include "ipc/names.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string text(reinterpret_cast<const char*>(data), size);

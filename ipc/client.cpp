@@ -1,20 +1,20 @@
 // client.cpp: registration with the host, the listener thread and the hand-over of counts.
-#include "client.h"
+#include "ipc/client.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
-#include "collection.h"
-#include "data_file.h"
-#include "error_log.h"
-#include "events.h"
+#include "ipc/collection.h"
+#include "ipc/data_file.h"
+#include "core/error_log.h"
+#include "platform/events.h"
 #include "mirt64.h"
-#include "pipe.h"
-#include "process.h"
-#include "process_state.h"
-#include "text.h"
-#include "threads.h"
+#include "platform/pipe.h"
+#include "platform/process.h"
+#include "core/process_state.h"
+#include "core/text.h"
+#include "platform/threads.h"
 
 namespace mirt {
 

@@ -2,7 +2,7 @@
 #ifndef MIRT_IPC_CLIENT_H
 #define MIRT_IPC_CLIENT_H
 
-#include "names.h"
+#include "ipc/names.h"
 
 namespace mirt {
 

@@ -1,5 +1,5 @@
 // collection.cpp: the locks and the switch that bound collection's background threads.
-#include "collection.h"
+#include "ipc/collection.h"
 
 namespace mirt {
 

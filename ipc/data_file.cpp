@@ -1,5 +1,5 @@
 // data_file.cpp: writing and merging the binary data files of clients.
-#include "data_file.h"
+#include "ipc/data_file.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "error_log.h"
-#include "files.h"
-#include "point_table.h"
-#include "process_state.h"
-#include "source_lines.h"
+#include "core/error_log.h"
+#include "platform/files.h"
+#include "core/point_table.h"
+#include "core/process_state.h"
+#include "core/source_lines.h"
 
 namespace mirt {
 

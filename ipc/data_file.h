@@ -12,7 +12,7 @@
 
 #include <cstdio>
 
-#include "modules.h"
+#include "core/modules.h"
 
 namespace mirt {
 

@@ -1,5 +1,5 @@
 // host.cpp: the pipe server, the registry of clients, their monitors, gathering and clearing.
-#include "host.h"
+#include "ipc/host.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -7,16 +7,16 @@
 #include <atomic>
 #include <vector>
 
-#include "client.h"
-#include "collection.h"
-#include "data_file.h"
-#include "error_log.h"
-#include "events.h"
-#include "files.h"
-#include "process_state.h"
-#include "pipe.h"
-#include "process.h"
-#include "threads.h"
+#include "ipc/client.h"
+#include "ipc/collection.h"
+#include "ipc/data_file.h"
+#include "core/error_log.h"
+#include "platform/events.h"
+#include "platform/files.h"
+#include "core/process_state.h"
+#include "platform/pipe.h"
+#include "platform/process.h"
+#include "platform/threads.h"
 
 namespace mirt {
 

@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "names.h"
+#include "ipc/names.h"
 
 namespace mirt {
 

@@ -1,11 +1,11 @@
 // names.cpp: builders of the names, events and messages that host and clients share.
-#include "names.h"
+#include "ipc/names.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "files.h"
+#include "platform/files.h"
 
 namespace mirt {
 

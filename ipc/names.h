@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "events.h"
+#include "platform/events.h"
 
 namespace mirt {
 

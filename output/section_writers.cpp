@@ -1,5 +1,5 @@
 // section_writers.cpp: the five sections of a record group and their shared line grammar.
-#include "section_writers.h"
+#include "output/section_writers.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -7,14 +7,14 @@
 #include <map>
 #include <vector>
 
-#include "counts.h"
-#include "emit.h"
-#include "error_log.h"
-#include "modules.h"
-#include "point_table.h"
-#include "process_state.h"
-#include "source_lines.h"
-#include "text.h"
+#include "core/counts.h"
+#include "output/emit.h"
+#include "core/error_log.h"
+#include "core/modules.h"
+#include "core/point_table.h"
+#include "core/process_state.h"
+#include "core/source_lines.h"
+#include "core/text.h"
 
 namespace mirt {
 

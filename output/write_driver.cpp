@@ -1,21 +1,21 @@
 // write_driver.cpp: appends one record group with every count so far to a coverage file.
-#include "write_driver.h"
+#include "output/write_driver.h"
 
 #include <cstdarg>
 #include <string>
 
-#include "emit.h"
-#include "error_log.h"
-#include "files.h"
-#include "index_file.h"
+#include "output/emit.h"
+#include "core/error_log.h"
+#include "platform/files.h"
+#include "core/index_file.h"
 #include "mirt64.h"
-#include "modules.h"
-#include "paths.h"
-#include "point_table.h"
-#include "process_state.h"
-#include "section_writers.h"
-#include "source_lines.h"
-#include "trace.h"
+#include "core/modules.h"
+#include "core/paths.h"
+#include "core/point_table.h"
+#include "core/process_state.h"
+#include "output/section_writers.h"
+#include "core/source_lines.h"
+#include "core/trace.h"
 
 namespace mirt {
 

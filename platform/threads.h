@@ -4,7 +4,11 @@
 
 #include <mutex>
 
-#include "os_lock.h"  // the build puts this system's implementation on the include path
+#ifdef _WIN32
+#include "platform/windows/os_lock.h"
+#else
+#include "platform/posix/os_lock.h"
+#endif
 
 namespace mirt::platform {
 

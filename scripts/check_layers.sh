@@ -3,6 +3,8 @@
 # <windows.h> is included only by the sources of platform/windows, and the stores'
 # internals only by their owners. Layers, bottom up: platform (and include/, the
 # exported API, which any file may include); core; output, ipc and autodump; startup.
+# Includes are written from the source root ("core/point_table.h"), so the folder of
+# each included header is in its name; a quoted include without a folder is an offence.
 # Usage: check_layers.sh [source root]. Prints each offence; exit status 1 if any.
 set -euo pipefail
 root=${1:-$(dirname "$0")/..}
@@ -12,43 +14,46 @@ declare -A rank=([include]=0 [platform]=0 [platform/posix]=0 [platform/windows]=
                  [output]=2 [ipc]=2 [autodump]=2 [startup]=3)
 
 folders="include platform platform/posix platform/windows core output ipc autodump startup"
-declare -A header_folder
-for folder in $folders; do
-    for header in "$folder"/*.h; do
-        [ -e "$header" ] && header_folder[$(basename "$header")]=$folder
-    done
-done
-
 status=0
+offence() { echo "$1"; status=1; }
 for folder in $folders; do
     for file in "$folder"/*.h "$folder"/*.cpp; do
         [ -e "$file" ] || continue
-        while IFS= read -r included; do
-            if [ "$included" = "windows.h" ] || [ "$included" = "windows_api.h" ]; then
-                # Headers of platform/windows reach portable code (os_lock.h
-                # through threads.h): only its sources may include it.
-                if [ "$folder" != platform/windows ] || { [ "${file%.h}" != "$file" ] && [ "$file" != platform/windows/windows_api.h ]; }; then
-                    echo "$file: includes $included outside the sources of platform/windows"
-                    status=1
-                fi
+        while IFS= read -r line; do
+            included=$(sed 's/^[^<"]*[<"]\([^">]*\)[">].*/\1/' <<<"$line")
+            case $line in
+                *'<'*)
+                    if [ "$included" = windows.h ] && [ "$folder" != platform/windows ]; then
+                        offence "$file: includes <windows.h> outside platform/windows"
+                    elif [ "$included" = windows.h ] && [ "${file%.h}" != "$file" ] &&
+                         [ "$file" != platform/windows/windows_api.h ]; then
+                        # Headers of platform/windows reach portable code (os_lock.h
+                        # through threads.h): only its sources may include it.
+                        offence "$file: a header that includes <windows.h>"
+                    fi
+                    continue ;;
+            esac
+            [ "$included" = mirt64.h ] && continue
+            owner=$(dirname "$included")
+            if [ -z "${rank[$owner]:-}" ]; then
+                offence "$file: includes \"$included\", not a runtime header named from the source root"
                 continue
             fi
-            if [ "$included" = "internals.h" ]; then
-                case $file in
-                    core/point_table.cpp | core/trace.cpp | core/index_file.cpp | core/internals.h) ;;
-                    *)
-                        echo "$file: includes internals.h, which is for the stores' own files and tests"
-                        status=1
-                        ;;
-                esac
-            fi
-            owner=${header_folder[$included]:-}
-            [ -n "$owner" ] || continue
+            case $included in
+                platform/windows/windows_api.h)
+                    if [ "$folder" != platform/windows ] || [ "${file%.h}" != "$file" ]; then
+                        offence "$file: includes $included outside the sources of platform/windows"
+                    fi ;;
+                core/internals.h)
+                    case $file in
+                        core/point_table.cpp | core/trace.cpp | core/index_file.cpp) ;;
+                        *) offence "$file: includes core/internals.h, which is for the stores' own files and tests" ;;
+                    esac ;;
+            esac
             if [ "${rank[$owner]}" -gt "${rank[$folder]}" ]; then
-                echo "$file: includes $owner/$included, a layer above $folder"
-                status=1
+                offence "$file: includes $included, a layer above $folder"
             fi
-        done < <(sed -n 's/^[[:space:]]*#[[:space:]]*include[[:space:]]*[<"]\([^">]*\)[">].*/\1/p' "$file")
+        done < <(grep -E '^[[:space:]]*#[[:space:]]*include[[:space:]]*[<"]' "$file" || true)
     done
 done
 exit $status

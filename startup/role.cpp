@@ -1,17 +1,17 @@
 // role.cpp: the choice of the process's role and the start of its background threads.
-#include "role.h"
+#include "startup/role.h"
 
 #include <string>
 
-#include "clear.h"
-#include "error_log.h"
-#include "files.h"
-#include "client.h"
-#include "host.h"
-#include "process.h"
-#include "process_state.h"
-#include "text.h"
-#include "write_driver.h"
+#include "core/clear.h"
+#include "core/error_log.h"
+#include "platform/files.h"
+#include "ipc/client.h"
+#include "ipc/host.h"
+#include "platform/process.h"
+#include "core/process_state.h"
+#include "core/text.h"
+#include "output/write_driver.h"
 
 namespace mirt {
 

@@ -1,10 +1,10 @@
 // settings.cpp: the runtime's opt-in settings from the environment.
-#include "settings.h"
+#include "startup/settings.h"
 
-#include "process.h"
-#include "process_state.h"
-#include "profile.h"
-#include "text.h"
+#include "platform/process.h"
+#include "core/process_state.h"
+#include "platform/profile.h"
+#include "core/text.h"
 
 namespace mirt {
 

@@ -7,7 +7,7 @@
 
 #include <cstdio>
 
-#include "../median_collector.h"
+#include "bench/median_collector.h"
 
 long workload_plain(int size);
 long workload_gcov(int size);

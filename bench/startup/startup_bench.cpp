@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "../median_collector.h"
+#include "bench/median_collector.h"
 
 extern char** environ;
 

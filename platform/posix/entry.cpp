@@ -1,6 +1,6 @@
 // entry.cpp (POSIX): the shared library's constructor and destructor run attach and detach.
 // This file holds only POSIX code.
-#include "entry.h"
+#include "platform/entry.h"
 
 #include <pthread.h>
 

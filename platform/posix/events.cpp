@@ -5,7 +5,7 @@
 // signal persists while anyone holds it. A wait polls, then drains: the
 // waiter that drains a byte takes the signal; one that drains nothing lost
 // the race to another waiter and waits again.
-#include "events.h"
+#include "platform/events.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "runtime_folder.h"
+#include "platform/posix/runtime_folder.h"
 
 namespace mirt::platform {
 

@@ -1,6 +1,6 @@
 // files.cpp (POSIX): files, folders and the fixed paths. This file holds only POSIX code.
-#include "files.h"
-#include "runtime_folder.h"
+#include "platform/files.h"
+#include "platform/posix/runtime_folder.h"
 
 #include <errno.h>
 #include <fcntl.h>

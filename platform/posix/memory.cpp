@@ -1,5 +1,5 @@
 // memory.cpp (POSIX): large zeroed tables. This file holds only POSIX code.
-#include "memory.h"
+#include "platform/memory.h"
 
 #include <sys/mman.h>
 #include <unistd.h>

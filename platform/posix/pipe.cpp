@@ -1,6 +1,6 @@
 // pipe.cpp (POSIX): the host's pipe as a SOCK_SEQPACKET Unix-domain socket in the
 // per-user runtime folder. This file holds only POSIX code.
-#include "pipe.h"
+#include "platform/pipe.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -12,8 +12,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "runtime_folder.h"
-#include "threads.h"
+#include "platform/posix/runtime_folder.h"
+#include "platform/threads.h"
 
 namespace mirt::platform {
 

@@ -1,5 +1,5 @@
 // process.cpp (POSIX): process queries. This file holds only POSIX code.
-#include "process.h"
+#include "platform/process.h"
 
 #include <signal.h>
 #include <unistd.h>

@@ -1,7 +1,7 @@
 // profile.cpp (POSIX): profile folder, computer name, executable version and a small INI
 // reader and writer that behave as the Windows profile calls do for one section and its
 // keys. This file holds only POSIX code.
-#include "profile.h"
+#include "platform/profile.h"
 
 #include <pwd.h>
 #include <unistd.h>

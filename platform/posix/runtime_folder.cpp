@@ -1,6 +1,6 @@
 // runtime_folder.cpp (POSIX): the per-user runtime folder, checked at every use.
 // This file holds only POSIX code.
-#include "runtime_folder.h"
+#include "platform/posix/runtime_folder.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

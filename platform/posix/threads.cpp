@@ -1,5 +1,5 @@
 // threads.cpp (POSIX): thread creation and sleeping. This file holds only POSIX code.
-#include "threads.h"
+#include "platform/threads.h"
 
 #include <pthread.h>
 #include <time.h>

@@ -1,5 +1,5 @@
 // timer.cpp (POSIX): the auto-dump timer as a thread of its own. This file holds only POSIX code.
-#include "timer.h"
+#include "platform/timer.h"
 
 #include <pthread.h>
 #include <signal.h>

@@ -1,6 +1,6 @@
 // entry.cpp (Windows): the DLL entry point runs attach and detach. This file holds only Windows code.
-#include "entry.h"
-#include "windows_api.h"
+#include "platform/entry.h"
+#include "platform/windows/windows_api.h"
 
 // The C runtime's start-up has already run the C++ static initialisers when
 // this is called for the attach, and runs the static destructors after the

@@ -1,7 +1,7 @@
 // events.cpp (Windows): named events and waits on them. This file holds only Windows code.
-#include "events.h"
+#include "platform/events.h"
 
-#include "windows_api.h"
+#include "platform/windows/windows_api.h"
 
 namespace mirt::platform {
 

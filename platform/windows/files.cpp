@@ -1,9 +1,9 @@
 // files.cpp (Windows): files, folders and the fixed paths. This file holds only Windows code.
-#include "files.h"
+#include "platform/files.h"
 
 #include <io.h>
 
-#include "windows_api.h"
+#include "platform/windows/windows_api.h"
 
 namespace mirt::platform {
 

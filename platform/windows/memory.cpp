@@ -1,5 +1,5 @@
 // memory.cpp (Windows): large zeroed tables. This file holds only Windows code.
-#include "memory.h"
+#include "platform/memory.h"
 
 #include <cstdlib>
 

@@ -1,7 +1,7 @@
 // pipe.cpp (Windows): the host's named pipe in message mode. This file holds only Windows code.
-#include "pipe.h"
+#include "platform/pipe.h"
 
-#include "windows_api.h"
+#include "platform/windows/windows_api.h"
 
 namespace mirt::platform {
 

@@ -1,9 +1,9 @@
 // process.cpp (Windows): process queries. This file holds only Windows code.
-#include "process.h"
+#include "platform/process.h"
 
 #include <cstdlib>
 
-#include "windows_api.h"
+#include "platform/windows/windows_api.h"
 
 namespace mirt::platform {
 

@@ -1,11 +1,11 @@
 // profile.cpp (Windows): profile folder, computer name, executable version and INI files
 // through the system's own calls. This file holds only Windows code.
-#include "profile.h"
+#include "platform/profile.h"
 
 #include <cstring>
 #include <vector>
 
-#include "windows_api.h"
+#include "platform/windows/windows_api.h"
 
 namespace mirt::platform {
 

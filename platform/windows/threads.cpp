@@ -1,9 +1,9 @@
 // threads.cpp (Windows): thread creation, sleeping and the lock. This file holds only Windows code.
-#include "threads.h"
+#include "platform/threads.h"
 
 #include <new>
 
-#include "windows_api.h"
+#include "platform/windows/windows_api.h"
 
 namespace mirt::platform {
 

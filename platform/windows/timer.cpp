@@ -1,7 +1,7 @@
 // timer.cpp (Windows): the window-less thread timer. This file holds only Windows code.
-#include "timer.h"
+#include "platform/timer.h"
 
-#include "windows_api.h"
+#include "platform/windows/windows_api.h"
 
 namespace mirt::platform {
 

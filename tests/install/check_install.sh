@@ -69,7 +69,8 @@ if [ "$tools" = 1 ]; then
   grep -q "app;util compiled and linked through $prefix/bin/mirt-cc" "$work/covered.log" ||
     { echo "mirt64_coverage(): not the installed mirt-cc"; cat "$work/covered.log"; exit 1; }
   cmake --build "$work/covered" >/dev/null
-  ldd "$work/covered/app" | grep -q "$prefix/.*libmirt64.so" || { echo "covered app: not linked to the installed library"; exit 1; }
+  ldd "$work/covered/app" | grep -q "$prefix/.*libmirt64.so" ||
+    { echo "covered app: not linked to the installed library:"; ldd "$work/covered/app"; exit 1; }
   rm -f /tmp/mirt_exit.out
   "$work/covered/app" 12 >/dev/null || true  # its status is part of its output
   summary=$(cd "$work" && "$prefix/bin/mirt-report" --map covered summary /tmp/mirt_exit.out 2>&1)

@@ -1,5 +1,5 @@
 // compile_command.cpp: reading gcc-style compiler command lines.
-#include "compile_command.h"
+#include "tools/instrument/compile_command.h"
 
 #include <cstring>
 #include <set>

@@ -1,10 +1,10 @@
 // compiler_query.cpp: asking gcc-style compilers for their target and include folders.
-#include "compiler_query.h"
+#include "tools/instrument/compiler_query.h"
 
 #include <cstdlib>
 #include <sstream>
 
-#include "subprocess.h"
+#include "tools/instrument/subprocess.h"
 
 namespace mirt_instrument {
 

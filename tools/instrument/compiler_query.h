@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "compile_command.h"
+#include "tools/instrument/compile_command.h"
 
 namespace mirt_instrument {
 

@@ -1,5 +1,5 @@
 // instrumenter.cpp: runs Clang's front end on a source and renders its probes.
-#include "instrumenter.h"
+#include "tools/instrument/instrumenter.h"
 
 #include <clang/AST/ASTConsumer.h>
 #include <clang/AST/ASTContext.h>
@@ -18,9 +18,9 @@
 #include <memory>
 #include <sstream>
 
-#include "compiler_query.h"
-#include "line_map.h"
-#include "probe_sites.h"
+#include "tools/instrument/compiler_query.h"
+#include "tools/instrument/line_map.h"
+#include "tools/instrument/probe_sites.h"
 
 namespace mirt_instrument {
 namespace {

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "compile_command.h"
-#include "probe_sites.h"
-#include "probe_text.h"
+#include "tools/instrument/compile_command.h"
+#include "tools/instrument/probe_sites.h"
+#include "tools/instrument/probe_text.h"
 
 namespace mirt_instrument {
 

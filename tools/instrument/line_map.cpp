@@ -1,5 +1,5 @@
 // line_map.cpp: writing the line map of a translation unit.
-#include "line_map.h"
+#include "tools/instrument/line_map.h"
 
 #include <stdio.h>
 #include <time.h>

@@ -29,8 +29,8 @@
 #include <string>
 #include <vector>
 
-#include "compile_command.h"
-#include "probe_text.h"
+#include "tools/instrument/compile_command.h"
+#include "tools/instrument/probe_text.h"
 
 namespace mirt_instrument {
 

@@ -26,11 +26,11 @@
 #include <string>
 #include <vector>
 
-#include "compile_command.h"
-#include "compiler_query.h"
-#include "instrumenter.h"
-#include "line_map.h"
-#include "subprocess.h"
+#include "tools/instrument/compile_command.h"
+#include "tools/instrument/compiler_query.h"
+#include "tools/instrument/instrumenter.h"
+#include "tools/instrument/line_map.h"
+#include "tools/instrument/subprocess.h"
 
 using namespace mirt_instrument;
 

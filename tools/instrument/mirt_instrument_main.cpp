@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "compile_command.h"
-#include "instrumenter.h"
-#include "line_map.h"
+#include "tools/instrument/compile_command.h"
+#include "tools/instrument/instrumenter.h"
+#include "tools/instrument/line_map.h"
 
 using namespace mirt_instrument;
 

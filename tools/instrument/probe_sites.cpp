@@ -1,5 +1,5 @@
 // probe_sites.cpp: walks the main file's functions and lists where probes go.
-#include "probe_sites.h"
+#include "tools/instrument/probe_sites.h"
 
 #include <clang/AST/ASTContext.h>
 #include <clang/AST/Attr.h>

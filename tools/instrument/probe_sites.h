@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "probe_text.h"
+#include "tools/instrument/probe_text.h"
 
 namespace clang {
 class ASTContext;

@@ -1,5 +1,5 @@
 // probe_text.cpp: choosing one site per line and writing the instrumented copy.
-#include "probe_text.h"
+#include "tools/instrument/probe_text.h"
 
 #include <algorithm>
 #include <map>

@@ -1,5 +1,5 @@
 // subprocess.cpp: POSIX child processes with pipes for their output.
-#include "subprocess.h"
+#include "tools/instrument/subprocess.h"
 
 #include <fcntl.h>
 #include <poll.h>

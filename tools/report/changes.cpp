@@ -1,5 +1,5 @@
 // changes.cpp: unified diffs and the coverage of what they change.
-#include "changes.h"
+#include "tools/report/changes.h"
 
 #include <charconv>
 

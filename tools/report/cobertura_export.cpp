@@ -1,5 +1,5 @@
 // cobertura_export.cpp: Cobertura XML coverage reports, built with tinyxml2.
-#include "cobertura_export.h"
+#include "tools/report/cobertura_export.h"
 
 #include <tinyxml2.h>
 

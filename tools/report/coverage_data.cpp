@@ -1,5 +1,5 @@
 // coverage_data.cpp: summing counts by test case, file and line.
-#include "coverage_data.h"
+#include "tools/report/coverage_data.h"
 
 #include <algorithm>
 #include <limits>

@@ -19,7 +19,7 @@
 // counters; and simple counters whose numbers continue above the last line
 // of the file before them read as lines of that file. The reader can be told
 // to keep every line under a heading with its file instead.
-#include "coverage_parser.h"
+#include "tools/report/coverage_parser.h"
 
 #include <charconv>
 #include <cstdio>

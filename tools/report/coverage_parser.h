@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "coverage_data.h"
+#include "tools/report/coverage_data.h"
 
 namespace mirt_report {
 

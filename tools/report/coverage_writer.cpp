@@ -1,5 +1,5 @@
 // coverage_writer.cpp: writes a set of test cases back in the runtime's own output format.
-#include "coverage_writer.h"
+#include "tools/report/coverage_writer.h"
 
 namespace mirt_report {
 

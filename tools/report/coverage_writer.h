@@ -4,7 +4,7 @@
 
 #include <ostream>
 
-#include "coverage_data.h"
+#include "tools/report/coverage_data.h"
 
 namespace mirt_report {
 

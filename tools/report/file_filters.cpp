@@ -1,5 +1,5 @@
 // file_filters.cpp: source roots, include and exclude globs, exclusion markers.
-#include "file_filters.h"
+#include "tools/report/file_filters.h"
 
 #include <fnmatch.h>
 #include <sys/stat.h>

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "coverage_data.h"
-#include "line_map.h"
+#include "tools/report/coverage_data.h"
+#include "tools/report/line_map.h"
 
 namespace mirt_report {
 

@@ -1,5 +1,5 @@
 // inputs.cpp: reading the coverage files named on the command line into one set.
-#include "inputs.h"
+#include "tools/report/inputs.h"
 
 #include <sys/stat.h>
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "coverage_data.h"
-#include "coverage_parser.h"
+#include "tools/report/coverage_data.h"
+#include "tools/report/coverage_parser.h"
 
 namespace mirt_report {
 

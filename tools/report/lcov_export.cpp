@@ -1,5 +1,5 @@
 // lcov_export.cpp: LCOV tracefiles, one test name section per test case.
-#include "lcov_export.h"
+#include "tools/report/lcov_export.h"
 
 #include <set>
 

@@ -1,5 +1,5 @@
 // line_map.cpp: reading the build's line maps and joining them with the counts.
-#include "line_map.h"
+#include "tools/report/line_map.h"
 
 #include <algorithm>
 #include <charconv>

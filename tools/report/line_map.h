@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "coverage_data.h"
-#include "coverage_parser.h"
+#include "tools/report/coverage_data.h"
+#include "tools/report/coverage_parser.h"
 
 namespace mirt_report {
 

@@ -10,16 +10,16 @@
 #include <iterator>
 #include <sstream>
 
-#include "changes.h"
-#include "cobertura_export.h"
-#include "coverage_writer.h"
-#include "file_filters.h"
-#include "inputs.h"
-#include "lcov_export.h"
-#include "line_map.h"
-#include "summary.h"
-#include "tests_for.h"
-#include "trace_decoder.h"
+#include "tools/report/changes.h"
+#include "tools/report/cobertura_export.h"
+#include "tools/report/coverage_writer.h"
+#include "tools/report/file_filters.h"
+#include "tools/report/inputs.h"
+#include "tools/report/lcov_export.h"
+#include "tools/report/line_map.h"
+#include "tools/report/summary.h"
+#include "tools/report/tests_for.h"
+#include "tools/report/trace_decoder.h"
 
 using namespace mirt_report;
 

@@ -1,5 +1,5 @@
 // summary.cpp: per test case and per file totals, as text or JSON.
-#include "summary.h"
+#include "tools/report/summary.h"
 
 namespace mirt_report {
 

@@ -7,8 +7,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "coverage_data.h"
-#include "line_map.h"
+#include "tools/report/coverage_data.h"
+#include "tools/report/line_map.h"
 
 namespace mirt_report {
 

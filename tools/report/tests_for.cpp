@@ -1,5 +1,5 @@
 // tests_for.cpp: which test cases hit a given source line.
-#include "tests_for.h"
+#include "tools/report/tests_for.h"
 
 #include <charconv>
 #include <set>

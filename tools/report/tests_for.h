@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "coverage_data.h"
+#include "tools/report/coverage_data.h"
 
 namespace mirt_report {
 

@@ -1,5 +1,5 @@
 // trace_decoder.cpp: the index file's point numbers and the trace file's enter and leave records.
-#include "trace_decoder.h"
+#include "tools/report/trace_decoder.h"
 
 #include <cstdlib>
 #include <cstring>
