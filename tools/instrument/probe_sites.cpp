@@ -212,13 +212,79 @@ private:
         return true;
     }
 
-    // The line where statement s starts is counted before s.
+    // The line where statement s starts is counted before s (or the line
+    // where its code starts, below).
     void statement_site(const Stmt* s, bool in_sequence) {
         if (!counting_lines()) return;
         std::optional<unsigned> begin = begin_offset(s->getBeginLoc());
         if (!begin || governed_by_pragma(*begin)) return;
-        Site site = new_site(line_at(*begin), *begin);
+        int line = line_at(*begin);
+        if (std::optional<int> later = code_line(s, line)) line = *later;
+        Site site = new_site(line, *begin);
         if (probe_before(site, s, in_sequence)) sites_.push_back(std::move(site));
+    }
+
+    // A statement whose first line only names what its later lines compute
+    // runs its code there, and gcov counts only those lines: "T name =\n
+    // call();", "name =\n    call();" (the initialiser or right operand runs
+    // code), and "T name(\n    args);" (the constructor's call is placed at
+    // its closing parenthesis). The statement's probe then counts that line,
+    // and the operand stays without a probe of its own (it would count twice).
+    //
+    // Templates differ, as gcc places their code: an object of a class copied
+    // from its initialiser is made, call and all, on the declaration's line;
+    // and in "return first()\n    << more" the first call runs on the line of
+    // the first operator that begins a line.
+    std::optional<int> code_line(const Stmt* s, int first) {
+        const Expr* later = nullptr;
+        std::optional<unsigned> at;
+        if (auto* ds = dyn_cast<DeclStmt>(s)) {
+            auto* v = ds->isSingleDecl() ? dyn_cast<VarDecl>(ds->getSingleDecl()) : nullptr;
+            const Expr* init = v ? v->getInit() : nullptr;
+            if (!init || v->getType()->isArrayType() || v->isConstexpr() || v->hasGlobalStorage()) return {};
+            if (v->getInitStyle() == VarDecl::CInit && runs_code(init) && in_template_ &&
+                !v->getType()->isScalarType() && !v->getType()->isReferenceType()) {
+                counted_by_statement_.insert(init);
+                return {};
+            }
+            if (v->getInitStyle() == VarDecl::CInit && runs_code(init)) {
+                later = init;
+                at = begin_offset(init->getBeginLoc());
+            } else if (v->getInitStyle() == VarDecl::CallInit) {
+                auto* construct = dyn_cast<CXXConstructExpr>(init->IgnoreImplicit());
+                if (construct && construct->getParenOrBraceRange().isValid())
+                    at = main_offset(construct->getParenOrBraceRange().getEnd());
+            }
+        } else if (auto* e = dyn_cast<Expr>(s)) {
+            e = e->IgnoreImplicit();
+            if (auto* b = dyn_cast<BinaryOperator>(e); b && b->isAssignmentOp()) later = b->getRHS();
+            if (auto* op = dyn_cast<CXXOperatorCallExpr>(e); op && op->isAssignmentOp() && op->getNumArgs() == 2)
+                later = op->getArg(1);
+            if (later && !runs_code(later)) later = nullptr;
+            if (later) at = begin_offset(later->getBeginLoc());
+            if (!later && in_template_) at = first_continued_operator(e);
+        } else if (auto* r = dyn_cast<ReturnStmt>(s); r && in_template_ && r->getRetValue()) {
+            at = first_continued_operator(r->getRetValue());
+        }
+        if (!at || line_at(*at) <= first) return {};
+        if (later) counted_by_statement_.insert(later);
+        return line_at(*at);
+    }
+
+    // Where the first overloaded binary operator of e's chain that begins a
+    // line of its own stands ("a()\n    << b\n    << c": the first "<<").
+    std::optional<unsigned> first_continued_operator(const Expr* e) const {
+        std::optional<unsigned> found;
+        e = without_copies(e);
+        // A value returned from an operator that gives a reference is copied.
+        if (auto* copy = dyn_cast<CXXConstructExpr>(e); copy && copy->getNumArgs() == 1)
+            e = without_copies(copy->getArg(0));
+        while (auto* op = dyn_cast<CXXOperatorCallExpr>(e)) {
+            if (!op->isInfixBinaryOp() || op->getNumArgs() != 2) break;
+            if (continued_operand(op)) found = main_offset(op->getOperatorLoc());
+            e = without_copies(op->getArg(0));
+        }
+        return found;
     }
 
     // A label (case, default or goto target) counts the line it starts. Labels
@@ -305,7 +371,7 @@ private:
     // line: the line counted, when it is not the one where op begins (a
     // member call counts where its "." or "->" begins a line).
     void operand_site(const Expr* op, int from_line, bool constants = false, int line = 0) {
-        if (!counting_lines() || constant_context_ || !op) return;
+        if (!counting_lines() || constant_context_ || !op || counted_by_statement_.count(op)) return;
         const Expr* bare = op->IgnoreParenImpCasts();
         // Forms that a comma would change: braced lists, throw in ?:, packs,
         // names of overloaded functions, arguments nobody wrote.
@@ -467,7 +533,12 @@ private:
         if (!at) return;
         int from = line_at(*at);
         if (auto* b = dyn_cast<BinaryOperator>(e)) {
+            // Either side of && and || may not run; the right operand of any
+            // other operator (assignments aside: their statement counts them)
+            // counts where it starts a later line with code that runs there.
             if (b->isLogicalOp()) operand_site(b->getRHS(), from);
+            else if (!b->isAssignmentOp() && !b->isCommaOp() && runs_code(b->getRHS()))
+                operand_site(b->getRHS(), from);
         } else if (auto* c = dyn_cast<ConditionalOperator>(e)) {
             operand_site(c->getTrueExpr(), from);
             operand_site(c->getFalseExpr(), from);
@@ -859,6 +930,8 @@ private:
         saved_loops.swap(loops_);
         guarded_ = constexpr_function;
         function_ = ++functions_seen_;
+        bool saved_template = in_template_;
+        in_template_ = fd->isTemplated();
 
         const CompoundStmt* block = dyn_cast<CompoundStmt>(body);
         if (auto* t = dyn_cast<CXXTryStmt>(body)) block = t->getTryBlock();
@@ -895,6 +968,7 @@ private:
 
         guarded_ = saved_guarded;
         function_ = saved_function;
+        in_template_ = saved_template;
         enclosing_name_ = std::move(saved_name);
         loops_.swap(saved_loops);
     }
@@ -1039,12 +1113,14 @@ private:
     std::vector<Site> sites_;
     std::set<const Stmt*> seen_bodies_;
     std::set<const Expr*> chained_calls_;  // member calls inside a counted chain
+    std::set<const Expr*> counted_by_statement_;  // operands whose line their statement counts
     std::set<const Stmt*> chained_labels_;
     std::vector<LoopFrame> loops_;
     std::vector<FunctionLines>* functions_;
     std::string enclosing_name_;  // of the function being walked
     bool guarded_ = false;
     int function_ = 0;        // the function being walked
+    bool in_template_ = false;  // the function is a template, or inside one
     int functions_seen_ = 0;
 };
 
