@@ -96,6 +96,11 @@ CompileCommand parse_compile_command(const std::vector<std::string>& command) {
             Language lang = forced != Language::none ? forced
                             : forced_other           ? Language::none
                                                      : language_of_name(a);
+            // A C++ driver (g++, clang++, x86_64-w64-mingw32-g++) compiles a
+            // ".c" file as C++ unless -x says otherwise.
+            if (forced == Language::none && lang == Language::c &&
+                base_name(cmd.compiler).find("++") != std::string::npos)
+                lang = Language::cplusplus;
             if (lang != Language::none) cmd.sources.push_back({i, lang});
         }
     }
