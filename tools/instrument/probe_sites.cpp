@@ -363,8 +363,7 @@ private:
     }
 
     // A part of an expression that starts a line of its own and may run or
-    // not (an operand of && or ||, an arm of ?:, an argument that makes a
-    // temporary) is
+    // not (an operand of && or ||, an arm of ?:, an argument that calls) is
     // counted on that line each time it runs: the operand becomes
     // "(probe, operand)". from_line is where the whole expression starts.
     // constants: the operand is an argument of an operator's call, whose
@@ -527,16 +526,6 @@ private:
         return false;
     }
 
-    // Whether evaluating e makes a temporary that is destroyed at the end of
-    // the full expression (lambdas' bodies aside).
-    static bool makes_temporary(const Stmt* e) {
-        if (!e || isa<LambdaExpr>(e)) return false;
-        if (isa<CXXBindTemporaryExpr>(e)) return true;
-        for (const Stmt* child : e->children())
-            if (makes_temporary(child)) return true;
-        return false;
-    }
-
     // The operands that may start lines of their own, with where their
     // expression starts.
     void operand_sites(const Expr* e) {
@@ -562,12 +551,8 @@ private:
             const Expr* continued = continued_operand(call);
             if (continued) operand_site(continued, from, true);
             if (auto* member = dyn_cast<CXXMemberCallExpr>(call)) continued_member_call(member, from);
-            // gcc places an argument's calls on the call's own line, except
-            // that a temporary object which must be destroyed (a string
-            // returned by value) makes its argument's line count; in templates
-            // every argument stays on the call's line.
             for (const Expr* arg : call->arguments())
-                if (arg != continued && !in_template_ && makes_temporary(arg)) operand_site(arg, from);
+                if (arg != continued && runs_code(arg)) operand_site(arg, from);
         }
     }
 
