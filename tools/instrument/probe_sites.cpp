@@ -8,6 +8,7 @@
 #include <clang/AST/DeclTemplate.h>
 #include <clang/AST/ExprCXX.h>
 #include <clang/AST/ExprConcepts.h>
+#include <clang/AST/RecursiveASTVisitor.h>
 #include <clang/AST/StmtCXX.h>
 #include <clang/AST/StmtOpenMP.h>
 #include <clang/Basic/Builtins.h>
@@ -26,6 +27,25 @@ using namespace clang;
 
 namespace mirt_instrument {
 namespace {
+
+// The templated functions (members of class templates, nested or not, and
+// function templates) that some used instantiation of this translation unit
+// comes from: only those become code here.
+class UsedPatterns : public RecursiveASTVisitor<UsedPatterns> {
+public:
+    bool shouldVisitTemplateInstantiations() const { return true; }
+    bool shouldVisitImplicitCode() const { return true; }
+    bool VisitFunctionDecl(FunctionDecl* fd) {
+        // An explicit instantiation makes code whether or not it is used.
+        if (!fd->isUsed() && fd->getTemplateSpecializationKind() != TSK_ExplicitInstantiationDefinition)
+            return true;
+        for (const FunctionDecl* p = fd->getTemplateInstantiationPattern();
+             p && patterns.insert(p->getCanonicalDecl()).second; p = p->getTemplateInstantiationPattern()) {
+        }
+        return true;
+    }
+    std::set<const FunctionDecl*> patterns;
+};
 
 class SiteFinder {
 public:
@@ -913,7 +933,7 @@ private:
         if (auto* co = dyn_cast<CoroutineBodyStmt>(body)) body = co->getBody();
         // A defaulted or deleted function has no body written anywhere.
         if (fd->isConsteval() || fd->hasAttr<NakedAttr>() || fd->isDefaulted() || fd->isDeleted()) return;
-        if (file_ != 0 && !emitted_here(fd)) return;
+        if (!emitted_here(fd)) return;
         bool constexpr_function = fd->isConstexpr();
         // A scope object cannot live in a constexpr function; before C++14
         // such a function is a single return statement. C++17 makes lambdas
@@ -973,37 +993,31 @@ private:
         loops_.swap(saved_loops);
     }
 
-    // Whether the compiler makes code of a header's function in this
-    // translation unit: an inline function or template only when something
-    // here uses it (an instantiation of it, for a template). One that no
-    // object uses never runs in the program, and gcov does not list it
-    // either; the maps of the objects that do use it list its lines.
-    bool emitted_here(const FunctionDecl* fd) const {
+    // Whether the compiler makes code of a function in this translation
+    // unit: a template only when something here uses an instantiation of it
+    // (or instantiates it explicitly), and in a header also an inline
+    // function only when something here uses it. One that no object uses
+    // never runs in the program, and gcov does not list it either; the maps
+    // of the objects that do use it list its lines. (An unused inline
+    // function of the source itself keeps its never-run lines, as llvm-cov
+    // shows them.)
+    bool emitted_here(const FunctionDecl* fd) {
         if (fd->hasAttr<UsedAttr>()) return true;
         if (auto* method = dyn_cast<CXXMethodDecl>(fd))
             if (method->getParent()->isLambda()) return true;  // walked with the function it is in
-        if (const FunctionTemplateDecl* t = fd->getDescribedFunctionTemplate()) {
-            for (const FunctionDecl* instance : t->specializations())
-                if (instance->isUsed()) return true;
-            return false;
-        }
-        if (fd->isDependentContext()) return member_of_template_used(fd);
-        return !fd->isInlined() || fd->isUsed();
+        if (fd->isTemplated()) return template_used(fd);
+        return file_ == 0 || !fd->isInlined() || fd->isUsed();
     }
 
-    // A member function of a class template: used when some instantiation of
-    // the class uses its instance of it.
-    bool member_of_template_used(const FunctionDecl* fd) const {
-        auto* method = dyn_cast<CXXMethodDecl>(fd);
-        const ClassTemplateDecl* t = method ? method->getParent()->getDescribedClassTemplate() : nullptr;
-        if (!t) return true;  // nested deeper than one template: kept
-        for (const ClassTemplateSpecializationDecl* instance : t->specializations())
-            for (const Decl* d : instance->decls()) {
-                auto* m = dyn_cast<FunctionDecl>(d);
-                if (auto* ft = dyn_cast<FunctionTemplateDecl>(d)) m = ft->getTemplatedDecl();
-                if (m && m->isUsed() && m->getTemplateInstantiationPattern() == fd) return true;
-            }
-        return false;
+    // A templated function (a function template, a member of a class
+    // template at any depth): used when some used function here was
+    // instantiated from it.
+    bool template_used(const FunctionDecl* fd) {
+        if (!used_patterns_) {
+            used_patterns_.emplace();
+            used_patterns_->TraverseDecl(ctx_.getTranslationUnitDecl());
+        }
+        return used_patterns_->patterns.count(fd->getCanonicalDecl()) != 0;
     }
 
     // The name the reports show: qualified, and in C++ with the parameter
@@ -1121,6 +1135,7 @@ private:
     bool guarded_ = false;
     int function_ = 0;        // the function being walked
     bool in_template_ = false;  // the function is a template, or inside one
+    std::optional<UsedPatterns> used_patterns_;  // found when first needed
     int functions_seen_ = 0;
 };
 
