@@ -68,7 +68,8 @@ class CompareTest(unittest.TestCase):
             self.assertEqual(status, expected, option + " " + limit)
         self.assertIn("below threshold: files 50.0% < 51.0%", text)
         self.assertEqual(self.compare(ref, os.path.join(self.dir, "missing.info"))[0], 2)
-        for text, brace in (("  }));", True), ("} // x", True), ("} else {", False), ("{};", False)):
+        for text, brace in (("  }));", True), ("} // namespace x", True), ("} else {", False),
+                            ("x = {};", False)):
             self.assertEqual(compare_lcov.is_closing_brace(text), brace, text)
 
     def test_branches_match_pair_by_pair(self):
