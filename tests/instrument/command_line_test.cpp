@@ -27,8 +27,9 @@ TEST(CompileCommand, FindsSourcesAndTheirLanguagesButNotOptionValues) {
     EXPECT_TRUE(c.depfile.empty()) << "-MF alone writes no dependency file beside the object";
 
     // -x c++ makes c.c a C++ source; -x none goes back to the extension.
-    CompileCommand x = parse_compile_command({"gcc", "-c", "a.c", "b.C", "x.c++", "dir.c/f", "-x", "c++",
-                                              "c.c", "-x", "none", "d.c", "-xassembler", "e.c", "f.txt"});
+    CompileCommand x = parse_compile_command({"gcc", "-c", "a.c", "b.C", "x.c++", "dir.c/f", "-x",
+                                              "c++", "c.c", "-x", "none", "d.c", "-xassembler",
+                                              "e.c", "f.txt"});
     std::vector<std::string> languages;
     for (const SourceArg& s : x.sources)
         languages.push_back(x.args[s.index] + (s.language == Language::c ? " C" : " C++"));

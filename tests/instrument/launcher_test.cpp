@@ -69,8 +69,8 @@ void check_like_plain(const std::string& cc, const std::string& cxx, ProcessResu
     if (counts) *counts = counts_of(exit_output);
 
     for (const char* obj : {"/main.o", "/util.o"})
-        EXPECT_NE(run_process({"nm", "-u", inst_dir + obj}, true).out.find("c_mirt_reg2"), std::string::npos)
-            << obj;
+        EXPECT_NE(run_process({"nm", "-u", inst_dir + obj}, true).out.find("c_mirt_reg2"),
+                  std::string::npos) << obj;
     EXPECT_NE(run_process({"readelf", "-d", inst_dir + "/app"}, true).out.find("libmirt64.so"),
               std::string::npos);
     std::string deps = mirt_test::read_file(inst_dir + "/main.o.d");
@@ -96,8 +96,8 @@ TEST(Launcher, GccBuildsBehaveAsPlainOnesOnBothSystems) {
         !mirt_test::file_exists(dll) || !mirt_test::file_exists("/usr/lib/wine/wine64"))
         GTEST_SKIP() << "no Windows build of the runtime beside this one, or no Wine";
     std::string dir = mirt_test::make_temp_folder("mirt-cc-windows"), log;
-    ASSERT_TRUE(build_app({kMirtCc}, "x86_64-w64-mingw32-gcc-posix", "x86_64-w64-mingw32-g++-posix", dir,
-                          &log, {"-static"})) << log;
+    ASSERT_TRUE(build_app({kMirtCc}, "x86_64-w64-mingw32-gcc-posix", "x86_64-w64-mingw32-g++-posix",
+                          dir, &log, {"-static"})) << log;
     EXPECT_EQ(log, "");
     ProcessResult nm = run_process({"x86_64-w64-mingw32-nm", "-u", dir + "/main.o"}, true);
     EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos);
@@ -107,9 +107,10 @@ TEST(Launcher, GccBuildsBehaveAsPlainOnesOnBothSystems) {
 
     const std::string windows_exit = std::string(MIRT_WINEPREFIX) + "/drive_c/temp/mirt_exit.out";
     mirt_test::remove_file(windows_exit);
-    ProcessResult b = run_process({"env", "WINEPREFIX=" + std::string(MIRT_WINEPREFIX),
-                                   "WINEDEBUG=-all", "WINEDLLOVERRIDES=mscoree,mshtml=;winemenubuilder.exe=d",
-                                   "/usr/lib/wine/wine64", dir + "/app.exe", "30"}, true);
+    const std::string prefix = "WINEPREFIX=" + std::string(MIRT_WINEPREFIX);
+    const std::string quiet = "WINEDLLOVERRIDES=mscoree,mshtml=;winemenubuilder.exe=d";
+    ProcessResult b = run_process({"env", prefix, "WINEDEBUG=-all", quiet, "/usr/lib/wine/wine64",
+                                   dir + "/app.exe", "30"}, true);
     std::string out;
     for (char c : b.out)
         if (c != '\r') out += c;
@@ -127,7 +128,8 @@ TEST(Launcher, WhatCannotBeInstrumentedStillBuilds) {
     const std::string nested = std::string(MIRT_CORPUS) + "/nested_function.c";
     ProcessResult r = run_process({kMirtCc, "gcc", nested, "-o", dir + "/nested"}, true);
     ASSERT_EQ(r.exit_code, 0) << r.err;
-    EXPECT_NE(r.err.find("mirt-cc: warning: " + nested + " left without probes"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("mirt-cc: warning: " + nested + " left without probes"), std::string::npos)
+        << r.err;
     EXPECT_EQ(r.err.find("warning", r.err.find("warning") + 1), std::string::npos) << "one warning only: " << r.err;
     EXPECT_EQ(run_process({dir + "/nested"}, true).exit_code, 0);
 

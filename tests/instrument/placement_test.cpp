@@ -24,10 +24,11 @@ SiteOptions in_source_only(ProbeStyle style) {
 std::vector<int> marked_lines(const std::string& path) {
     std::vector<int> marked;
     std::vector<std::string> lines = mirt_test::lines_of(mirt_test::read_file(path));
-    for (size_t n = 0; n < lines.size(); ++n)
-        if (lines[n].find("//+") != std::string::npos || lines[n].find("/*+*/") != std::string::npos) {
+    for (size_t n = 0; n < lines.size(); ++n) {
+        const std::string& line = lines[n];
+        if (line.find("//+") != std::string::npos || line.find("/*+*/") != std::string::npos)
             marked.push_back(static_cast<int>(n + 1));
-        }
+    }
     return marked;
 }
 
@@ -70,7 +71,8 @@ InstrumentResult instrument_text(const std::string& name, const std::string& tex
     command.insert(command.end(), {"-c", path});
     Language lang = language_of_name(path);
     std::vector<std::string> arguments = clang_arguments_for(parse_compile_command(command), lang);
-    InstrumentResult r = instrument_source(path, lang, arguments, in_source_only(ProbeStyle::table));
+    InstrumentResult r =
+        instrument_source(path, lang, arguments, in_source_only(ProbeStyle::table));
     mirt_test::remove_tree(folder);
     return r;
 }
@@ -136,14 +138,16 @@ TEST(Placement, UnparsableSourcePassesThroughUnchanged) {
 TEST(Placement, CrossCompilerHeadersAndGccOnlyBuiltinsParse) {
     InstrumentResult win = instrument_text(
         "win.cpp",
-        "#include <windows.h>\n#include <thread>\n#include <mutex>\nstatic std::mutex m;\nint main() {\n"
-        "  std::lock_guard<std::mutex> g(m);\n  return GetCurrentProcessId() ? 0 : 1;\n}\n",
+        "#include <windows.h>\n#include <thread>\n#include <mutex>\nstatic std::mutex m;\n"
+        "int main() {\n  std::lock_guard<std::mutex> g(m);\n"
+        "  return GetCurrentProcessId() ? 0 : 1;\n}\n",
         {"x86_64-w64-mingw32-g++-posix"});
     EXPECT_TRUE(win.parsed) << win.problem;
     EXPECT_EQ(win.lines, (std::vector<int>{5, 6, 7}));
     const std::string exits = "void f(int x) {\n    if (x)\n        __builtin_exit(1);\n}\n";
     for (const char* name : {"b.c", "b.cpp"}) {
-        InstrumentResult r = instrument_text(name, exits, {std::string(name) == "b.c" ? "gcc" : "g++"});
+        std::string compiler = std::string(name) == "b.c" ? "gcc" : "g++";
+        InstrumentResult r = instrument_text(name, exits, {compiler});
         EXPECT_TRUE(r.parsed) << name << ": " << r.problem;
         EXPECT_EQ(r.lines, (std::vector<int>{1, 2, 3})) << name;
     }

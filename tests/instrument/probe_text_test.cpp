@@ -54,7 +54,8 @@ TEST(SelectSites, FirstCodeOfALineWinsInEachFunction) {
 // entry, and only the table style registers a table.
 TEST(RenderProbes, FunctionStyleInC) {
     SourceText c{"a.c", "void f() {\n  g();\n}\n", false};
-    std::string out = render_instrumented(c, ProbeStyle::function, select_sites({site_at(1, 5, 10, 1)}));
+    std::string out =
+        render_instrumented(c, ProbeStyle::function, select_sites({site_at(1, 5, 10, 1)}));
     EXPECT_EQ(body_of(out, "a.c"), "void f() {c_mirt_fn(mirt_source_, 1); \n  g();\n}\n");
     EXPECT_EQ(out.find("mirt_reg2(mirt_source_"), std::string::npos);
 }

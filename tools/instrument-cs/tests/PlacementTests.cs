@@ -186,9 +186,11 @@ public class PlacementTests
     {
         string source = "class A {\n#line 100 \"other.cs\"\n  int F() => 1;\n#line default\n" +
                         "  int G() => 2;\n}\n";
-        Instrumented result = ProbeSites.Place(CSharpSyntaxTree.ParseText(source), null, "/src/a.cs");
+        Instrumented result = ProbeSites.Place(CSharpSyntaxTree.ParseText(source), null,
+                                               "/src/a.cs");
         Assert.Contains("#line 5 \"/src/a.cs\"\n  int G()", result.Text);
-        result = ProbeSites.Place(CSharpSyntaxTree.ParseText("class A { void F() { } }"), null, "C:\\src\\\"q\".cs");
+        result = ProbeSites.Place(CSharpSyntaxTree.ParseText("class A { void F() { } }"), null,
+                                  "C:\\src\\\"q\".cs");
         Assert.Contains("mirt_fn_net(\"C:\\\\src\\\\\\\"q\\\".cs\", 1)", result.Text);
     }
 

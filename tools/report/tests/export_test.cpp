@@ -54,7 +54,8 @@ TEST(CoberturaExport, CountsLinesPerClassPackageAndReport) {
     ASSERT_TRUE(write_cobertura(out, set.combined("all"), options));
     // The document without its indentation.
     std::string flat;
-    for (const std::string& line : mirt_test::lines_of(out.str())) flat += line.substr(line.find('<')) + "\n";
+    for (const std::string& line : mirt_test::lines_of(out.str()))
+        flat += line.substr(line.find('<')) + "\n";
     const std::string rates = "line-rate=\"1.0000\" branch-rate=\"0\" complexity=\"0\"";
     auto file = [&](const char* name, const std::string& lines) {
         return std::string("<class name=\"") + name + "\" filename=\"src/" + name + "\" " + rates +
@@ -62,8 +63,10 @@ TEST(CoberturaExport, CountsLinesPerClassPackageAndReport) {
     };
     EXPECT_EQ(flat,
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-              "<!DOCTYPE coverage SYSTEM \"http://cobertura.sourceforge.net/xml/coverage-04.dtd\">\n"
-              "<coverage line-rate=\"1.0000\" branch-rate=\"0\" lines-covered=\"3\" lines-valid=\"3\" "
+              "<!DOCTYPE coverage SYSTEM "
+              "\"http://cobertura.sourceforge.net/xml/coverage-04.dtd\">\n"
+              "<coverage line-rate=\"1.0000\" branch-rate=\"0\" lines-covered=\"3\" "
+              "lines-valid=\"3\" "
               "branches-covered=\"0\" branches-valid=\"0\" complexity=\"0\" version=\"test\" "
               "timestamp=\"1700000000\">\n"
               "<sources>\n<source>.</source>\n</sources>\n<packages>\n"

@@ -183,8 +183,9 @@ TEST(CoverageParser, MalformedInputIsReportedWithItsLine) {
 TEST(CoverageParser, LenientReadingSkipsMalformedLines) {
     ParseOptions lenient;
     lenient.lenient = true;
-    auto p = parse_text("stray\n=== a\n>>> b\n--- d\n### f\n1,1\nbad line\n2,x\n3,3\n=== c\n=== e\n>>> l\n4,4\n5,5",
-                        lenient);
+    auto p = parse_text(
+        "stray\n=== a\n>>> b\n--- d\n### f\n1,1\nbad line\n2,x\n3,3\n=== c\n=== e\n>>> l\n4,4\n5,5",
+        lenient);
     EXPECT_TRUE(p.ok);
     ASSERT_EQ(p.diagnostics.size(), 5u);
     std::vector<std::size_t> lines;

@@ -37,8 +37,8 @@ public sealed class CoverageTests : IDisposable
         });
         Assert.StartsWith("=== entries\n>>> dotnet\n", File.ReadAllText(output));
         var counts = Native.Counts(output, Native.SampleSource);
-        string[] markers = ["area.switch", "area.square", "area.circle", "area.throw", "halve.while",
-                            "never.first"];
+        string[] markers = ["area.switch", "area.square", "area.circle", "area.throw",
+                            "halve.while", "never.first"];
         Assert.Equal(new long[] { 2, 1, 0, 1, 4, 0 },
                      markers.Select(m => counts.GetValueOrDefault(Native.Line(m))).ToArray());
     }
