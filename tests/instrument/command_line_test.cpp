@@ -16,7 +16,7 @@ std::vector<std::string> sources_of(const CompileCommand& c) {
 
 }  // namespace
 
-TEST(CompileCommand, FindsSourcesButNotOptionValues) {
+TEST(CompileCommand, FindsSourcesAndTheirLanguagesButNotOptionValues) {
     CompileCommand c = parse_compile_command({"g++", "-I", "inc.cpp", "-o", "out.cpp", "-DX=1", "-c",
                                               "a.cpp", "-include", "pre.h", "-MF", "dep.c", "b.cc", "lib.o"});
     EXPECT_EQ(c.compiler, "g++");
@@ -25,17 +25,16 @@ TEST(CompileCommand, FindsSourcesButNotOptionValues) {
     EXPECT_TRUE(c.compile_only);
     EXPECT_FALSE(c.links);
     EXPECT_TRUE(c.depfile.empty()) << "-MF alone writes no dependency file beside the object";
-}
 
-TEST(CompileCommand, LanguageComesFromExtensionOrDashX) {
-    CompileCommand c = parse_compile_command(
-        {"gcc", "-c", "a.c", "b.C", "-x", "c++", "c.c", "-x", "none", "d.c", "-xassembler", "e.c", "f.txt"});
-    ASSERT_EQ(c.sources.size(), 4u);
-    EXPECT_EQ(c.sources[0].language, Language::c);
-    EXPECT_EQ(c.sources[1].language, Language::cplusplus);
-    EXPECT_EQ(c.sources[2].language, Language::cplusplus) << "-x c++ makes c.c a C++ source";
-    EXPECT_EQ(c.args[c.sources[3].index], "d.c");
-    EXPECT_EQ(c.sources[3].language, Language::c) << "-x none goes back to the extension";
+    // -x c++ makes c.c a C++ source; -x none goes back to the extension.
+    CompileCommand x = parse_compile_command({"gcc", "-c", "a.c", "b.C", "x.c++", "dir.c/f", "-x",
+                                              "c++", "c.c", "-x", "none", "d.c", "-xassembler",
+                                              "e.c", "f.txt"});
+    std::vector<std::string> languages;
+    for (const SourceArg& s : x.sources)
+        languages.push_back(x.args[s.index] + (s.language == Language::c ? " C" : " C++"));
+    EXPECT_EQ(languages,
+              (std::vector<std::string>{"a.c C", "b.C C++", "x.c++ C++", "c.c C++", "d.c C"}));
 }
 
 TEST(CompileCommand, TellsCompileLinkAndPreprocessSteps) {
@@ -72,56 +71,6 @@ TEST(CompileCommand, DriverFlagsChangeTargetAndSystemFolders) {
         << "-m64 here is the value of -I, not a flag";
 }
 
-TEST(CompileCommand, PathParts) {
-    EXPECT_EQ(folder_of("a.cpp"), ".");
-    EXPECT_EQ(folder_of("src/sub/a.cpp"), "src/sub");
-    EXPECT_EQ(folder_of("/a.cpp"), "/");
-    EXPECT_EQ(base_name("src/sub/a.cpp"), "a.cpp");
-    EXPECT_EQ(language_of_name("dir.c/file"), Language::none);
-    EXPECT_EQ(language_of_name("x.c++"), Language::cplusplus);
-    EXPECT_EQ(language_of_name("x.h"), Language::none);
-}
-
-TEST(CompilerReport, ReadsTargetAndSearchList) {
-    const char* report =
-        "Using built-in specs.\n"
-        "Target: x86_64-w64-mingw32\n"
-        "#include \"...\" search starts here:\n"
-        " /quoted/only\n"
-        "#include <...> search starts here:\n"
-        " /usr/lib/gcc/x86_64-w64-mingw32/12-posix/include/c++\n"
-        " /usr/lib/gcc/x86_64-w64-mingw32/12-posix/include\n"
-        " /usr/lib/gcc/x86_64-w64-mingw32/12-posix/include-fixed\n"
-        " /Library/Frameworks (framework directory)\n"
-        " /usr/x86_64-w64-mingw32/include\n"
-        "End of search list.\n"
-        " /not/a/folder\n";
-    CompilerSetup s = read_compiler_report(report);
-    ASSERT_TRUE(s.known);
-    EXPECT_EQ(s.target, "x86_64-w64-mingw32");
-    EXPECT_EQ(s.include_folders,
-              (std::vector<std::string>{"/usr/lib/gcc/x86_64-w64-mingw32/12-posix/include/c++",
-                                        "/usr/lib/gcc/x86_64-w64-mingw32/12-posix/include",
-                                        "/usr/lib/gcc/x86_64-w64-mingw32/12-posix/include-fixed",
-                                        "/usr/x86_64-w64-mingw32/include"}));
-    EXPECT_TRUE(is_windows_target(s.target));
-    EXPECT_FALSE(is_windows_target("x86_64-linux-gnu"));
-    EXPECT_FALSE(read_compiler_report("Target: x\n").known) << "no search list, no answer";
-}
-
-TEST(CompilerReport, DefaultStandardFromPredefinedMacros) {
-    EXPECT_EQ(standard_of_macros("#define __cplusplus 201703L\n#define __GNUC__ 12\n", Language::cplusplus), "gnu++17");
-    EXPECT_EQ(standard_of_macros("#define __STRICT_ANSI__ 1\n#define __cplusplus 202002L\n", Language::cplusplus),
-              "c++20");
-    EXPECT_EQ(standard_of_macros("#define __cplusplus 201103L\n", Language::cplusplus), "gnu++11");
-    EXPECT_EQ(standard_of_macros("#define __STDC_VERSION__ 201710L\n", Language::c), "gnu17");
-    EXPECT_EQ(standard_of_macros("#define __STDC__ 1\n", Language::c), "gnu89");
-    EXPECT_EQ(read_compiler_report("Target: t\n#include <...> search starts here:\nEnd of search list.\n",
-                                   "#define __STDC_VERSION__ 199901L\n")
-                  .standard,
-              "gnu99");
-}
-
 TEST(CompilerReport, ClangGetsItsOwnIntrinsicHeadersInPlaceOfGccs) {
     CompilerSetup s;
     s.known = true;
@@ -139,14 +88,21 @@ TEST(CompilerReport, ClangGetsItsOwnIntrinsicHeadersInPlaceOfGccs) {
         << "a compiler that did not answer leaves Clang's own defaults";
 }
 
+// The real compilers' targets, search lists and standards, the default or
+// the one that the flags choose.
 TEST(CompilerReport, AsksTheRealCompilers) {
     CompilerSetup native = query_compiler("g++", {}, Language::cplusplus);
     ASSERT_TRUE(native.known);
     EXPECT_FALSE(is_windows_target(native.target));
-    EXPECT_FALSE(native.include_folders.empty());
+    ASSERT_FALSE(native.include_folders.empty());
+    EXPECT_EQ(native.include_folders.back(), "/usr/include");
     EXPECT_EQ(native.standard, "gnu++17") << "g++ 12 defaults to C++17";
+    EXPECT_EQ(query_compiler("g++", {"-std=c++20"}, Language::cplusplus).standard, "c++20");
+    EXPECT_EQ(query_compiler("gcc", {}, Language::c).standard, "gnu17");
+    EXPECT_EQ(query_compiler("gcc", {"-std=gnu99"}, Language::c).standard, "gnu99");
     CompilerSetup cross = query_compiler("x86_64-w64-mingw32-g++-posix", {}, Language::cplusplus);
     ASSERT_TRUE(cross.known);
     EXPECT_TRUE(is_windows_target(cross.target));
+    EXPECT_NE(cross.include_folders.back().find("/x86_64-w64-mingw32/include"), std::string::npos);
     EXPECT_FALSE(query_compiler("no-such-compiler-here", {}, Language::c).known);
 }

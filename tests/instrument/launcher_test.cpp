@@ -16,59 +16,63 @@ namespace {
 
 const std::string kApp = std::string(MIRT_PROGRAMS) + "/app";
 const std::string kMirtCc = MIRT_MIRT_CC;
+const std::string kExitFile = "/tmp/mirt_exit.out";
 
-struct Build {
-    bool ok = false;
-    std::string log;
-    std::string exe;
-};
-
-// Compiles main.cpp and util.c one by one (with dependency files, as CMake
-// does) and links them; with the launcher in front when given.
-Build build_app(const std::vector<std::string>& launcher, const std::string& cc, const std::string& cxx,
-                const std::string& folder, const std::vector<std::string>& link_extra = {}) {
-    Build b;
+// Compiles main.cpp and util.c one by one (with a dependency file, as CMake
+// does) in folder and links them into folder/app, the launcher in front when given.
+bool build_app(const std::vector<std::string>& launcher, const std::string& cc,
+               const std::string& cxx, const std::string& folder, std::string* log,
+               const std::vector<std::string>& link_extra = {}) {
     auto run = [&](std::vector<std::string> argv) {
         argv.insert(argv.begin(), launcher.begin(), launcher.end());
         ProcessResult r = run_process(argv, true);
-        b.log += r.out + r.err;
+        *log += r.out + r.err;
         return r.exit_code == 0;
     };
-    b.exe = folder + "/app";
-    b.ok = run({cxx, "-O1", "-MD", "-MT", "main.o", "-MF", folder + "/main.o.d", "-c", kApp + "/main.cpp", "-o",
-                folder + "/main.o"}) &&
-           run({cc, "-O1", "-c", kApp + "/util.c", "-o", folder + "/util.o"});
-    std::vector<std::string> link = {cxx, folder + "/main.o", folder + "/util.o", "-o", b.exe};
+    std::vector<std::string> link = {cxx, folder + "/main.o", folder + "/util.o", "-o",
+                                     folder + "/app"};
     link.insert(link.end(), link_extra.begin(), link_extra.end());
-    b.ok = b.ok && run(link);
-    return b;
+    return run({cxx, "-O1", "-MD", "-MT", "main.o", "-MF", folder + "/main.o.d", "-c",
+                kApp + "/main.cpp", "-o", folder + "/main.o"}) &&
+           run({cc, "-O1", "-c", kApp + "/util.c", "-o", folder + "/util.o"}) && run(link);
 }
 
-void check_like_plain(const std::string& cc, const std::string& cxx) {
+// An exit output after its two header lines, which name the process.
+std::string counts_of(const std::string& output) {
+    return output.substr(output.find('\n', output.find('\n') + 1) + 1);
+}
+
+// The app built plain and through mirt-cc runs alike; both objects carry
+// probes, the link added the runtime, the dependency file names the source
+// the build knows. Gives the plain run and the counts of the instrumented
+// run's exit output.
+void check_like_plain(const std::string& cc, const std::string& cxx, ProcessResult* plain = nullptr,
+                      std::string* counts = nullptr) {
     std::string plain_dir = mirt_test::make_temp_folder("mirt-cc-plain");
     std::string inst_dir = mirt_test::make_temp_folder("mirt-cc-inst");
-    Build plain = build_app({}, cc, cxx, plain_dir);
-    ASSERT_TRUE(plain.ok) << plain.log;
-    Build inst = build_app({kMirtCc}, cc, cxx, inst_dir);
-    ASSERT_TRUE(inst.ok) << inst.log;
-    EXPECT_EQ(inst.log, "") << "no warning for sources that instrument cleanly";
+    std::string log;
+    ASSERT_TRUE(build_app({}, cc, cxx, plain_dir, &log)) << log;
+    ASSERT_TRUE(build_app({kMirtCc}, cc, cxx, inst_dir, &log)) << log;
+    EXPECT_EQ(log, "") << "no warning for sources that instrument cleanly";
 
-    ProcessResult a = run_process({plain.exe, "30"}, true);
-    ProcessResult b = run_process({inst.exe, "30"}, true);
+    ProcessResult a = run_process({plain_dir + "/app", "30"}, true);
+    mirt_test::remove_file(kExitFile);
+    ProcessResult b = run_process({inst_dir + "/app", "30"}, true);
     EXPECT_EQ(b.out, a.out);
     EXPECT_EQ(b.exit_code, a.exit_code);
     EXPECT_NE(b.out.find("file " + kApp + "/main.cpp line 18"), std::string::npos)
         << "__FILE__ and __LINE__ name the original: " << b.out;
+    std::string exit_output = mirt_test::read_file(kExitFile);
+    EXPECT_NE(exit_output.find("### main.cpp\n"), std::string::npos) << exit_output;
+    EXPECT_NE(exit_output.find("### util.c\n"), std::string::npos) << exit_output;
+    if (plain) *plain = a;
+    if (counts) *counts = counts_of(exit_output);
 
-    // Both objects carry probes; the link added the runtime.
-    for (const char* obj : {"/main.o", "/util.o"}) {
-        ProcessResult nm = run_process({"nm", "-u", inst_dir + obj}, true);
-        EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos) << obj;
-    }
-    ProcessResult needed = run_process({"readelf", "-d", inst.exe}, true);
-    EXPECT_NE(needed.out.find("libmirt64.so"), std::string::npos);
-
-    // The dependency file names the source the build knows, not the copy.
+    for (const char* obj : {"/main.o", "/util.o"})
+        EXPECT_NE(run_process({"nm", "-u", inst_dir + obj}, true).out.find("c_mirt_reg2"),
+                  std::string::npos) << obj;
+    EXPECT_NE(run_process({"readelf", "-d", inst_dir + "/app"}, true).out.find("libmirt64.so"),
+              std::string::npos);
     std::string deps = mirt_test::read_file(inst_dir + "/main.o.d");
     EXPECT_NE(deps.find(kApp + "/main.cpp"), std::string::npos) << deps;
     EXPECT_NE(deps.find(kApp + "/util.h"), std::string::npos) << deps;
@@ -79,36 +83,55 @@ void check_like_plain(const std::string& cc, const std::string& cxx) {
 
 }  // namespace
 
-TEST(Launcher, GccBuildsBehaveAsPlainOnes) { check_like_plain("gcc", "g++"); }
-
 TEST(Launcher, ClangBuildsBehaveAsPlainOnes) { check_like_plain("clang", "clang++"); }
+
+// And a Windows build through mirt-cc runs under Wine as the plain one does,
+// counting the same lines the same number of times as the native build.
+TEST(Launcher, GccBuildsBehaveAsPlainOnesOnBothSystems) {
+    ProcessResult plain;
+    std::string native_counts;
+    check_like_plain("gcc", "g++", &plain, &native_counts);
+    const std::string dll = std::string(MIRT_WINDOWS_LIB_DIR) + "/../bin/mirt64.dll";
+    if (!mirt_test::file_exists(std::string(MIRT_WINDOWS_LIB_DIR) + "/mirt64.lib") ||
+        !mirt_test::file_exists(dll) || !mirt_test::file_exists("/usr/lib/wine/wine64"))
+        GTEST_SKIP() << "no Windows build of the runtime beside this one, or no Wine";
+    std::string dir = mirt_test::make_temp_folder("mirt-cc-windows"), log;
+    ASSERT_TRUE(build_app({kMirtCc}, "x86_64-w64-mingw32-gcc-posix", "x86_64-w64-mingw32-g++-posix",
+                          dir, &log, {"-static"})) << log;
+    EXPECT_EQ(log, "");
+    ProcessResult nm = run_process({"x86_64-w64-mingw32-nm", "-u", dir + "/main.o"}, true);
+    EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos);
+    std::string map = mirt_test::read_file(dir + "/main.o.mirtmap");
+    EXPECT_NE(map.find("\nfunction 9 20 main(int, char **)\n"), std::string::npos);
+    ASSERT_EQ(run_process({"cp", dll, dir + "/mirt64.dll"}, false).exit_code, 0);
+
+    const std::string windows_exit = std::string(MIRT_WINEPREFIX) + "/drive_c/temp/mirt_exit.out";
+    mirt_test::remove_file(windows_exit);
+    const std::string prefix = "WINEPREFIX=" + std::string(MIRT_WINEPREFIX);
+    const std::string quiet = "WINEDLLOVERRIDES=mscoree,mshtml=;winemenubuilder.exe=d";
+    ProcessResult b = run_process({"env", prefix, "WINEDEBUG=-all", quiet, "/usr/lib/wine/wine64",
+                                   dir + "/app.exe", "30"}, true);
+    std::string out;
+    for (char c : b.out)
+        if (c != '\r') out += c;
+    EXPECT_EQ(out, plain.out) << b.err;
+    EXPECT_EQ(b.exit_code, plain.exit_code);
+    EXPECT_EQ(counts_of(mirt_test::read_file(windows_exit)), native_counts);
+    mirt_test::remove_tree(dir);
+}
 
 // What cannot be instrumented still builds: a source Clang cannot parse with
 // one warning, a copy that does not compile from the original; a real error
 // and the compiler's warnings name the original file, never the copy.
 TEST(Launcher, WhatCannotBeInstrumentedStillBuilds) {
     std::string dir = mirt_test::make_temp_folder("mirt-cc-fallback");
-    ProcessResult r = run_process({kMirtCc, "gcc", std::string(MIRT_SNIPPETS) + "/nested_function.c", "-o",
-                                   dir + "/nested"}, true);
+    const std::string nested = std::string(MIRT_CORPUS) + "/nested_function.c";
+    ProcessResult r = run_process({kMirtCc, "gcc", nested, "-o", dir + "/nested"}, true);
     ASSERT_EQ(r.exit_code, 0) << r.err;
-    EXPECT_NE(r.err.find("mirt-cc: warning: " + std::string(MIRT_SNIPPETS) + "/nested_function.c left without probes"),
-              std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("mirt-cc: warning: " + nested + " left without probes"), std::string::npos)
+        << r.err;
     EXPECT_EQ(r.err.find("warning", r.err.find("warning") + 1), std::string::npos) << "one warning only: " << r.err;
     EXPECT_EQ(run_process({dir + "/nested"}, true).exit_code, 0);
-
-    // Strict C builds take the probes without a word: declarations first
-    // (C89), no long long, no unused macro.
-    const std::vector<std::string> strict = {"-std=c89", "-pedantic", "-Werror", "-Wall", "-Wextra",
-                                             "-Wdeclaration-after-statement", "-Wunused-macros", "-Wshadow"};
-    mirt_test::write_file(dir + "/old.c", "int twice(int x) {\n    int y = x;\n    {\n        int z = y;\n"
-                                          "        y += z;\n    }\n    return y;\n}\n");
-    std::vector<std::string> old_cc = {kMirtCc, "gcc"};
-    old_cc.insert(old_cc.end(), strict.begin(), strict.end());
-    old_cc.insert(old_cc.end(), {"-c", dir + "/old.c", "-o", dir + "/old.o"});
-    ProcessResult old = run_process(old_cc, true);
-    EXPECT_EQ(old.exit_code, 0) << old.err;
-    EXPECT_EQ(old.err, "");
-    EXPECT_NE(run_process({"nm", "-u", dir + "/old.o"}, true).out.find("c_mirt_reg2"), std::string::npos);
 
     // A copy that does not compile (the source declares the probes' functions
     // again, which -Wredundant-decls -Werror rejects) gives way to the original,
@@ -125,7 +148,7 @@ TEST(Launcher, WhatCannotBeInstrumentedStillBuilds) {
 
     // MIRT_STRICT turns a source left without probes into a failed build.
     mirt_test::RunResult strict_build = mirt_test::run_program(
-        "/bin/sh", {"-c", "MIRT_STRICT=1 " + kMirtCc + " gcc -c " + std::string(MIRT_SNIPPETS) +
+        "/bin/sh", {"-c", "MIRT_STRICT=1 " + kMirtCc + " gcc -c " + std::string(MIRT_CORPUS) +
                               "/nested_function.c -o " + dir + "/n.o"});
     EXPECT_EQ(strict_build.exit_code, 3) << strict_build.output;
     EXPECT_NE(strict_build.output.find("nested_function.c would be built without probes (MIRT_STRICT is set)"),
@@ -220,64 +243,6 @@ TEST(Launcher, LeavesStepsWithoutObjectsAlone) {
     ProcessResult missing = run_process({kMirtCc, "no-such-cc", "-c", src, "-o", "/dev/null"}, true);
     EXPECT_EQ(missing.exit_code, 127);
     EXPECT_NE(missing.err.find("cannot run the compiler 'no-such-cc'"), std::string::npos) << missing.err;
-}
-
-TEST(Launcher, WindowsBuildRunsUnderWine) {
-    const std::string lib = MIRT_WINDOWS_LIB_DIR;
-    const std::string dll = std::string(MIRT_WINDOWS_LIB_DIR) + "/../bin/mirt64.dll";
-    if (!mirt_test::file_exists(lib + "/mirt64.lib") || !mirt_test::file_exists(dll) ||
-        !mirt_test::file_exists("/usr/lib/wine/wine64"))
-        GTEST_SKIP() << "no Windows build of the runtime beside this one, or no Wine";
-    std::string plain_dir = mirt_test::make_temp_folder("mirt-cc-native");
-    std::string win_dir = mirt_test::make_temp_folder("mirt-cc-windows");
-    Build plain = build_app({}, "gcc", "g++", plain_dir);
-    ASSERT_TRUE(plain.ok) << plain.log;
-    Build win = build_app({kMirtCc}, "x86_64-w64-mingw32-gcc-posix", "x86_64-w64-mingw32-g++-posix", win_dir,
-                          {"-static"});
-    ASSERT_TRUE(win.ok) << win.log;
-    EXPECT_EQ(win.log, "");
-    ProcessResult nm = run_process({"x86_64-w64-mingw32-nm", "-u", win_dir + "/main.o"}, true);
-    EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos);
-    EXPECT_NE(mirt_test::read_file(win_dir + "/main.o.mirtmap").find("\nfunction 9 20 main(int, char **)\n"),
-              std::string::npos);
-    ASSERT_EQ(run_process({"cp", dll, win_dir + "/mirt64.dll"}, false).exit_code, 0);
-
-    std::string native_dir = mirt_test::make_temp_folder("mirt-cc-native-inst");
-    Build native = build_app({kMirtCc}, "gcc", "g++", native_dir);
-    ASSERT_TRUE(native.ok) << native.log;
-
-    const std::string native_exit = "/tmp/mirt_exit.out";
-    const std::string windows_exit = std::string(MIRT_WINEPREFIX) + "/drive_c/temp/mirt_exit.out";
-    auto body = [](const std::string& text) {
-        size_t second = text.find('\n', text.find('\n') + 1);
-        return second == std::string::npos ? std::string() : text.substr(second + 1);
-    };
-    mirt_test::remove_file(native_exit);
-    mirt_test::remove_file(windows_exit);
-    ProcessResult a = run_process({plain.exe, "30"}, true);
-    ProcessResult n = run_process({native.exe, "30"}, true);
-    EXPECT_EQ(n.exit_code, a.exit_code);
-    // Read at once: the exit file is one for the whole machine.
-    std::string native_counts = body(mirt_test::read_file(native_exit));
-    ProcessResult b = run_process({"env", "WINEPREFIX=" + std::string(MIRT_WINEPREFIX), "WINEDEBUG=-all",
-                                   "WINEDLLOVERRIDES=mscoree,mshtml=;winemenubuilder.exe=d",
-                                   "/usr/lib/wine/wine64", win.exe + ".exe", "30"}, true);
-    std::string out;
-    for (char c : b.out)
-        if (c != '\r') out += c;
-    EXPECT_EQ(out, a.out) << b.err;
-    EXPECT_EQ(b.exit_code, a.exit_code);
-    EXPECT_EQ(n.out, a.out);
-
-    // Both runs count the same lines the same number of times: their exit
-    // outputs match after the two header lines (which name the process).
-    ASSERT_TRUE(mirt_test::file_exists(windows_exit));
-    EXPECT_NE(native_counts.find("### main.cpp\n"), std::string::npos) << native_counts;
-    EXPECT_NE(native_counts.find("### util.c\n"), std::string::npos) << native_counts;
-    EXPECT_EQ(body(mirt_test::read_file(windows_exit)), native_counts);
-    mirt_test::remove_tree(plain_dir);
-    mirt_test::remove_tree(native_dir);
-    mirt_test::remove_tree(win_dir);
 }
 
 TEST(Launcher, OneCMakeSettingInstrumentsAProject) {

@@ -1,10 +1,7 @@
 // Where probes go in real sources, and that the instrumented copies compile.
 //
-// Each snippet marks with //+ exactly the lines that must be counted.
+// Each corpus file marks with //+ (/*+*/ in C89) exactly the lines that must be counted.
 #include <gtest/gtest.h>
-
-#include <set>
-#include <sstream>
 
 #include "instrumenter.h"
 #include "subprocess.h"
@@ -14,7 +11,7 @@ using namespace mirt_instrument;
 
 namespace {
 
-std::string snippet(const std::string& name) { return std::string(MIRT_SNIPPETS) + "/" + name; }
+std::string corpus(const std::string& name) { return std::string(MIRT_CORPUS) + "/" + name; }
 
 // Probes in the source only: its copy is compiled alone, beside the original headers.
 SiteOptions in_source_only(ProbeStyle style) {
@@ -25,14 +22,14 @@ SiteOptions in_source_only(ProbeStyle style) {
 }
 
 std::vector<int> marked_lines(const std::string& path) {
-    std::istringstream in(mirt_test::read_file(path));
-    std::vector<int> lines;
-    std::string line;
-    for (int n = 1; std::getline(in, line); ++n)
-        if ((line.size() >= 3 && line.compare(line.size() - 3, 3, "//+") == 0) ||
-            (line.size() >= 5 && line.compare(line.size() - 5, 5, "/*+*/") == 0))
-            lines.push_back(n);
-    return lines;
+    std::vector<int> marked;
+    std::vector<std::string> lines = mirt_test::lines_of(mirt_test::read_file(path));
+    for (size_t n = 0; n < lines.size(); ++n) {
+        const std::string& line = lines[n];
+        if (line.find("//+") != std::string::npos || line.find("/*+*/") != std::string::npos)
+            marked.push_back(static_cast<int>(n + 1));
+    }
+    return marked;
 }
 
 struct Instrumented {
@@ -41,7 +38,7 @@ struct Instrumented {
 };
 
 Instrumented instrument(const std::string& name, const std::vector<std::string>& flags, ProbeStyle style) {
-    std::string path = snippet(name);
+    std::string path = corpus(name);
     Language lang = language_of_name(path);
     std::vector<std::string> command = {lang == Language::c ? "gcc" : "g++"};
     command.insert(command.end(), flags.begin(), flags.end());
@@ -57,12 +54,27 @@ void expect_copy_compiles(const Instrumented& in, const std::string& name, const
     std::string copy = folder + "/" + name;
     mirt_test::write_file(copy, in.result.text);
     std::vector<std::string> argv = {in.command[0], "-Wall", "-Wextra", "-Wshadow", "-Werror", "-fsyntax-only",
-                                     "-iquote", MIRT_SNIPPETS};
+                                     "-iquote", MIRT_CORPUS};
     for (size_t i = 1; i + 2 < in.command.size(); ++i) argv.push_back(in.command[i]);
     argv.push_back(copy);
     ProcessResult r = run_process(argv, true);
     EXPECT_EQ(r.exit_code, 0) << tag << ": " << r.err;
     mirt_test::remove_tree(folder);
+}
+
+// Instruments text, written as a file of that name, for compiler and flags.
+InstrumentResult instrument_text(const std::string& name, const std::string& text,
+                                 std::vector<std::string> command) {
+    std::string folder = mirt_test::make_temp_folder("mirt-placement");
+    std::string path = folder + "/" + name;
+    mirt_test::write_file(path, text);
+    command.insert(command.end(), {"-c", path});
+    Language lang = language_of_name(path);
+    std::vector<std::string> arguments = clang_arguments_for(parse_compile_command(command), lang);
+    InstrumentResult r =
+        instrument_source(path, lang, arguments, in_source_only(ProbeStyle::table));
+    mirt_test::remove_tree(folder);
+    return r;
 }
 
 size_t occurrences(const std::string& text, const std::string& what) {
@@ -71,8 +83,8 @@ size_t occurrences(const std::string& text, const std::string& what) {
     return n;
 }
 
-void check_snippet(const std::string& name, const std::vector<std::string>& flags) {
-    std::vector<int> marked = marked_lines(snippet(name));
+void check_file(const std::string& name, const std::vector<std::string>& flags) {
+    std::vector<int> marked = marked_lines(corpus(name));
     for (ProbeStyle style : {ProbeStyle::table, ProbeStyle::atomic, ProbeStyle::line, ProbeStyle::function}) {
         Instrumented in = instrument(name, flags, style);
         ASSERT_TRUE(in.result.parsed) << style_name(style) << ": " << in.result.problem;
@@ -86,95 +98,78 @@ void check_snippet(const std::string& name, const std::vector<std::string>& flag
 
 }  // namespace
 
-TEST(Placement, CxxStatementForms) { check_snippet("statements.cpp", {"-std=c++17"}); }
+TEST(Placement, StatementForms) { check_file("control.cpp", {"-std=c++20"}); }
 
-TEST(Placement, CFileCompiledAsC) { check_snippet("plain.c", {"-std=c11"}); }
+TEST(Placement, ClassesAndPartsOfStatements) { check_file("classes.cpp", {"-std=c++20"}); }
 
-TEST(Placement, ConstevalAndUnevaluatedOperands) { check_snippet("cpp20.cpp", {"-std=c++20"}); }
-
-TEST(Placement, PragmaKeepsItsLoop) { check_snippet("pragmas.cpp", {"-std=c++17"}); }
-
-TEST(Placement, PartsOfStatementsOnLinesOfTheirOwn) { check_snippet("continuations.cpp", {"-std=c++17"}); }
+TEST(Placement, CFileCompiledAsC) { check_file("plain.c", {"-std=gnu11"}); }
 
 TEST(Placement, StrictC89TakesDeclarationProbes) {
-    check_snippet("strict.c", {"-std=c89", "-pedantic", "-Wdeclaration-after-statement", "-Wunused-macros"});
+    check_file("strict.c",
+               {"-std=c89", "-pedantic", "-Wdeclaration-after-statement", "-Wunused-macros"});
 }
 
 TEST(Placement, TemplatesAndConstexprGetOneGuardedSetOfProbes) {
-    Instrumented in = instrument("statements.cpp", {"-std=c++17"}, ProbeStyle::table);
+    Instrumented in = instrument("classes.cpp", {"-std=c++20"}, ProbeStyle::table);
     ASSERT_TRUE(in.result.parsed);
     // The template's body is written once, whatever its instantiations.
-    EXPECT_EQ(occurrences(in.result.text, "; return x + x;"), 1u);
+    EXPECT_EQ(occurrences(in.result.text, "; T s = T();"), 1u);
     EXPECT_NE(in.result.text.find("if (!__builtin_is_constant_evaluated()) ++mirt_counters_["), std::string::npos);
+    Instrumented fn = instrument("classes.cpp", {"-std=c++20"}, ProbeStyle::function);
+    EXPECT_EQ(occurrences(fn.result.text, "mirt_obj mirt_scope"), 16u)
+        << "one scope per function, lambda and member; none in the constexpr or consteval function";
     // The macro's own statements stay as they were; its use is counted before it.
-    EXPECT_NE(in.result.text.find("#define CHECK(x) do { if (!(x)) throw std::runtime_error(#x); } while (0)"),
+    EXPECT_NE(instrument("control.cpp", {"-std=c++20"}, ProbeStyle::table).result.text.find(
+                  "#define CHECK(x) do { if (!(x)) throw std::runtime_error(#x); } while (0)"),
               std::string::npos);
-    Instrumented fn = instrument("statements.cpp", {"-std=c++17"}, ProbeStyle::function);
-    EXPECT_EQ(occurrences(fn.result.text, "mirt_obj mirt_scope"), 13u)
-        << "one scope per function, lambda and member; none in the constexpr function";
 }
 
 TEST(Placement, UnparsableSourcePassesThroughUnchanged) {
     Instrumented in = instrument("nested_function.c", {}, ProbeStyle::table);
     EXPECT_FALSE(in.result.parsed);
-    EXPECT_EQ(in.result.text, mirt_test::read_file(snippet("nested_function.c")));
+    EXPECT_EQ(in.result.text, mirt_test::read_file(corpus("nested_function.c")));
     EXPECT_NE(in.result.problem.find("nested_function.c:3"), std::string::npos) << in.result.problem;
     EXPECT_TRUE(in.result.lines.empty());
 }
 
-TEST(Placement, CrossCompilerHeadersParse) {
-    // The mingw-w64 compiler's headers (windows.h among them) through Clang.
-    std::string folder = mirt_test::make_temp_folder("mirt-placement");
-    std::string path = folder + "/win.cpp";
-    mirt_test::write_file(path,
-                          "#include <windows.h>\n#include <thread>\n#include <mutex>\nstatic std::mutex m;\n"
-                          "int main() {\n  std::lock_guard<std::mutex> g(m);\n  return GetCurrentProcessId() ? 0 : 1;\n}\n");
-    CompileCommand cmd = parse_compile_command({"x86_64-w64-mingw32-g++-posix", "-c", path});
-    InstrumentResult r = instrument_source(path, Language::cplusplus,
-                                           clang_arguments_for(cmd, Language::cplusplus), in_source_only(ProbeStyle::table));
-    EXPECT_TRUE(r.parsed) << r.problem;
-    EXPECT_EQ(r.lines, (std::vector<int>{5, 6, 7}));
-    mirt_test::remove_tree(folder);
-}
-
-// Built-ins that GCC knows and Clang 14 does not: the parse goes on (C) or is
+// The mingw-w64 compiler's headers (windows.h among them) through Clang; and
+// built-ins that GCC knows and Clang 14 does not: the parse goes on (C) or is
 // made again with them declared (C++), and the file gets its probes.
-TEST(Placement, GccOnlyBuiltinsStillGetProbes) {
-    std::string folder = mirt_test::make_temp_folder("mirt-placement");
+TEST(Placement, CrossCompilerHeadersAndGccOnlyBuiltinsParse) {
+    InstrumentResult win = instrument_text(
+        "win.cpp",
+        "#include <windows.h>\n#include <thread>\n#include <mutex>\nstatic std::mutex m;\n"
+        "int main() {\n  std::lock_guard<std::mutex> g(m);\n"
+        "  return GetCurrentProcessId() ? 0 : 1;\n}\n",
+        {"x86_64-w64-mingw32-g++-posix"});
+    EXPECT_TRUE(win.parsed) << win.problem;
+    EXPECT_EQ(win.lines, (std::vector<int>{5, 6, 7}));
+    const std::string exits = "void f(int x) {\n    if (x)\n        __builtin_exit(1);\n}\n";
     for (const char* name : {"b.c", "b.cpp"}) {
-        std::string path = folder + "/" + name;
-        mirt_test::write_file(path, "void f(int x) {\n    if (x)\n        __builtin_exit(1);\n}\n");
-        Language lang = language_of_name(path);
-        CompileCommand cmd = parse_compile_command({lang == Language::c ? "gcc" : "g++", "-c", path});
-        InstrumentResult r = instrument_source(path, lang, clang_arguments_for(cmd, lang),
-                                               in_source_only(ProbeStyle::table));
+        std::string compiler = std::string(name) == "b.c" ? "gcc" : "g++";
+        InstrumentResult r = instrument_text(name, exits, {compiler});
         EXPECT_TRUE(r.parsed) << name << ": " << r.problem;
         EXPECT_EQ(r.lines, (std::vector<int>{1, 2, 3})) << name;
     }
-    mirt_test::remove_tree(folder);
 }
 
 // Every kind of decision gets its outcomes, numbered by line and place.
 TEST(Placement, BranchOutcomesOfEveryDecision) {
-    std::string folder = mirt_test::make_temp_folder("mirt-placement");
-    std::string path = folder + "/b.cpp";
-    mirt_test::write_file(path,
-                          "int f(int x, bool a, bool b) {\n"      // 1
-                          "    if (x > 0) x = 1;\n"               // 2
-                          "    while (x < 9) ++x;\n"              // 3
-                          "    do --x; while (x > 5);\n"          // 4
-                          "    for (int i = 0; i < x; ++i) {}\n"  // 5
-                          "    if (a && !(b || x)) x = 2;\n"      // 6
-                          "    x = a ? 3 : 4;\n"                  // 7
-                          "    switch (x) {\n"                    // 8
-                          "    case 3: return 1;\n"
-                          "    default: return 0;\n"
-                          "    }\n"
-                          "    if constexpr (sizeof(int) > 2) return 5;\n"
-                          "}\n");
-    CompileCommand cmd = parse_compile_command({"g++", "-std=c++17", "-c", path});
-    InstrumentResult r = instrument_source(path, Language::cplusplus, clang_arguments_for(cmd, Language::cplusplus),
-                                           in_source_only(ProbeStyle::table));
+    InstrumentResult r = instrument_text("b.cpp",
+                                         "int f(int x, bool a, bool b) {\n"      // 1
+                                         "    if (x > 0) x = 1;\n"               // 2
+                                         "    while (x < 9) ++x;\n"              // 3
+                                         "    do --x; while (x > 5);\n"          // 4
+                                         "    for (int i = 0; i < x; ++i) {}\n"  // 5
+                                         "    if (a && !(b || x)) x = 2;\n"      // 6
+                                         "    x = a ? 3 : 4;\n"                  // 7
+                                         "    switch (x) {\n"                    // 8
+                                         "    case 3: return 1;\n"
+                                         "    default: return 0;\n"
+                                         "    }\n"
+                                         "    if constexpr (sizeof(int) > 2) return 5;\n"
+                                         "}\n",
+                                         {"g++", "-std=c++17"});
     ASSERT_TRUE(r.parsed) << r.problem;
     std::vector<std::string> got;
     for (const BranchOutcome& b : r.branches)
@@ -186,5 +181,4 @@ TEST(Placement, BranchOutcomesOfEveryDecision) {
                        "600 0.0 && true", "601 0.1 && false", "602 1.0 || true", "603 1.1 || false",
                        "604 2.0 || true", "605 2.1 || false", "700 0.0 ?: true", "701 0.1 ?: false",
                        "800 0.0 switch case 3", "801 0.1 switch default"}));
-    mirt_test::remove_tree(folder);
 }

@@ -1,4 +1,6 @@
-// classes.cpp: templates, lambdas, exceptions, constexpr and classes.
+// classes.cpp: templates, lambdas, exceptions, constexpr, consteval, classes,
+// and statements whose parts stand on lines of their own.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <sstream>
@@ -6,86 +8,149 @@
 #include <string>
 #include <vector>
 
+#define BLOCK(x) { std::printf("%d\n", x); std::printf("%d\n", x); }
+
 template <typename T>
-T clamp_sum(const std::vector<T>& v, T limit) {
-    T s = T();
-    for (const T& x : v) {
-        s += x;
-        if (s > limit) return limit;
+T clamp_sum(const std::vector<T>& v, T limit) {  //+
+    T s = T();  //+
+    for (const T& x : v) {  //+
+        s += x;  //+
+        if (s > limit) return limit;  //+
     }
-    return s;
+    return s;  //+
 }
 
-constexpr int triangle(int n) {
-    int s = 0;
-    for (int i = 1; i <= n; ++i) s += i;
-    return s;
+template <bool B>
+int pick(int x) {  //+
+    if constexpr (B &&
+                  sizeof(int) > 2)
+        return x;  //+
+    else
+        return -x;  //+
+}
+
+constexpr int triangle(int n) {  //+
+    int s = 0;  //+
+    for (int i = 1; i <= n; ++i) s += i;  //+
+    return s;  //+
 }
 static_assert(triangle(4) == 10, "computed at compile time too");
 
+// consteval functions and lambdas in unevaluated operands get no probes.
+consteval int cube(int x) {
+    int r = x * x * x;
+    return r;
+}
+using Fn = decltype([](int x) { return x + 1; });
+static_assert(sizeof(Fn) == 1);
+
 struct Shape {
-    virtual ~Shape() {}
+    virtual ~Shape() {}  //+
     virtual int area() const = 0;
 };
 
 struct Rect : Shape {
     int w, h;
-    Rect(int w_, int h_) : w(w_), h(h_) {}
-    int area() const override { return w * h; }
+    Rect(int w_, int h_) : w(w_), h(h_) {}  //+
+    int area() const override { return w * h; }  //+
 };
 
 struct Square : Shape {
     int side;
-    explicit Square(int s) : side(s) {}
-    int area() const override {
-        return side * side;
+    explicit Square(int s) : side(s) {}  //+
+    int area() const override {  //+
+        return side * side;  //+
     }
 };
 
-static int checked(int n) {
-    if (n % 4 == 3) throw std::runtime_error("bad " + std::to_string(n));
-    return n;
+struct Pair {
+    int a, b;
+    Pair(int x, int y)  //+
+        : a(x),  //+
+          b(std::max(y,  //+ gcov: counts two blocks of this line
+                     0)) {}  // gcov: counts the constructor's end
+};
+
+// Defaulted and deleted functions have no body of their own to count.
+struct Defaulted {
+    Defaulted() = default;
+    Defaulted(const Defaulted&) = default;
+    Defaulted& operator=(Defaulted&&) = delete;
+    int v = 0;
+};
+
+static int checked(int n) {  //+
+    if (n % 4 == 3) throw std::runtime_error("bad " + std::to_string(n));  //+
+    return n;  //+
 }
 
-static int guarded(int n) {
+static int guarded(int n) {  //+
     try {
-        return checked(n);
-    } catch (const std::runtime_error& e) {
-        return -static_cast<int>(e.what()[0]);
+        return checked(n);  //+
+    } catch (const std::runtime_error& e) {  //+
+        return -static_cast<int>(e.what()[0]);  //+
     }
 }
 
-static int counter() {
+static int doubled(int x) { return 2 * x; }  //+
+
+static int counter() {  //+
     static int calls = 0;
-    static std::string label = "calls";
-    return ++calls + static_cast<int>(label.size());
+    static std::string label = "calls";  //+
+    static int computed = triangle(calls + 2);  //+
+    int s = static_cast<int>(sizeof(clamp_sum(std::vector<int>{}, 1)));  //+
+    if constexpr (sizeof(int) == 4) {
+        s += 1;  //+
+    }
+    return ++calls + static_cast<int>(label.size()) + computed + s;  //+
 }
 
-int main() {
-    std::vector<int> ints{3, 1, 4, 1, 5, 9, 2, 6};
-    std::vector<double> reals{0.5, 1.5, 2.5};
-    int total = clamp_sum(ints, 12) + static_cast<int>(clamp_sum(reals, 100.0));
-    auto twice = [](int x) { return 2 * x; };
-    auto shout = [&total](const char* what) {  // gcov: counts the closure's construction on the lambda's last line
-        total += static_cast<int>(std::strlen(what));
+int main(int argc, char**) {  //+
+    std::vector<int> ints{3, 1, 4, 1, 5, 9, 2, 6};  //+
+    std::vector<double> reals{0.5, 1.5, 2.5};  //+
+    int total = clamp_sum(ints, 12) + static_cast<int>(clamp_sum(reals, 100.0));  //+
+    auto twice = [](int x) { return 2 * x; };  //+
+    auto shout = [&total](const char* what) {  //+ gcov: counts the closure on its last line
+        total += static_cast<int>(std::strlen(what));  //+
     };
-    for (int i = 0; i < 7; ++i) total += twice(i) + triangle(i);
-    auto inc = [](int x) { return x + 1; }; total += inc(total % 5) + inc(1);  // function style: the caller's statement here is not counted
-    shout("hello");
-    shout("coverage");
-    std::vector<Shape*> shapes{new Rect(2, 3), new Square(4), new Rect(1, 1)};
-    for (Shape* s : shapes) total += s->area();
-    for (Shape* s : shapes) delete s;
-    for (int i = 0; i < 9; ++i) total += guarded(i);
-    for (int i = 0; i < 3; ++i) total += counter();
-    std::ostringstream out;
-    for (int i = 0; i < 2; ++i)
-        out << "total " << total
-            << '\n';  // an operator's call that a line of its own starts counts there
-    const char* const greeting =
-        std::strchr("xhello", 'h');  // so does a declaration's initialiser
-    out
-        .put(greeting[0]);  // and a member call
-    std::printf("%s", out.str().c_str());
-    return 0;
+    for (int i = 0; i < 7; ++i) total += twice(i) + triangle(i);  //+
+    auto inc = [](int x) { return x + 1; }; total += inc(total) + inc(1);  //+ function style: calls
+    shout("hello");  //+
+    shout("coverage");  //+
+    std::vector<Shape*> shapes{new Rect(2, 3), new Square(4), new Rect(1, 1)};  //+
+    for (Shape* s : shapes) total += s->area();  //+
+    for (Shape* s : shapes) delete s;  //+
+    for (int i = 0; i < 9; ++i) total += guarded(i);  //+
+    for (int i = 0; i < 3; ++i) total += counter();  //+
+    constexpr int limit = 2 >  //+
+                          1 + cube(0);
+    static_assert(sizeof([] { return 1; }()) == sizeof(int));
+    bool ok = argc > 0 &&  //+ gcov: counts two blocks of this line
+              doubled(argc) > 1;  //+
+    int v = ok ?  //+
+        doubled(3) :  //+
+        4;  // gcov: counts the end of the statement here
+    std::printf("%d\n",  //+
+                v);
+    std::printf("%d %d\n", v,  //+
+                doubled(v));  //+
+    for (int i = 0;  //+ gcov: counts two blocks of this line
+         i < limit;  //+
+         ++i)  //+
+        BLOCK(i);  //+
+    Pair p(1, 2);  //+
+    Defaulted d;  //+
+    Defaulted e(d);  //+
+    (void)e;
+    [[maybe_unused]] int unused = e.v;  //+
+    std::ostringstream out;  //+
+    for (int i = 0; i < 2; ++i)  //+
+        out << "total " << total + pick<true>(p.a) + pick<false>(p.b)  //+
+            << '\n';  //+ an operator's call that a line of its own starts counts there
+    const char* const greeting =  //+
+        std::strchr("xhello", 'h');  //+ so does a declaration's initialiser
+    out  //+
+        .put(greeting[0]);  //+ and a member call
+    std::printf("%s", out.str().c_str());  //+
+    return 0;  //+
 }

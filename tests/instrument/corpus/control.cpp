@@ -1,87 +1,116 @@
-// control.cpp: loops, branches, switches and jumps with counts that differ.
+// control.cpp: loops, branches, switches, jumps and macros with counts that differ.
+#include <cassert>
 #include <cstdio>
+#include <stdexcept>
 #include <vector>
 
-static int branches(int n)
+#define CHECK(x) do { if (!(x)) throw std::runtime_error(#x); } while (0)
+#define TWICE(s) s; s
+
+static int branches(int n)  //+
 {
-    int s = 0;
-    if (n % 3 == 0)
-        s += 1;
-    else if (n % 3 == 1)
-        s += 2;
+    int s = 0;  //+
+    if (n % 3 == 0)  //+
+        s += 1;  //+
+    else if (n % 3 == 1)  //+
+        s += 2;  //+
     else
-        s += 3;
-    if (n > 5) { s *= 2; } else { s -= 1; }
-    s += n > 7 ? 1 : 0;
-    return s;
+        s += 3;  //+
+    if (n > 5) { s *= 2; } else { s -= 1; }  //+
+    s += n > 7 ? 1 : 0;  //+
+    while (s > 100)  //+
+        s /= 2;  //+
+    do
+        --s;  //+
+    while (s > 50);  //+
+    return s;  //+
 }
 
-static int loops(int n) {
-    int s = 0;
-    for (int i = 0; i < n; ++i)
-        s += i;
-    for (int i = 0; i < n; ++i) s ^= i;
-    int j = n;
-    while (j > 0) {
-        j -= 2;
-        if (j == 3) continue;
-        s += j;
+static int loops(int n) {  //+
+    int s = 0;  //+
+    for (int i = 0; i < n; ++i)  //+
+        s += i;  //+
+    for (int i = 0; i < n; ++i) s ^= i;  //+
+    int j = n;  //+
+    while (j > 0) {  //+
+        j -= 2;  //+
+        if (j == 3) continue;  //+
+        s += j;  //+
     }
     do {
-        ++j;
-    } while (j < 4);
+        ++j;  //+
+    } while (j < 4);  //+
     for (;;) {
-        if (++j > 9) break;
+        if (++j > 9) break;  //+
     }
-    std::vector<int> v(static_cast<size_t>(n % 5 + 1), n);
-    for (int x : v) {
-        if (x % 4 == 0) continue;
-        s += x;
-        if (s > 200) break;
+    while (true) {
+        if (++j > 12) break;  //+
     }
-    for (int k = 0;; ++k) {
-        if (k == n % 3) break;
+    std::vector<int> v(static_cast<size_t>(n % 5 + 1), n);  //+
+    for (int x : v) {  //+
+        if (x % 4 == 0) continue;  //+
+        s += x;  //+
+        if (s > 200) break;  //+
     }
-    int m = 0;
-    for (; m < n % 4;) ++m;
-    return s + m;
+    for (auto x : v) s += x;  //+
+    for (int k = 0;; ++k) {  //+
+        if (k == n % 3) break;  //+
+    }
+    int m = 0;  //+
+    for (; m < n % 4;) ++m;  //+
+#pragma GCC unroll 2
+    for (int x : v)  // gcov: a loop that a pragma governs keeps its header without a probe
+        s += x;  //+
+    return s + m;  //+
 }
 
-static int jumps(int n) {
-    int s = 0;
-    switch (n % 6) {
-    case 0:
-        s += 10;
+static int jumps(int n) {  //+
+    int s = 0;  //+
+    switch (n % 6) {  //+
+    case 0:  //+
+        s += 10;  //+
         // fall through
-    case 1:
-    case 2:
-        s += 20;
-        break;
-    case 3: s += 30; break;
-    default:
-        s = -1;
+    case 1: case 2:  //+
+        s += 20;  //+
+        break;  //+
+    case 3: s += 30; break;  //+
+    default:  //+
+        s = -1;  //+
     }
-    switch (n % 4) {  // without default: "no case" is an outcome too
-    case 0: s += 2; break;
-    case 1: s += 3;
+    switch (n % 4) {  //+ without default: "no case" is an outcome too
+    case 0: s += 2; break;  //+
+    case 1: s += 3;  //+
     }
-    int tries = 0;
-again:
-    ++tries;
-    if (tries < n % 3 + 1) goto again;
-    return s + tries;
+    int tries = 0;  //+
+again:  //+
+    ++tries;  //+
+    if (tries < n % 3 + 1) goto again;  //+
+    if (n == 5) goto done;  //+
+    s *= 2;  //+
+done:  //+
+    return s + tries;  //+
 }
 
-static int a(int x) { return x + 1; } static int b(int x) { return x * 2; }
+static int macros(int n) {  //+
+    CHECK(n >= 0);  //+
+    assert(n < 1000);  //+
+    int s = 0;  //+
+    TWICE(++s);  //+
+    if (n > 3)  //+
+        CHECK(n != 40);  //+
+    return s;  //+
+}
 
-int main() {
-    int total = 0;
-    for (int n = 0; n < 12; ++n) {
-        total += branches(n);
-        total += loops(n);
-        total += jumps(n);
-        total += a(n) + (n % 2 ? b(n) : 0);
+static int a(int x) { return x + 1; } static int b(int x) { return x * 2; }  //+
+
+int main() {  //+
+    int total = 0;  //+
+    for (int n = 0; n < 12; ++n) {  //+
+        total += branches(n);  //+
+        total += loops(n);  //+
+        total += jumps(n) + macros(n);  //+
+        total += a(n) + (n % 2 ? b(n) : 0);  //+
     }
-    std::printf("total %d\n", total);
-    return 0;
+    std::printf("total %d\n", total);  //+
+    return 0;  //+
 }

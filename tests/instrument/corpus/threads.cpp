@@ -5,7 +5,7 @@
 
 static long work(int id) {
     long s = 0;
-    for (int i = 0; i < 20000; ++i)
+    for (int i = 0; i < 200000; ++i)
         s += (i ^ id) & 7;
     return s;
 }

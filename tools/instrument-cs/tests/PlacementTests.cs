@@ -26,17 +26,18 @@ public class PlacementTests
 
     public static TheoryData<string, string> Programs => new()
     {
-        { "statements", """
+        { "statements, branches and jumps", """
             static int Run() {                      //=1
-                int a = 1;                          //=1
                 int b;
-                b = a + 1; a++;                     //=1
                 const int c = 3;
-                return a + b + c;                   //=1
+                b = Pick(1) + Pick(5); b += Pick(9);  //=1
+                b += Kind(1) + Kind(2) + Kind(3) + Kind(7);  //=1
+                int n = 0;                          //=1
+            again:                                  //=3
+                n++;                                //=3
+                if (n < 3) goto again;              //=3
+                return b + c + n;                   //=1
             }
-            """ },
-        { "if and else if", """
-            static int Run() => Pick(1) + Pick(5) + Pick(9);  //=1
             static int Pick(int x) {                //=3
                 if (x < 2)                          //=3
                     return 0;                       //=1
@@ -44,6 +45,19 @@ public class PlacementTests
                     return 1;                       //=1
                 else
                     return 2;                       //=1
+            }
+            static int Kind(object o) {             //=4
+                switch (o)                          //=4
+                {
+                    case 1:                         //=2
+                    case 2:
+                        return 10;                  //=2
+                    case int i when i > 5:          //=1
+                        return i;                   //=1
+                    default:                        //=1
+                        break;                      //=1
+                }
+                return 0;                           //=1
             }
             """ },
         { "loops test their condition", """
@@ -70,23 +84,7 @@ public class PlacementTests
                 return n;                           //=1
             }
             """ },
-        { "switch sections count their first label", """
-            static int Run() => Kind(1) + Kind(2) + Kind(3) + Kind(7);  //=1
-            static int Kind(object o) {             //=4
-                switch (o)                          //=4
-                {
-                    case 1:                         //=2
-                    case 2:
-                        return 10;                  //=2
-                    case int i when i > 5:          //=1
-                        return i;                   //=1
-                    default:                        //=1
-                        break;                      //=1
-                }
-                return 0;                           //=1
-            }
-            """ },
-        { "try, catch and finally", """
+        { "try, using, lock and patterns", """
             static int Run() {                      //=1
                 int n = 0;                          //=1
                 try
@@ -102,54 +100,9 @@ public class PlacementTests
                 {
                     n++;                            //=1
                 }
-                return n;                           //=1
-            }
-            """ },
-        { "expression bodies and lambdas", """
-            static int Run() {                      //=1
-                Func<int, int> twice = x => x * 2;  //=3
-                Action nothing = () => Sink(0);     //=2
-                System.Linq.Expressions.Expression<Func<int, bool>> tree = x => x > 1;  //=1
-                nothing();                          //=1
-                var task = Later();                 //=1
-                task.Wait();                        //=1
-                return twice(1) + twice(2) + Value + Twice(1);  //=1
-            }
-            static int Value => 4;                  //=1
-            static int Twice(int x)                 //=1
-                => x * 2;                           //=1
-            static void Sink(int x) => _ = x;       //=1
-            static async Task Later() => await Task.Yield();  //=1
-            """ },
-        { "iterators and local functions", """
-            static int Run() {                      //=1
-                int sum = 0;                        //=1
-                foreach (int x in Numbers())        //=3
-                    sum += Add(x);                  //=2
-                return sum;                         //=1
-                int Add(int y) => y + 1;            //=2
-            }
-            static IEnumerable<int> Numbers() {     //=1
-                yield return 1;                     //=1
-                yield return 2;                     //=1
-            }
-            """ },
-        { "labels and goto", """
-            static int Run() {                      //=1
-                int n = 0;                          //=1
-            again:                                  //=3
-                n++;                                //=3
-                if (n < 3) goto again;              //=3
-                return n;                           //=1
-            }
-            """ },
-        { "using, lock and patterns", """
-            static int Run() {                      //=1
-                object gate = new object();         //=1
-                int n = 0;                          //=1
                 using (var s = new System.IO.MemoryStream())  //=1
                     n += (int)s.Length;             //=1
-                lock (gate)                         //=1
+                lock (s_gate)                       //=1
                 {
                     n += 1;                         //=1
                 }
@@ -158,10 +111,35 @@ public class PlacementTests
                     n += t.Length;                  //=1
                 return n switch                     //=1
                 {
-                    5 => 50,                        //=1
+                    7 => 50,                        //=1
                     < 0 => throw new ArgumentException(),
                     _ => 0,                         //=0
                 };
+            }
+            static readonly object s_gate = new object();
+            """ },
+        { "expression bodies, lambdas, iterators and local functions", """
+            static int Run() {                      //=1
+                Func<int, int> twice = x => x * 2;  //=3
+                Action nothing = () => Sink(0);     //=2
+                System.Linq.Expressions.Expression<Func<int, bool>> tree = x => x > 1;  //=1
+                nothing();                          //=1
+                var task = Later();                 //=1
+                task.Wait();                        //=1
+                int sum = 0;                        //=1
+                foreach (int x in Numbers())        //=3
+                    sum += Add(x);                  //=2
+                return twice(1) + twice(2) + Value + Twice(1) + sum;  //=1
+                int Add(int y) => y + 1;            //=2
+            }
+            static int Value => 4;                  //=1
+            static int Twice(int x)                 //=1
+                => x * 2;                           //=1
+            static void Sink(int x) => _ = x;       //=1
+            static async Task Later() => await Task.Yield();  //=1
+            static IEnumerable<int> Numbers() {     //=1
+                yield return 1;                     //=1
+                yield return 2;                     //=1
             }
             """ },
     };
@@ -202,20 +180,17 @@ public class PlacementTests
                       new FunctionLines(7, 9, "A.H()"), new FunctionLines(7, 8, "A.H()::{lambda@7}")], result.Functions);
     }
 
+    // "#line default" goes back to the original's name; the probes name it as a C# literal.
     [Fact]
-    public void LineDefaultGoesBackToTheOriginalName()
+    public void LineDefaultGoesBackToTheOriginalNameAndNamesAreLiterals()
     {
-        string source = "class A {\n#line 100 \"other.cs\"\n  int F() => 1;\n#line default\n  int G() => 2;\n}\n";
-        SyntaxTree tree = CSharpSyntaxTree.ParseText(source);
-        Instrumented result = ProbeSites.Place(tree, null, "/src/a.cs");
+        string source = "class A {\n#line 100 \"other.cs\"\n  int F() => 1;\n#line default\n" +
+                        "  int G() => 2;\n}\n";
+        Instrumented result = ProbeSites.Place(CSharpSyntaxTree.ParseText(source), null,
+                                               "/src/a.cs");
         Assert.Contains("#line 5 \"/src/a.cs\"\n  int G()", result.Text);
-    }
-
-    [Fact]
-    public void NamesAreCSharpLiterals()
-    {
-        SyntaxTree tree = CSharpSyntaxTree.ParseText("class A { void F() { } }");
-        Instrumented result = ProbeSites.Place(tree, null, "C:\\src\\\"q\".cs");
+        result = ProbeSites.Place(CSharpSyntaxTree.ParseText("class A { void F() { } }"), null,
+                                  "C:\\src\\\"q\".cs");
         Assert.Contains("mirt_fn_net(\"C:\\\\src\\\\\\\"q\\\".cs\", 1)", result.Text);
     }
 

@@ -25,63 +25,40 @@ TEST(CoverageData, SumsSaturateAtTheLargestCount) {
 }
 
 TEST(CoverageData, SplitsKeysAsTheRuntimeDoes) {
-    EXPECT_EQ(split_key("src/app/main.cpp"), std::make_pair(std::string("src/app"), std::string("main.cpp")));
-    EXPECT_EQ(split_key("C:\\work\\a.cpp"), std::make_pair(std::string("C:\\work\\a.cpp"), std::string("C:\\work\\a.cpp")));
-    EXPECT_EQ(split_key("/a.cpp"), std::make_pair(std::string(""), std::string("a.cpp")));
-    EXPECT_EQ(split_key("dir/"), std::make_pair(std::string("dir"), std::string("")));
+    using Split = std::pair<std::string, std::string>;
+    EXPECT_EQ(split_key("src/app/main.cpp"), Split("src/app", "main.cpp"));
+    EXPECT_EQ(split_key("C:\\work\\a.cpp"), Split("C:\\work\\a.cpp", "C:\\work\\a.cpp"));
+    EXPECT_EQ(split_key("/a.cpp"), Split("", "a.cpp"));
+    EXPECT_EQ(split_key("dir/"), Split("dir", ""));
 }
 
-TEST(CoverageData, TotalsSelectionsAndTheCombinedView) {
-    CoverageSet set = set_of(
-        "=== one\n>>> l\n--- d\n### a\n1,2\n2,0\n### b\n5,1\n3,7\n"
-        "=== two\n>>> l\n--- d\n### a\n2,4\n"
-        "=== three\n>>> l\n9,9\n");
-    Totals one = totals_of(set.find("one")->files);
-    EXPECT_EQ(one.files, 2u);
-    EXPECT_EQ(one.lines, 3u);
-    EXPECT_EQ(one.lines_hit, 2u);
-    EXPECT_EQ(one.hits, 3);
-
-    CoverageSet picked = set.only({"three", "one", "missing"});
-    ASSERT_EQ(picked.tests().size(), 2u);
-    EXPECT_EQ(picked.tests()[0].name, "one");  // the set's order, not the list's
-    EXPECT_EQ(picked.tests()[1].name, "three");
-
-    TestCase all = set.combined("all");
-    EXPECT_EQ(all.files.at("d/a"), (LineCounts{{1, 2}, {2, 4}}));
-    EXPECT_EQ(all.simple_counters, (LineCounts{{3, 7}, {9, 9}}));
-    EXPECT_EQ(all.record_groups, 3u);
-}
-
-class CoverageFiles : public ::testing::Test {
-protected:
-    void SetUp() override { folder = mirt_test::make_temp_folder("report-inputs"); }
-    void TearDown() override { mirt_test::remove_tree(folder); }
-    std::string file(const std::string& name, const std::string& content) {
-        std::string path = mirt_test::join(folder, name);
-        mirt_test::write_file(path, content);
-        return path;
-    }
-    std::string folder;
-};
-
-// Runs spread over machines: the same test case in several files is summed.
-TEST_F(CoverageFiles, FilesAreSummedPerTestCaseFileAndLineUnlessBroken) {
-    std::string a = file("a.out", "=== t\n>>> l\n--- d\n### f\n1,1\n2,0\n=== u\n>>> l\n1,1\n");
+// Runs spread over machines: the same test case in several files is summed,
+// or, for writes without a clear in between, only each file's last group
+// counts; a missing or malformed file adds nothing, not even the good first
+// group of a file that breaks later.
+TEST(CoverageFiles, FilesAreSummedPerTestCaseFileAndLineUnlessBroken) {
+    std::string folder = mirt_test::make_temp_folder("report-inputs");
+    auto file = [&](const std::string& name, const std::string& content) {
+        mirt_test::write_file(mirt_test::join(folder, name), content);
+        return mirt_test::join(folder, name);
+    };
+    std::string a = file("a.out", "=== t\n>>> l\n--- d\n### f\n1,1\n2,0\n=== u\n>>> l\n1,1\n"
+                                  "=== t\n>>> l\n--- d\n### f\n1,3\n");
     std::string b = file("b.out", "=== t\n>>> m\n--- d\n### f\n2,3\n### g\n4,4\n");
-    CoverageSet set;
     std::vector<Diagnostic> diagnostics;
+    CoverageSet set, running;
     ASSERT_TRUE(load_coverage({a, b}, LoadOptions{}, set, diagnostics));
     EXPECT_TRUE(diagnostics.empty());
-    const TestCase* t = set.find("t");
-    ASSERT_NE(t, nullptr);
-    EXPECT_EQ(t->files.at("d/f"), (LineCounts{{1, 1}, {2, 3}}));
-    EXPECT_EQ(t->files.at("d/g"), (LineCounts{{4, 4}}));
-    EXPECT_EQ(t->labels, (std::vector<std::string>{"l", "m"}));
+    EXPECT_EQ(set.find("t")->files.at("d/f"), (LineCounts{{1, 4}, {2, 3}}));
+    EXPECT_EQ(set.find("t")->files.at("d/g"), (LineCounts{{4, 4}}));
+    EXPECT_EQ(set.find("t")->labels, (std::vector<std::string>{"l", "m"}));
     EXPECT_EQ(set.tests().size(), 2u);
+    LoadOptions options;
+    options.running_totals = true;
+    ASSERT_TRUE(load_coverage({a, b}, options, running, diagnostics));
+    EXPECT_EQ(running.find("t")->files.at("d/f"), (LineCounts{{1, 3}, {2, 3}}));
+    EXPECT_EQ(running.find("t")->record_groups, 3u);
 
-    // A missing or malformed file adds nothing, not even the good first
-    // group of a file that breaks later.
     std::string bad = file("bad.out", "=== u\n>>> l\n5,5\n=== v\n>>> l\nnonsense\n");
     CoverageSet partial;
     EXPECT_FALSE(load_coverage({mirt_test::join(folder, "none.out"), bad, b}, LoadOptions{}, partial, diagnostics));
@@ -91,23 +68,7 @@ TEST_F(CoverageFiles, FilesAreSummedPerTestCaseFileAndLineUnlessBroken) {
     EXPECT_EQ(diagnostics[1].line, 6u);
     ASSERT_EQ(partial.tests().size(), 1u);
     EXPECT_EQ(partial.tests()[0].name, "t");
-}
-
-// Writes without a clear in between repeat the totals so far.
-TEST_F(CoverageFiles, RunningTotalsKeepTheLastGroupOfEachFile) {
-    std::string a = file("a.out", "=== t\n>>> l\n--- d\n### f\n1,1\n=== t\n>>> l\n--- d\n### f\n1,3\n2,1\n");
-    std::string b = file("b.out", "=== t\n>>> l\n--- d\n### f\n1,10\n");
-    LoadOptions options;
-    options.running_totals = true;
-    CoverageSet set;
-    std::vector<Diagnostic> diagnostics;
-    ASSERT_TRUE(load_coverage({a, b}, options, set, diagnostics));
-    EXPECT_EQ(set.find("t")->files.at("d/f"), (LineCounts{{1, 13}, {2, 1}}));
-    EXPECT_EQ(set.find("t")->record_groups, 3u);
-
-    CoverageSet summed;
-    ASSERT_TRUE(load_coverage({a}, LoadOptions{}, summed, diagnostics));
-    EXPECT_EQ(summed.find("t")->files.at("d/f"), (LineCounts{{1, 4}, {2, 1}}));
+    mirt_test::remove_tree(folder);
 }
 
 // What merge writes: the runtime's own format, a directory heading only where

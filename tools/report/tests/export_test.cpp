@@ -43,6 +43,8 @@ TEST(LcovExport, TestNameSectionsAndDescriptions) {
     EXPECT_EQ(descriptions.str(), "TN: a_b\nTD: a-b [first] [second]\n");
 }
 
+// Lines per class (file), package (folder) and report: line 0 left out,
+// line 2 of a.cpp summed over the test cases.
 TEST(CoberturaExport, CountsLinesPerClassPackageAndReport) {
     CoverageSet set = set_of(two_tests);
     CoberturaOptions options;
@@ -50,41 +52,35 @@ TEST(CoberturaExport, CountsLinesPerClassPackageAndReport) {
     options.version = "test";
     std::ostringstream out;
     ASSERT_TRUE(write_cobertura(out, set.combined("all"), options));
+    // The document without its indentation.
+    std::string flat;
+    for (const std::string& line : mirt_test::lines_of(out.str()))
+        flat += line.substr(line.find('<')) + "\n";
+    const std::string rates = "line-rate=\"1.0000\" branch-rate=\"0\" complexity=\"0\"";
+    auto file = [&](const char* name, const std::string& lines) {
+        return std::string("<class name=\"") + name + "\" filename=\"src/" + name + "\" " + rates +
+               ">\n<methods/>\n<lines>\n" + lines + "</lines>\n</class>\n";
+    };
+    EXPECT_EQ(flat,
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+              "<!DOCTYPE coverage SYSTEM "
+              "\"http://cobertura.sourceforge.net/xml/coverage-04.dtd\">\n"
+              "<coverage line-rate=\"1.0000\" branch-rate=\"0\" lines-covered=\"3\" "
+              "lines-valid=\"3\" "
+              "branches-covered=\"0\" branches-valid=\"0\" complexity=\"0\" version=\"test\" "
+              "timestamp=\"1700000000\">\n"
+              "<sources>\n<source>.</source>\n</sources>\n<packages>\n"
+              "<package name=\"src\" " + rates + ">\n<classes>\n" +
+              file("a.cpp", "<line number=\"1\" hits=\"2\" branch=\"false\"/>\n"
+                            "<line number=\"2\" hits=\"4\" branch=\"false\"/>\n") +
+              file("b.cpp", "<line number=\"7\" hits=\"1\" branch=\"false\"/>\n") +
+              "</classes>\n</package>\n</packages>\n</coverage>\n");
 
-    tinyxml2::XMLDocument doc;
-    ASSERT_EQ(doc.Parse(out.str().c_str(), out.str().size()), tinyxml2::XML_SUCCESS) << out.str();
-    const tinyxml2::XMLElement* coverage = doc.FirstChildElement("coverage");
-    ASSERT_NE(coverage, nullptr);
-    EXPECT_EQ(coverage->Int64Attribute("lines-valid"), 3);   // src/a.cpp lines 1, 2 and src/b.cpp line 7
-    EXPECT_EQ(coverage->Int64Attribute("lines-covered"), 3);
-    EXPECT_STREQ(coverage->Attribute("line-rate"), "1.0000");
-    EXPECT_EQ(coverage->Int64Attribute("timestamp"), 1700000000);
-    EXPECT_STREQ(coverage->FirstChildElement("sources")->FirstChildElement("source")->GetText(), ".");
-
-    const tinyxml2::XMLElement* package = coverage->FirstChildElement("packages")->FirstChildElement("package");
-    ASSERT_NE(package, nullptr);
-    EXPECT_STREQ(package->Attribute("name"), "src");
-    EXPECT_EQ(package->NextSiblingElement("package"), nullptr);
-    std::vector<std::string> classes;
-    for (auto* c = package->FirstChildElement("classes")->FirstChildElement("class"); c != nullptr;
-         c = c->NextSiblingElement("class"))
-        classes.push_back(std::string(c->Attribute("name")) + "=" + c->Attribute("filename"));
-    EXPECT_EQ(classes, (std::vector<std::string>{"a.cpp=src/a.cpp", "b.cpp=src/b.cpp"}));
-
-    const tinyxml2::XMLElement* a = package->FirstChildElement("classes")->FirstChildElement("class");
-    std::vector<std::pair<int, int64_t>> lines;
-    for (auto* l = a->FirstChildElement("lines")->FirstChildElement("line"); l != nullptr;
-         l = l->NextSiblingElement("line"))
-        lines.emplace_back(l->IntAttribute("number"), l->Int64Attribute("hits"));
-    EXPECT_EQ(lines, (std::vector<std::pair<int, int64_t>>{{1, 2}, {2, 4}}));  // line 0 left out, line 2 summed
-
-    TestCase first = *set.find("unit/parse-1");
-    std::ostringstream one;
-    ASSERT_TRUE(write_cobertura(one, first, options));
-    tinyxml2::XMLDocument single;
-    ASSERT_EQ(single.Parse(one.str().c_str()), tinyxml2::XML_SUCCESS);
-    EXPECT_EQ(single.FirstChildElement("coverage")->Int64Attribute("lines-covered"), 2);
-    EXPECT_STREQ(single.FirstChildElement("coverage")->Attribute("line-rate"), "0.6667");
+    std::ostringstream first;
+    ASSERT_TRUE(write_cobertura(first, *set.find("unit/parse-1"), options));
+    EXPECT_NE(first.str().find("<coverage line-rate=\"0.6667\" branch-rate=\"0\" "
+                               "lines-covered=\"2\" lines-valid=\"3\""),
+              std::string::npos) << first.str();
 }
 
 TEST(CoberturaExport, AnyFileNameGivesWellFormedXml) {

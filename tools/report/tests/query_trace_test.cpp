@@ -12,17 +12,10 @@ using mirt_report_test::set_of;
 
 TEST(LineQueries, ReadFileAndLine) {
     LineQuery q;
-    EXPECT_EQ(parse_line_query("src/a.cpp:12", q), "");
-    EXPECT_EQ(q.file, "src/a.cpp");
-    EXPECT_EQ(q.line, 12);
-    EXPECT_EQ(parse_line_query("C:\\src\\a.cpp:7", q), "");
-    EXPECT_EQ(q.file, "C:\\src\\a.cpp");
-    EXPECT_EQ(q.line, 7);
-    EXPECT_NE(parse_line_query("a.cpp", q), "");
-    EXPECT_NE(parse_line_query(":5", q), "");
-    EXPECT_NE(parse_line_query("a.cpp:", q), "");
-    EXPECT_NE(parse_line_query("a.cpp:1x", q), "");
-    EXPECT_NE(parse_line_query("a.cpp:99999999999", q), "");
+    EXPECT_EQ(parse_line_query("C:\\src\\a.cpp:12", q), "");
+    EXPECT_EQ(q.file + "@" + std::to_string(q.line), "C:\\src\\a.cpp@12");
+    for (const char* bad : {"a.cpp", ":5", "a.cpp:", "a.cpp:1x", "a.cpp:99999999999"})
+        EXPECT_NE(parse_line_query(bad, q), "") << bad;
 }
 
 TEST(LineQueries, FindTheTestCasesThatHitALine) {
@@ -32,33 +25,25 @@ TEST(LineQueries, FindTheTestCasesThatHitALine) {
         "=== third\n>>> l\n--- src\n### a.cpp\n6,0\n"
         "=== windows\n>>> l\n--- C:\\w\\b.cpp\n### C:\\w\\b.cpp\n9,2\n");
 
-    QueryAnswer exact = tests_for(set, LineQuery{"src/a.cpp", 5});
-    ASSERT_EQ(exact.size(), 1u);  // an exact name wins over suffix matches
-    EXPECT_EQ(exact[0].file, "src/a.cpp");
-    EXPECT_TRUE(exact[0].listed);
-    EXPECT_EQ(exact[0].hits, (std::vector<std::pair<std::string, int64_t>>{{"first", 3}, {"second", 8}}));
-
-    QueryAnswer suffix = tests_for(set, LineQuery{"a.cpp", 5});
-    ASSERT_EQ(suffix.size(), 2u);
-    EXPECT_EQ(suffix[0].file, "lib/src/a.cpp");
-    EXPECT_EQ(suffix[0].hits, (std::vector<std::pair<std::string, int64_t>>{{"first", 1}}));
-    EXPECT_EQ(suffix[1].file, "src/a.cpp");
-
-    QueryAnswer unhit = tests_for(set, LineQuery{"src/a.cpp", 6});
-    ASSERT_EQ(unhit.size(), 1u);
-    EXPECT_TRUE(unhit[0].listed);
-    EXPECT_TRUE(unhit[0].hits.empty());
-
-    QueryAnswer unlisted = tests_for(set, LineQuery{"src/a.cpp", 7});
-    ASSERT_EQ(unlisted.size(), 1u);
-    EXPECT_FALSE(unlisted[0].listed);
-
-    QueryAnswer backslash = tests_for(set, LineQuery{"b.cpp", 9});
-    ASSERT_EQ(backslash.size(), 1u);
-    EXPECT_EQ(backslash[0].hits, (std::vector<std::pair<std::string, int64_t>>{{"windows", 2}}));
-
-    EXPECT_TRUE(tests_for(set, LineQuery{"c.cpp", 5}).empty());
-    EXPECT_TRUE(tests_for(set, LineQuery{"rc/a.cpp", 5}).empty());  // a suffix must start after a separator
+    // Each answer as "file hits..." ("unlisted" when no test case lists the line).
+    auto ask = [&](const std::string& file, int32_t line) {
+        std::vector<std::string> found;
+        for (const auto& f : tests_for(set, LineQuery{file, line})) {
+            found.push_back(f.file + (f.listed ? "" : " unlisted"));
+            for (const auto& [test, count] : f.hits)
+                found.back() += " " + test + "=" + std::to_string(count);
+        }
+        return found;
+    };
+    using Found = std::vector<std::string>;
+    // An exact name wins over suffixes.
+    EXPECT_EQ(ask("src/a.cpp", 5), Found{"src/a.cpp first=3 second=8"});
+    EXPECT_EQ(ask("a.cpp", 5), (Found{"lib/src/a.cpp first=1", "src/a.cpp first=3 second=8"}));
+    EXPECT_EQ(ask("src/a.cpp", 6), Found{"src/a.cpp"});
+    EXPECT_EQ(ask("src/a.cpp", 7), Found{"src/a.cpp unlisted"});
+    EXPECT_EQ(ask("b.cpp", 9), Found{"C:\\w\\b.cpp windows=2"});
+    EXPECT_EQ(ask("c.cpp", 5), Found{});
+    EXPECT_EQ(ask("rc/a.cpp", 5), Found{});  // a suffix must start after a separator
 }
 
 // Points are numbered as the runtime numbers them when it reads the file back.

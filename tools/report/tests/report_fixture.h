@@ -19,11 +19,9 @@ struct Parsed {
 };
 
 // Parses text as the coverage file "cov.out".
-inline Parsed parse_text(const std::string& text, bool lenient = false) {
+inline Parsed parse_text(const std::string& text, mirt_report::ParseOptions options = {}) {
     Parsed p;
     std::istringstream in(text);
-    mirt_report::ParseOptions options;
-    options.lenient = lenient;
     p.ok = mirt_report::parse_coverage(
         in, "cov.out", options, [&](mirt_report::TestCase&& g) { p.groups.push_back(std::move(g)); }, p.diagnostics);
     return p;

@@ -42,18 +42,16 @@ static class Native
     // coverage file ("--- dir", "### file", "line,count").
     public static Dictionary<int, long> Counts(string coverageFile, string source)
     {
-        string dir = Path.GetDirectoryName(source)!, file = Path.GetFileName(source);
         string[] lines = File.ReadAllLines(coverageFile);
-        int group = Array.FindLastIndex(lines, l => l.StartsWith("=== "));
         var counts = new Dictionary<int, long>();
-        string? currentDir = null, currentFile = null;
-        foreach (string l in lines.Skip(group + 1))
+        string? dir = null, file = null;
+        foreach (string l in lines.Skip(Array.FindLastIndex(lines, l => l.StartsWith("=== ")) + 1))
         {
-            if (l.StartsWith("--- ")) currentDir = l[4..];
-            else if (l.StartsWith("### ")) currentFile = l[4..];
-            else if (currentDir == dir && currentFile == file && l.Split(',') is [var n, var c]) counts[int.Parse(n)] = long.Parse(c);
-            else if (l.StartsWith(">>> ")) continue;
-            else if (currentFile == file && currentDir == dir) break;
+            if (l.StartsWith("--- ")) dir = l[4..];
+            else if (l.StartsWith("### ")) file = l[4..];
+            else if (dir == Path.GetDirectoryName(source) && file == Path.GetFileName(source) &&
+                     l.Split(',') is [var n, var c])
+                counts[int.Parse(n)] = long.Parse(c);
         }
         return counts;
     }

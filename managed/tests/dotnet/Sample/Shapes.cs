@@ -1,7 +1,5 @@
 // Shapes.cs: code for the coverage tests; "// @name" marks a line that they look up.
 using System;
-using System.Collections.Generic;
-using System.Linq;
 
 namespace Sample
 {
@@ -20,17 +18,6 @@ namespace Sample
             }
         }
 
-        public static int CountBig(IEnumerable<double> sizes, double limit)
-        {
-            int n = 0;
-            foreach (double s in sizes) // @count.foreach
-            {
-                if (s > limit) // @count.if
-                    n++; // @count.inc
-            }
-            return n;
-        }
-
         public static int Halvings(int x)
         {
             int steps = 0;
@@ -41,15 +28,6 @@ namespace Sample
             }
             return steps;
         }
-
-        public static string Describe(int x) => x switch // @describe
-        {
-            < 0 => "negative",
-            0 => "zero",
-            _ => "positive",
-        };
-
-        public static int Total(IEnumerable<int> xs) => xs.Aggregate(0, (a, b) => a + b); // @total
 
         public static void Fail() => throw new InvalidOperationException("from Fail"); // @fail
 
