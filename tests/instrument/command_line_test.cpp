@@ -30,11 +30,17 @@ TEST(CompileCommand, FindsSourcesAndTheirLanguagesButNotOptionValues) {
     CompileCommand x = parse_compile_command({"gcc", "-c", "a.c", "b.C", "x.c++", "dir.c/f", "-x",
                                               "c++", "c.c", "-x", "none", "d.c", "-xassembler",
                                               "e.c", "f.txt"});
-    std::vector<std::string> languages;
-    for (const SourceArg& s : x.sources)
-        languages.push_back(x.args[s.index] + (s.language == Language::c ? " C" : " C++"));
-    EXPECT_EQ(languages,
-              (std::vector<std::string>{"a.c C", "b.C C++", "x.c++ C++", "c.c C++", "d.c C"}));
+    auto languages = [](const CompileCommand& command) {
+        std::vector<std::string> found;
+        for (const SourceArg& s : command.sources)
+            found.push_back(command.args[s.index] + (s.language == Language::c ? " C" : " C++"));
+        return found;
+    };
+    EXPECT_EQ(languages(x), (std::vector<std::string>{"a.c C", "b.C C++", "x.c++ C++", "c.c C++", "d.c C"}));
+    // A C++ driver compiles a.c as C++, unless -x c says otherwise.
+    EXPECT_EQ(languages(parse_compile_command({"/usr/bin/x86_64-w64-mingw32-g++-posix", "-c", "a.c", "-x", "c",
+                                               "b.c"})),
+              (std::vector<std::string>{"a.c C++", "b.c C"}));
 }
 
 TEST(CompileCommand, TellsCompileLinkAndPreprocessSteps) {

@@ -20,6 +20,20 @@ T clamp_sum(const std::vector<T>& v, T limit) {  //+
     return s;  //+
 }
 
+// Inside a template gcc makes an object copied from its initialiser on the
+// declaration's line; a template that nothing instantiates makes no code.
+template <typename T>
+std::string label(T n) {  //+
+    std::string text =  //+
+        std::to_string(n);
+    return text + ";";  //+ gcov: counts two blocks of this line
+}
+
+template <typename T>
+T never_instantiated(T x) {
+    return x * 3;
+}
+
 template <bool B>
 int pick(int x) {  //+
     if constexpr (B &&
@@ -147,10 +161,17 @@ int main(int argc, char**) {  //+
     for (int i = 0; i < 2; ++i)  //+
         out << "total " << total + pick<true>(p.a) + pick<false>(p.b)  //+
             << '\n';  //+ an operator's call that a line of its own starts counts there
-    const char* const greeting =  //+
-        std::strchr("xhello", 'h');  //+ so does a declaration's initialiser
+    const char* const greeting =  // code on the next line only: counted there
+        std::strchr("xhello", 'h');  //+
     out  //+
         .put(greeting[0]);  //+ and a member call
-    std::printf("%s", out.str().c_str());  //+
+    std::string name;  //+
+    name =
+        label(total);  //+ an assignment whose code starts below
+    std::vector<int> sizes(
+        2, total);  //+ a construction: at its closing parenthesis
+    total = total +  //+
+        pick<true>(1);  //+ an operand that calls
+    std::printf("%s%s%zu", out.str().c_str(), name.c_str(), sizes.size());  //+
     return 0;  //+
 }
