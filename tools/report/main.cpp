@@ -392,12 +392,12 @@ int run(int argc, char** argv) {
     app.add_option("--map", s.maps,
                    "line maps of the build: map files or folders searched for *.mirtmap (default: $MIRT_MAP_DIR, "
                    "else the current folder)")
-        ->expected(1)->allow_extra_args(false);
+        ->expected(1)->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--source-root", s.filters.source_root, "file names under this folder are shown relative to it");
     app.add_option("--include", s.filters.include, "only files whose name matches this glob (repeatable)")
-        ->expected(1)->allow_extra_args(false);
+        ->expected(1)->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--exclude", s.filters.exclude, "leave out files whose name matches this glob (repeatable)")
-        ->expected(1)->allow_extra_args(false);
+        ->expected(1)->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--fail-under", s.fail_under, "exit with status 3 when line coverage is below PCT percent")
         ->check(CLI::Range(0.0, 100.0));
     app.add_option("--fail-under-branch", s.fail_under_branch,

@@ -6,9 +6,9 @@
 
 #include <sstream>
 
-#include "changes.h"
-#include "line_map.h"
-#include "report_fixture.h"
+#include "tools/report/changes.h"
+#include "tools/report/line_map.h"
+#include "tools/report/tests/report_fixture.h"
 
 using mirt_test::RunResult;
 using namespace mirt_report;
@@ -111,14 +111,16 @@ TEST_F(MapReport, LcovAndCoberturaCountNeverRunLinesAndFunctions) {
 
 TEST_F(MapReport, FiltersRootsAndExclusionMarkers) {
     mirt_test::write_file(source, "1\n2\n3\n4 // LCOV_EXCL_LINE\n5\n6 LCOV_EXCL_START\n7\n8 LCOV_EXCL_STOP\n9\n");
-    RunResult r = report({"--source-root", folder, "--exclude", "*.c", "summary", "--test", "t1", "run.out"});
+    RunResult r = report({"--source-root", folder, "--exclude", "*.c", "--exclude", "*.h", "summary", "--test",
+                          "t1", "run.out"});
     ASSERT_EQ(r.exit_code, 0) << r.output;
     // Lines 4 and 6 to 8 are excluded, and g(int), which starts on line 6;
     // line 20, past the source's end, stays.
     EXPECT_NE(r.output.find("  1 file, 2 of 3 lines hit (66.6%), 7 hits, 1 of 1 function called\n"
                             "    a.cpp: 2 of 3 lines hit (66.6%), 7 hits, 1 of 1 function called; never run: 9\n"),
               std::string::npos) << r.output;
-    RunResult only_c = report({"--include", "/zz/*", "summary", "--test", "t1", "run.out"});
+    // Each of the options repeats.
+    RunResult only_c = report({"--include", "/zz/*", "--include", "/none/*", "summary", "--test", "t1", "run.out"});
     EXPECT_NE(only_c.output.find("  1 file, 0 of 2 lines hit (0.0%)"), std::string::npos) << only_c.output;
 }
 
