@@ -1,8 +1,8 @@
 // Reading compiler command lines and the compiler's own report.
 #include <gtest/gtest.h>
 
-#include "compile_command.h"
-#include "compiler_query.h"
+#include "tools/instrument/compile_command.h"
+#include "tools/instrument/compiler_query.h"
 
 using namespace mirt_instrument;
 

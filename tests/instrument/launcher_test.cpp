@@ -6,8 +6,8 @@
 
 #include <fstream>
 
-#include "subprocess.h"
-#include "test_support.h"
+#include "tools/instrument/subprocess.h"
+#include "tests/support/test_support.h"
 
 using mirt_instrument::ProcessResult;
 using mirt_instrument::run_process;

@@ -3,9 +3,9 @@
 // Each corpus file marks with //+ (/*+*/ in C89) exactly the lines that must be counted.
 #include <gtest/gtest.h>
 
-#include "instrumenter.h"
-#include "subprocess.h"
-#include "test_support.h"
+#include "tools/instrument/instrumenter.h"
+#include "tools/instrument/subprocess.h"
+#include "tests/support/test_support.h"
 
 using namespace mirt_instrument;
 

@@ -1,7 +1,7 @@
 // Choosing one site per line and writing probes into the text.
 #include <gtest/gtest.h>
 
-#include "probe_text.h"
+#include "tools/instrument/probe_text.h"
 
 using namespace mirt_instrument;
 

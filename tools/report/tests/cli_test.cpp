@@ -1,8 +1,8 @@
 // The mirt-report program itself: its options, and its errors.
 #include <gtest/gtest.h>
 
-#include "report_fixture.h"
-#include "test_support.h"
+#include "tools/report/tests/report_fixture.h"
+#include "tests/support/test_support.h"
 
 using mirt_test::RunResult;
 

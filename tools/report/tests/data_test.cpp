@@ -4,10 +4,10 @@
 #include <limits>
 #include <sstream>
 
-#include "coverage_writer.h"
-#include "inputs.h"
-#include "report_fixture.h"
-#include "test_support.h"
+#include "tools/report/coverage_writer.h"
+#include "tools/report/inputs.h"
+#include "tools/report/tests/report_fixture.h"
+#include "tests/support/test_support.h"
 
 using namespace mirt_report;
 using mirt_report_test::parse_text;

@@ -3,8 +3,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "report_fixture.h"
-#include "test_support.h"
+#include "tools/report/tests/report_fixture.h"
+#include "tests/support/test_support.h"
 
 using mirt_test::RunResult;
 

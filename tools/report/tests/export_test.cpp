@@ -5,9 +5,9 @@
 
 #include <sstream>
 
-#include "cobertura_export.h"
-#include "lcov_export.h"
-#include "report_fixture.h"
+#include "tools/report/cobertura_export.h"
+#include "tools/report/lcov_export.h"
+#include "tools/report/tests/report_fixture.h"
 
 using namespace mirt_report;
 using mirt_report_test::set_of;

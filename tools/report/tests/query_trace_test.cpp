@@ -3,9 +3,9 @@
 
 #include <sstream>
 
-#include "report_fixture.h"
-#include "tests_for.h"
-#include "trace_decoder.h"
+#include "tools/report/tests/report_fixture.h"
+#include "tools/report/tests_for.h"
+#include "tools/report/trace_decoder.h"
 
 using namespace mirt_report;
 using mirt_report_test::set_of;

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "coverage_data.h"
-#include "coverage_parser.h"
-#include "test_support.h"
+#include "tools/report/coverage_data.h"
+#include "tools/report/coverage_parser.h"
+#include "tests/support/test_support.h"
 
 namespace mirt_report_test {
 
