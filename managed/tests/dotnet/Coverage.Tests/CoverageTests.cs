@@ -51,21 +51,31 @@ public sealed class CoverageTests : IDisposable
         Assert.Equal($"{Native.SampleSource}:{Native.Line("here")}", Shapes.Here());
     }
 
+    static string Start(string program, params string[] args)
+    {
+        using var process = Process.Start(new ProcessStartInfo(program, args)
+                                          { RedirectStandardOutput = true, RedirectStandardError = true })!;
+        string shown = process.StandardOutput.ReadToEnd() + process.StandardError.ReadToEnd();
+        process.WaitForExit();
+        return shown;
+    }
+
+    // This process is the host of a C++ and C program built through mirt-cc and run
+    // during the test: one file holds their lines beside the C# lines, and
+    // mirt-report shows each language's never-run lines from its build's maps.
     [Fact]
     public void MirtReportShowsTheLinesThatNeverRan()
     {
-        string output = Run("report", () => Shapes.Area("square", 1));
-        var report = Process.Start(new ProcessStartInfo(Path.Combine(Native.Bin, "mirt-report"),
-                                                        ["--map", Native.SampleMaps, "summary", output])
-        {
-            RedirectStandardOutput = true,
-            RedirectStandardError = true,
-        })!;
-        string shown = report.StandardOutput.ReadToEnd() + report.StandardError.ReadToEnd();
-        report.WaitForExit();
-        Assert.Equal(0, report.ExitCode);
+        string app = Path.Combine(folder_, "app"), sources = Native.AppSources;
+        Start(Path.Combine(Native.Bin, "mirt-cc"), "g++", "-I" + sources, Path.Combine(sources, "main.cpp"),
+              Path.Combine(sources, "util.c"), "-o", app);
+        string output = Run("report", () => { Shapes.Area("square", 1); Start(app, "12"); });
+        string shown = Start(Path.Combine(Native.Bin, "mirt-report"), "--map", Native.SampleMaps, "--map", folder_,
+                             "summary", output);
+        Assert.Matches(@"main\.cpp: 10 of 10 lines hit", shown);
+        Assert.Matches(@"util\.c: 8 of 10 lines hit \(80\.0%\).*never run: 17-18", shown);
         // "never run: 16-17, 56, ..." after the file's line.
-        string never = shown.Split('\n').First(l => l.Contains("never run:"));
+        string never = shown.Split('\n').First(l => l.Contains("Shapes.cs") && l.Contains("never run:"));
         var lines = never[(never.IndexOf("never run:") + 10)..].Split(',', StringSplitOptions.TrimEntries)
             .SelectMany(r => r.Split('-') is [var a, var b] ? Enumerable.Range(int.Parse(a), int.Parse(b) - int.Parse(a) + 1)
                                                              : [int.Parse(r)])

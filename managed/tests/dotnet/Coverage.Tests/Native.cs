@@ -19,11 +19,28 @@ static class Native
     public static string SampleMaps => Path.GetFullPath(Setting("MirtSampleMaps"));
     public static string SampleSource => Path.GetFullPath(Setting("MirtSampleSource"));
 
+    public static string AppSources => Path.GetFullPath(Setting("MirtAppSources"));
+
+    [DllImport("libc", EntryPoint = "setenv")]
+    static extern int SetNative(string name, string value, int overwrite);
+
+    // Set here and in the C library's environment, which the runtime reads
+    // when it loads and which the programs started here inherit.
+    static void SetEnvironment(string name, string value)
+    {
+        Environment.SetEnvironmentVariable(name, value);
+        SetNative(name, value, 1);
+    }
+
     // The wrapper's DllImport("mirt64") finds the library in Bin; the test
-    // process writes its own coverage files and no exit file.
+    // process writes its own coverage files and no exit file. It is the host
+    // of the native programs that the tests start, with a runtime folder of
+    // its own (MIRTHOST names this executable before the runtime loads).
     [ModuleInitializer]
     internal static void Load()
     {
+        SetEnvironment("MIRTHOST", Path.GetFileName(Environment.ProcessPath!));
+        SetEnvironment("TMPDIR", Directory.CreateTempSubdirectory("mirt-host-").FullName);
         NativeLibrary.SetDllImportResolver(typeof(mirt.mirt_dotnet).Assembly, (name, _, _) =>
             name == "mirt64" ? NativeLibrary.Load(Path.Combine(Bin, "libmirt64.so")) : IntPtr.Zero);
         mirt.mirt_dotnet.mirt_allow_shutdown_writing(false);
