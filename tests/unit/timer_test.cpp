@@ -18,50 +18,41 @@ void count_tick() { ++ticks; }
 
 class TimerTest : public ::testing::Test {
 protected:
-    void SetUp() override { ticks = 0; }
     void TearDown() override { stop_timer(id); }
     TimerId id = 0;
 };
 
 }  // namespace
 
-// A stopped timer ticks no more, nor does a held one.
-TEST_F(TimerTest, TicksUntilStoppedOrHeld) {
+// A stopped timer ticks no more, nor does a held one. The process has one
+// timer at a time; a stop of another identifier is ignored.
+TEST_F(TimerTest, TicksUntilStoppedOrHeldOneAtATime) {
     for (void (*end)(TimerId) : {stop_timer, hold_timer}) {
+        ticks = 0;
         id = start_timer(20, count_tick);
         ASSERT_NE(id, 0u);
+        EXPECT_EQ(start_timer(20, count_tick), 0u);
+        stop_timer(id + 1);
         EXPECT_TRUE(pump_until([] { return ticks >= 3; }, 10000));
         end(id);
         int seen = ticks;
         pump_for(200);
         EXPECT_EQ(ticks, seen);
         stop_timer(id);
-        ticks = 0;
     }
+    EXPECT_EQ(start_timer(20, nullptr), 0u);
 }
 
-TEST_F(TimerTest, OneTimerAtATime) {
-    id = start_timer(1000, count_tick);
-    ASSERT_NE(id, 0u);
-    EXPECT_EQ(start_timer(1000, count_tick), 0u);
-    stop_timer(id + 1);  // not this timer: ignored
-    EXPECT_EQ(start_timer(1000, count_tick), 0u);
-    stop_timer(id);
-    id = start_timer(1000, count_tick);
-    EXPECT_NE(id, 0u);
-    EXPECT_EQ(start_timer(1000, nullptr), 0u);
-}
-
+// One tick per ten milliseconds that passed, and one more for a tick that
+// came due while the pump was ending; a 1 ms timer would give ten times as many.
 TEST_F(TimerTest, IntervalsBelowTenMillisecondsBecomeTen) {
     const auto started = std::chrono::steady_clock::now();
     id = start_timer(0, count_tick);
     ASSERT_NE(id, 0u);
     pump_for(300);
     stop_timer(id);
-    const auto elapsed =
-        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started).count();
-    // One tick per ten milliseconds that passed, and one more for a tick that
-    // came due while the pump was ending; a 1 ms timer would give ten times as many.
+    const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
+                             std::chrono::steady_clock::now() - started).count();
     EXPECT_GE(ticks, 1);
     EXPECT_LE(ticks, elapsed / 10 + 2) << elapsed << " ms";
 }

@@ -28,43 +28,33 @@ void slow_tick() {
     --running;
 }
 
-class TimerThreadTest : public ::testing::Test {
-protected:
-    void SetUp() override { test_thread = pthread_self(); }
-    void TearDown() override { stop_timer(id); }
-    TimerId id = 0;
-};
+TimerId start_and_wait_for_a_tick() {
+    test_thread = pthread_self();
+    TimerId id = start_timer(20, slow_tick);
+    EXPECT_TRUE(mirt_test::pump_until([] { return running == 1; }, 10000));
+    return id;
+}
 
 }  // namespace
 
-TEST_F(TimerThreadTest, SlowTicksNeverOverlapAndStopWaitsForThem) {
-    id = start_timer(20, slow_tick);
-    ASSERT_NE(id, 0u);
-    ASSERT_TRUE(mirt_test::pump_until([] { return running == 1 && ticks >= 2; }, 10000));
-    stop_timer(id);
-    EXPECT_EQ(running, 0) << "stop returned while a tick ran";
-    int seen = ticks;
-    usleep(300 * 1000);
-    EXPECT_EQ(ticks, seen);
+TEST(TimerThreadTest, SlowTicksNeverOverlapAndHoldAndStopWaitForThem) {
+    for (void (*end)(TimerId) : {stop_timer, hold_timer}) {
+        TimerId id = start_and_wait_for_a_tick();
+        end(id);
+        EXPECT_EQ(running, 0) << "returned while a tick ran";
+        int seen = ticks;
+        usleep(300 * 1000);
+        EXPECT_EQ(ticks, seen);
+        stop_timer(id);
+    }
     EXPECT_EQ(most_running, 1);
     EXPECT_TRUE(other_thread);
 }
 
-TEST_F(TimerThreadTest, HoldWaitsForTheRunningTick) {
-    id = start_timer(20, slow_tick);
-    ASSERT_TRUE(mirt_test::pump_until([] { return running == 1; }, 10000));
-    hold_timer(id);
-    EXPECT_EQ(running, 0);
-    int seen = ticks;
-    usleep(200 * 1000);
-    EXPECT_EQ(ticks, seen);
-}
-
 // A child forked while a tick runs has no timer thread; holding and
 // stopping there must not wait for the parent's tick.
-TEST_F(TimerThreadTest, ForkedChildStopsWithoutWaiting) {
-    id = start_timer(20, slow_tick);
-    ASSERT_TRUE(mirt_test::pump_until([] { return running == 1; }, 10000));
+TEST(TimerThreadTest, ForkedChildStopsWithoutWaiting) {
+    TimerId id = start_and_wait_for_a_tick();
     pid_t child = fork();
     if (child == 0) {
         alarm(5);
@@ -75,4 +65,5 @@ TEST_F(TimerThreadTest, ForkedChildStopsWithoutWaiting) {
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    stop_timer(id);
 }
