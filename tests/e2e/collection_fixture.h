@@ -8,29 +8,10 @@
 #include <chrono>
 #include <deque>
 #include <filesystem>
-#include <map>
 
 #include "test_support.h"
 
 namespace mirt_test {
-
-// Positive counts of an output file, "file:line" -> count, summed over its
-// record groups; numbered counters are "#:id".
-inline std::map<std::string, long long> line_counts_in(const std::string& text) {
-    std::map<std::string, long long> counts;
-    std::string file = "#";
-    for (const std::string& line : lines_of(text)) {
-        size_t comma = line.find(',');
-        if (line.rfind("### ", 0) == 0) file = line.substr(4);
-        else if (line.rfind("=== ", 0) == 0) file = "#";
-        else if (comma != std::string::npos && line.rfind("--- ", 0) != 0 &&
-                 line.rfind(">>> ", 0) != 0)
-            if (long long n = std::stoll(line.substr(comma + 1)); n > 0)
-                counts[file + ":" + line.substr(0, comma)] += n;
-    }
-    return counts;
-}
-using Counts = std::map<std::string, long long>;
 
 class CollectionTest : public ::testing::Test {
 protected:
@@ -42,10 +23,14 @@ protected:
         folder = make_temp_folder("collection");
         ASSERT_FALSE(folder.empty());
         temp = path("tmp");
+        exit_file = path("exit.out");
         std::filesystem::create_directory(temp);
         env = temp_folder_env(temp);
-        env.insert(env.end(), {{"MIRTHOST", std::nullopt}, {"CodeCoverageAutomation", "1"},
-                               {profile_variable(), path("profile")}});
+        // Exit files go to a private path: other programs write the fixed one.
+        env.insert(env.end(), {{"MIRTHOST", std::nullopt},
+                               {"CodeCoverageAutomation", "1"},
+                               {profile_variable(), path("profile")},
+                               {"MIRT_EXIT_FILE", exit_file}});
         for (const char* name : {"pelvanor.exe", "client.exe"})
             copy_program("probe_app", folder, name);
     }
@@ -91,7 +76,7 @@ protected:
         return pump_until([&] { return data_files('Y') == 0; }, seconds * 1000u);
     }
 
-    std::string folder, temp;
+    std::string folder, temp, exit_file;
     std::vector<EnvChange> env;
     std::deque<Child> children;  // references to them stay valid
 };

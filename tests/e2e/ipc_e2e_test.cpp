@@ -10,7 +10,6 @@ using IpcE2E = CollectionTest;
 // had already ended; a clear empties the clients; a client's final file is
 // merged once and deleted; the host's own end collects every final file.
 TEST_F(IpcE2E, HostGathersClearsAndCollectsAtItsEnd) {
-    remove_file(exit_output_path());
     Child& host = start("pelvanor.exe", {"line",
                                          "host.c",
                                          "1",
@@ -61,10 +60,9 @@ TEST_F(IpcE2E, HostGathersClearsAndCollectsAtItsEnd) {
     ASSERT_TRUE(no_final_files_within(60));
     signal("go3");
     EXPECT_EQ(wait_program(host), 0);
-    EXPECT_EQ(line_counts_in(read_file(exit_output_path())), (Counts{{"a.c:6", 1}, {"b2.c:3", 4}}));
+    EXPECT_EQ(line_counts_in(read_file(exit_file)), (Counts{{"a.c:6", 1}, {"b2.c:3", 4}}));
     signal("b.stop");
     EXPECT_EQ(wait_program(b), 0);
-    remove_file(exit_output_path());
 }
 
 // A killed client and a registration under a process id that belongs to
@@ -74,7 +72,6 @@ TEST_F(IpcE2E, HostGathersClearsAndCollectsAtItsEnd) {
 // at once, its final counts left in a data file that nobody reads; a client
 // that starts after it runs stand-alone and writes its own exit file.
 TEST_F(IpcE2E, GatherEndsWhenDeadClientsAreFoundAndClientsOutliveTheHost) {
-    remove_file(exit_output_path());
     Child& host = start_host();
     ASSERT_TRUE(wait_for("host.ready"));
     auto registered_after = Clock::now();
@@ -102,10 +99,9 @@ TEST_F(IpcE2E, GatherEndsWhenDeadClientsAreFoundAndClientsOutliveTheHost) {
     EXPECT_EQ(wait_program(alive), 0);
     EXPECT_LT(seconds_since(killed), 5.0);
     EXPECT_EQ(data_files('Y'), 1);
-    EXPECT_FALSE(file_exists(exit_output_path()));
+    EXPECT_FALSE(file_exists(exit_file));
     EXPECT_EQ(wait_program(start("client.exe", {"line", "late.c", "4", "2"})), 0);
-    EXPECT_EQ(line_counts_in(read_file(exit_output_path())), (Counts{{"late.c:4", 2}}));
-    remove_file(exit_output_path());
+    EXPECT_EQ(line_counts_in(read_file(exit_file)), (Counts{{"late.c:4", 2}}));
 }
 
 // Each registration here once had the host delete or make files outside its

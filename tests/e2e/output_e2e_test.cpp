@@ -25,7 +25,8 @@ protected:
     }
     RunResult probe(const std::vector<std::string>& args, const std::vector<EnvChange>& env = {},
                     int exit_code = 0) {
-        RunResult r = run_program(join(program_folder(), executable_name("probe_app")), args, env, folder);
+        RunResult r =
+            run_program(join(program_folder(), executable_name("probe_app")), args, env, folder);
         EXPECT_EQ(r.exit_code, exit_code) << r.output;
         return r;
     }
@@ -40,7 +41,8 @@ protected:
 TEST_F(OutputE2E, ExitFileFollowsTheShutdownSwitch) {
     probe({"obj", "scope.cpp", "4", "obj", "scope.cpp", "4", "fn", "3"});
     std::string written = read_file(exit_output_path());
-    ASSERT_EQ(written.rfind("=== mirt_" + executable_name("probe_app") + "_data_", 0), 0u) << written;
+    ASSERT_EQ(written.rfind("=== mirt_" + executable_name("probe_app") + "_data_", 0), 0u)
+        << written;
     EXPECT_NE(written.find("_-1\n>>> unknown\n--- scope.cpp\n### scope.cpp\n4,2\n3,1\n"),
               std::string::npos) << written;
     EXPECT_EQ(read_file(join(folder, "trace.out")),
@@ -65,7 +67,8 @@ TEST_F(OutputE2E, EnvironmentNamesTheExitFileAndTheTestCase) {
     std::string written = read_file(join(folder, names[0]));
     size_t data = written.find("_data_");
     ASSERT_NE(data, std::string::npos) << written;
-    std::string head = "cov-probe_app-" + written.substr(data + 6, written.find("_-1") - data - 6) + "-";
+    std::string head =
+        "cov-probe_app-" + written.substr(data + 6, written.find("_-1") - data - 6) + "-";
     EXPECT_EQ(names[0].rfind(head, 0), 0u) << names[0];
     EXPECT_GT(names[0].size(), head.size() + std::string("-%-%x.out").size());
     EXPECT_EQ(names[0].substr(names[0].size() - 9), "-%-%x.out") << names[0];
@@ -73,7 +76,8 @@ TEST_F(OutputE2E, EnvironmentNamesTheExitFileAndTheTestCase) {
 
     std::string out = join(folder, "named.out");
     probe({"fn", "3", "write", out}, {{"MIRT_EXIT_FILE", out}, {"MIRT_TEST_NAME", "suite.case"}});
-    EXPECT_EQ(read_file(out), "=== suite.case\n>>> unknown\n3,1\n=== suite.case\n>>> unknown\n3,1\n");
+    EXPECT_EQ(read_file(out),
+              "=== suite.case\n>>> unknown\n3,1\n=== suite.case\n>>> unknown\n3,1\n");
     EXPECT_FALSE(file_exists(exit_output_path()));
 }
 
@@ -85,7 +89,8 @@ TEST_F(OutputE2E, UnwritableOutputsAreReportedAndTheProgramGoesOn) {
     write_file(join(folder, "plain"), "a file, not a folder");
     const std::string blocked = join(join(join(folder, "plain"), "sub"), "run.out");
     const std::string full = full_device_path(), good = join(folder, "run.out");
-    std::vector<std::string> args = {"name", "t", "l", "line", "src/a.cpp", "3", "5", "write", blocked};
+    std::vector<std::string> args = {"name", "t", "l",     "line", "src/a.cpp",
+                                     "3",    "5", "write", blocked};
     std::vector<std::string> expected = {"Error: can't open " + blocked};
     if (!full.empty()) {
         args.insert(args.end(), {"write", full});

@@ -37,7 +37,8 @@ TEST(RoleTest, HostShellAndAutomationFromNameAndEnvironment) {
         std::string own = join(folder, std::to_string(++runs));
         std::filesystem::create_directory(own);
         RunResult r = run_program(copy_program("runtime_probe", own, c.name), {"attach", "role"},
-                                  {{"MIRTHOST", c.mirthost}, {"CodeCoverageAutomation", c.automation},
+                                  {{"MIRTHOST", c.mirthost},
+                                   {"CodeCoverageAutomation", c.automation},
                                    {profile_variable(), join(folder, "profile")}});
         ASSERT_EQ(r.exit_code, 0) << r.output;
         int host = -1, shell = -1, automation = -1, started = -1;

@@ -79,6 +79,21 @@ RunResult run_program(const std::string& path, const std::vector<std::string>& a
     return result;
 }
 
+Counts line_counts_in(const std::string& text) {
+    Counts counts;
+    std::string file = "#";
+    for (const std::string& line : lines_of(text)) {
+        size_t comma = line.find(',');
+        if (line.rfind("### ", 0) == 0) file = line.substr(4);
+        else if (line.rfind("=== ", 0) == 0) file = "#";
+        else if (comma != std::string::npos && line.rfind("--- ", 0) != 0 &&
+                 line.rfind(">>> ", 0) != 0)
+            if (long long n = std::stoll(line.substr(comma + 1)); n > 0)
+                counts[file + ":" + line.substr(0, comma)] += n;
+    }
+    return counts;
+}
+
 // The runtime's DLL is found beside the program on Windows; elsewhere there is none.
 std::string copy_program(const std::string& program, const std::string& folder,
                          const std::string& new_name) {

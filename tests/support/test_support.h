@@ -3,6 +3,7 @@
 #define MIRT_TEST_SUPPORT_H
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -25,6 +26,11 @@ void remove_file(const std::string& path);
 void remove_tree(const std::string& path);
 // Lines of text, split at line feeds (a carriage return before one is dropped).
 std::vector<std::string> lines_of(const std::string& text);
+// The positive counts of a coverage file, "file:line" -> count, summed over
+// its record groups. Numbered counters come under the file before them ("#"
+// when there is none): they have no heading.
+using Counts = std::map<std::string, long long>;
+Counts line_counts_in(const std::string& text);
 
 // Copies a test program into folder under a new executable name, with what it
 // needs beside it to start there. Returns the new program's path.
@@ -52,7 +58,8 @@ struct RunResult {
     std::string output;  // standard output and standard error, in order
 };
 RunResult run_program(const std::string& path, const std::vector<std::string>& args,
-                      const std::vector<EnvChange>& env = {}, const std::string& working_folder = "");
+                      const std::vector<EnvChange>& env = {},
+                      const std::string& working_folder = "");
 // Runs body in a forked child and waits for it; false where there is no fork
 // or the child failed.
 bool run_in_forked_child(const std::function<void()>& body);

@@ -119,7 +119,8 @@ TEST_F(AutodumpTest, ConfigurationValuesAndTheirLimits) {
         {section + "TIMEINTERVAL=99999999999\nAUTODUMP=99999999999\n", INT32_MAX, 2465792,
          INT32_MAX},
         {"[mirt_autodump]\r\n  timeinterval = 2 \r\nAutoDump=1\r\n", 120000, 2465792, 1},
-        {section + "no key\nTIMEINTERVAL=\"3\"\nAUTODUMP='2'\n", 180000, 2465792, 2},  // one pair of quotes
+        {section + "no key\nTIMEINTERVAL=\"3\"\nAUTODUMP='2'\n", 180000, 2465792,
+         2},  // one pair of quotes
         {"[OTHER]\nTIMEINTERVAL=9\nAUTODUMP=1\n" + section + "MAXFILESIZE=1\n", 300000, 1048576, 0},
     };
     for (const auto& c : cases) {

@@ -92,9 +92,8 @@ TEST_F(RuntimeTest, DataFileOfAnEmptyProcessIsThreeZeroCounts) {
 // the end are kept with what was read, nothing is made up after it. Counts
 // and lengths that the file cannot hold are cut to what it holds.
 TEST_F(RuntimeTest, DataFileReaderTrustsNoLength) {
-    static char module[] = "mod";
     int lines[] = {10, 20};
-    long long* counters = mirt_reg2(module, 2, lines);
+    long long* counters = mirt_reg2("mod", 2, lines);
     counters[0] = 1;
     counters[1] = 2;
     std::string path = join(folder, "data_N"), cut = join(folder, "cut_N");

@@ -14,13 +14,12 @@ using mirt_test::write_file;
 TEST_F(RuntimeTest, IndexFileNumbersListedPointsAndAppendsNewOnes) {
     write_file(index_path, "a.cpp,10\nb.cpp,20\na.cpp,10\n,5\nno comma here\n" +
                                std::string(1022, 'x') + ",7\nz.cpp,8\n");
-    static char c[] = "c.cpp", a[] = "a.cpp", z[] = "z.cpp", empty[] = "";
     // a.cpp,10 = 1, b.cpp,20 = 2, ",5" (empty name) = 3, ",7" = 4, z.cpp,8 = 5
-    EXPECT_EQ(mirt_obj(c, 30).index, 6);
-    EXPECT_EQ(mirt_obj(a, 10).index, 1);
-    EXPECT_EQ(mirt_obj(empty, 5).index, 3);
-    EXPECT_EQ(mirt_obj(empty, 7).index, 4);
-    EXPECT_EQ(mirt_obj(z, 8).index, 5);
+    EXPECT_EQ(mirt_obj("c.cpp", 30).index, 6);
+    EXPECT_EQ(mirt_obj("a.cpp", 10).index, 1);
+    EXPECT_EQ(mirt_obj("", 5).index, 3);
+    EXPECT_EQ(mirt_obj("", 7).index, 4);
+    EXPECT_EQ(mirt_obj("z.cpp", 8).index, 5);
     EXPECT_EQ(point_hit_table[home_slot(name_fold("a.cpp"), 10)].count, 3u);
     EXPECT_EQ(point_entry_count, 6);
     EXPECT_EQ(index_lines().back(), "c.cpp,30");
@@ -48,10 +47,9 @@ TEST_F(RuntimeTest, PointsConstructedAgainFromOneBufferFollowItsText) {
 TEST_F(RuntimeTest, IndexFileThatCannotBeOpenedForAppendingIsReported) {
     std::string unreachable = join(join(folder, "missing"), "index.txt");
     index_file_path = unreachable.c_str();
-    static char a[] = "a.cpp", b[] = "b.cpp";
     testing::internal::CaptureStdout();
-    EXPECT_EQ(mirt_obj(a, 1).index, 0);
-    EXPECT_EQ(mirt_obj(b, 2).index, 0);
+    EXPECT_EQ(mirt_obj("a.cpp", 1).index, 0);
+    EXPECT_EQ(mirt_obj("b.cpp", 2).index, 0);
     const std::string cannot = "Error: can't fprintf to " + unreachable + "\n";
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "Can't open the index file in append mode.\n" + cannot + cannot);
@@ -65,11 +63,10 @@ TEST_F(RuntimeTest, IndexFileThatCannotBeOpenedForAppendingIsReported) {
 // number on entry and its negation on leaving.
 TEST_F(RuntimeTest, TraceRecordsOfNamedPointScopes) {
     for (int record : {70000, -70000, 1}) trace_append(record);
-    static char outer_name[] = "outer.cpp", inner_name[] = "inner.cpp";
     {
-        mirt_obj outer(outer_name, 1);
-        { mirt_obj inner(inner_name, 2); }
-        mirt_obj copy(inner_name, 2);
+        mirt_obj outer("outer.cpp", 1);
+        { mirt_obj inner("inner.cpp", 2); }
+        mirt_obj copy("inner.cpp", 2);
         copy = outer;  // assignment copies the number and traces nothing
     }
     trace_flush();
@@ -98,8 +95,7 @@ TEST_F(RuntimeTest, TraceFileThatCannotBeCreatedIsReportedAndNotRetried) {
     trace_flush();
     EXPECT_EQ(trace_handle, platform::invalid_file);
     EXPECT_EQ(trace_record_count, 0);
-    static char scope_name[] = "s.cpp";
-    { mirt_obj scope(scope_name, 1); }
+    { mirt_obj scope("s.cpp", 1); }
     std::string out = join(folder, "cov.out");
     mirt_write_coverage_data(out.c_str());
     mirt_write_coverage_data(out.c_str());

@@ -18,8 +18,7 @@ protected:
     void SetUp() override {
         RuntimeTest::SetUp();
         out_path = mirt_test::join(folder, "cov.out");
-        static char name[] = "T", label[] = "";
-        mirt_set_test_name(name, 1, label);
+        mirt_set_test_name("T", 1, "");
     }
     std::string write() {
         mirt_write_coverage_data(out_path.c_str());
@@ -54,8 +53,7 @@ TEST_F(OutputTest, SimpleCountersAndWhenTheFileIsMade) {
     EXPECT_EQ(read_file(nested), group);
 
     // Without a test name the header names the process's data.
-    static char empty[] = "";
-    mirt_set_test_name(empty, 0, empty);
+    mirt_set_test_name("", 0, "");
     set_own_client_number(-1);
     ASSERT_EQ(std::string(process_data_name).rfind("mirt_", 0), 0u);
     mirt_write_coverage_data(nested.c_str());
@@ -64,15 +62,11 @@ TEST_F(OutputTest, SimpleCountersAndWhenTheFileIsMade) {
 }
 
 TEST_F(OutputTest, LocalPointSectionSortsByKeyTextAndLine) {
-    static char main_cpp[] = "src/app/main.cpp", util[] = "src/app/util.cpp";
-    static char back[] = "C:\\work\\a.cpp", xa1[] = "x/a.cpp", xa2[] = "x/a.cpp";
-    static char upper[] = "Src/app/z.cpp";
-    mirt_fn(upper, 4);  // its directory differs from the next key's only in case
-    mirt_fn(util, 3);
-    mirt_fn(main_cpp, 10);
-    mirt_fn(main_cpp, 10);
-    mirt_fn(main_cpp, 2);
-    mirt_fn(back, 1);
+    static char xa1[] = "x/a.cpp", xa2[] = "x/a.cpp";  // one text at two addresses
+    mirt_fn("Src/app/z.cpp", 4);  // its directory differs from the next key's only in case
+    mirt_fn("src/app/util.cpp", 3);
+    for (int line : {10, 10, 2}) mirt_fn("src/app/main.cpp", line);
+    mirt_fn("C:\\work\\a.cpp", 1);
     mirt_fn(xa1, 5);
     mirt_fn(xa2, 5);
     EXPECT_EQ(write(),
@@ -124,13 +118,10 @@ TEST_F(OutputTest, MergedPointSectionGroupsByTextAndFoldsDirectoryCase) {
 }
 
 TEST_F(OutputTest, SourceLineSectionSortsFilesAndSkipsZeroCounts) {
-    static char b[] = "src/b.cpp", a[] = "src/a.cpp", c[] = "Src/c.cpp", bare[] = "Noslash.cpp";
-    mirt_fn2(b, 7);
-    mirt_fn2(b, 7);
-    mirt_fn2(b, -1);
-    mirt_fn2(a, 3);
-    mirt_fn2(c, 1);
-    mirt_fn2(bare, 4);
+    for (int line : {7, 7, -1}) mirt_fn2("src/b.cpp", line);
+    mirt_fn2("src/a.cpp", 3);
+    mirt_fn2("Src/c.cpp", 1);
+    mirt_fn2("Noslash.cpp", 4);
     file_line_table().add_count("src/b.cpp", 9, 9, 0);  // a line with no hits
     file_line_table().file_entry("zero/z.cpp", 10);     // a file with no lines
     EXPECT_EQ(write(),
@@ -141,15 +132,13 @@ TEST_F(OutputTest, SourceLineSectionSortsFilesAndSkipsZeroCounts) {
 }
 
 TEST_F(OutputTest, StaticSectionWritesCountsAboveZeroByLineNumber) {
-    static char two[] = "b/two.cpp", one[] = "A/one.cpp", three[] = "a/three.cpp",
-                four[] = "a/four.cpp";
     static int two_lines[] = {10, 20, 30}, one_lines[] = {1, 2}, three_lines[] = {5},
                four_lines[] = {6, 7};
     static long long two_counts[3], one_counts[2], three_counts[1], four_counts[2];
-    EXPECT_EQ(mirt_reg(two, 3, two_lines, two_counts), 0);
-    EXPECT_EQ(c_mirt_reg(one, 2, one_lines, one_counts), 0);
-    mirt_reg(three, 1, three_lines, three_counts);
-    mirt_reg(four, 2, four_lines, four_counts);
+    EXPECT_EQ(mirt_reg("b/two.cpp", 3, two_lines, two_counts), 0);
+    EXPECT_EQ(c_mirt_reg("A/one.cpp", 2, one_lines, one_counts), 0);
+    mirt_reg("a/three.cpp", 1, three_lines, three_counts);
+    mirt_reg("a/four.cpp", 2, four_lines, four_counts);
     // The callers' own tables are read at the write, uncopied.
     two_counts[1] = 3;
     three_counts[0] = -2;
@@ -166,14 +155,13 @@ TEST_F(OutputTest, StaticSectionWritesCountsAboveZeroByLineNumber) {
 // line, lines ascending; a single registration keeps its own order. The
 // registry holds copies of the lines: the caller's may change afterwards.
 TEST_F(OutputTest, ModuleSectionWritesMergedViews) {
-    static char x[] = "m/x.cpp", y[] = "M/y.cpp", z[] = "m/z.cpp", w[] = "m/w.cpp";
     int x_lines[] = {3, 1}, x_other[] = {1, -4}, y_lines[] = {8}, z_lines[] = {1},
         w_lines[] = {5, 2};
-    long long* xt = mirt_reg2(x, 2, x_lines);
-    long long* xv = mirt_reg2(x, 2, x_other);
-    mirt_reg2(y, 1, y_lines);
-    mirt_reg2(z, 1, z_lines);
-    long long* wt = mirt_reg2(w, 2, w_lines);
+    long long* xt = mirt_reg2("m/x.cpp", 2, x_lines);
+    long long* xv = mirt_reg2("m/x.cpp", 2, x_other);
+    mirt_reg2("M/y.cpp", 1, y_lines);
+    mirt_reg2("m/z.cpp", 1, z_lines);
+    long long* wt = mirt_reg2("m/w.cpp", 2, w_lines);
     xt[0] = 2;
     xv[0] = 5;
     xv[1] = 1;
@@ -189,61 +177,38 @@ TEST_F(OutputTest, ModuleSectionWritesMergedViews) {
               (std::vector<std::string>{"M/y.cpp", "m/w.cpp", "m/x.cpp", "m/z.cpp"}));
 }
 
-// A write resets nothing: the next one appends the totals so far. The
-// point's slot moved to the table's front in the first write and its stale
-// copy stayed at home: both are listed then.
-TEST_F(OutputTest, SectionsComeInTheirFixedOrderAndRepeatHeadings) {
-    static char key[] = "d/p.cpp", module[] = "d/m.cpp", stat[] = "d/s.cpp", file[] = "d/f.cpp";
-    int lines[] = {4};
-    long long own[] = {2};
-    mirt_reg(stat, 1, lines, own);
-    mirt_reg2(module, 1, lines)[0] = 3;
-    mirt_fn2(file, 6);
-    mirt_fn(key, 8);
-    mirt_fn(12);
-    std::string group = "=== T\n>>> unknown\n--- d\n### p.cpp\n8,1\n--- d\n### f.cpp\n6,1\n12,1\n"
-                        "--- d\n### s.cpp\n4,2\n--- d\n### m.cpp\n4,3\n";
-    EXPECT_EQ(write(), group);
-    mirt_fn(12);
-    std::string next = group;
-    next.replace(next.find("12,1"), 4, "12,2");
-    next.replace(next.find("8,1"), 3, "8,1\n8,1");
-    EXPECT_EQ(write(), group + next);
-}
-
 // A clear zeroes every count and keeps every structure: the tables handed
 // out stay valid, the test name stays, points merged from clients and records
 // loaded from them go. Every claimed slot still counts towards the cap.
 TEST_F(OutputTest, ClearZeroesEveryCountAndKeepsEveryStructure) {
-    static char point[] = "d/p.cpp", key[] = "d/k.cpp", module[] = "d/m.cpp", stat[] = "d/s.cpp";
-    static char file[] = "d/f.cpp", name[] = "T", label[] = "label";
+    static char key[] = "d/k.cpp";
     static int lines[] = {5, 6}, other[] = {7};
     static long long own[] = {3, 4};
-    mirt_set_test_name(name, 1, label);
-    mirt_obj named(point, 1);
+    mirt_set_test_name("T", 1, "label");
+    mirt_obj named("d/p.cpp", 1);
     mirt_fn(key, 2);
     mirt_fn(42);
-    mirt_reg(stat, 2, lines, own);
-    long long* table = mirt_reg2(module, 2, lines);
-    long long* variant = mirt_reg2(module, 1, other);
+    mirt_reg("d/s.cpp", 2, lines, own);
+    long long* table = mirt_reg2("d/m.cpp", 2, lines);
+    long long* variant = mirt_reg2("d/m.cpp", 1, other);
     table[0] = 9;
     variant[0] = 2;
     ModuleRecord* attached = create_module_record("d/m.cpp", 1, other);
     attached->counters[0] = 8;
     register_loaded_record(attached);
-    mirt_fn2(file, 3);
+    mirt_fn2("d/f.cpp", 3);
     add_merged_point(merged_point("d/client.cpp", 4, 6));
 
     c_mirt_clear_coverage_data();
     const std::string first = write();
     EXPECT_EQ(first, "=== T\n>>> label\n");
     EXPECT_EQ(point_entry_count, 2);
-    EXPECT_EQ(mirt_reg2(module, 2, lines), table);
-    EXPECT_EQ(mirt_reg2(module, 1, other), variant);
+    EXPECT_EQ(mirt_reg2("d/m.cpp", 2, lines), table);
+    EXPECT_EQ(mirt_reg2("d/m.cpp", 1, other), variant);
     table[1] += 1;
     variant[0] += 1;
     own[1] = 1;
-    mirt_fn2(file, 3);
+    mirt_fn2("d/f.cpp", 3);
     mirt_fn(key, 2);
     mirt_fn(42);
     EXPECT_EQ(write().substr(first.size()),
@@ -251,17 +216,38 @@ TEST_F(OutputTest, ClearZeroesEveryCountAndKeepsEveryStructure) {
                       "--- d\n### m.cpp\n6,1\n7,1\n");
 }
 
-// The formatted line that fails, counted from the header, and the error log
-// line it gives; the printed text names the output path only where the
-// source line is marked so, "mirt.out" elsewhere.
-TEST_F(OutputTest, EveryFailingLineIsReportedWithItsSourceLine) {
-    static char key[] = "d/p.cpp", module[] = "d/m.cpp", stat[] = "d/s.cpp", file[] = "d/f.cpp";
+// One line of each section. The sections come in their fixed order, each
+// with its own headings, and a write resets nothing: the next one appends the
+// totals so far (the point's slot moved to the table's front in the first
+// write, and its stale copy at home is listed too). Then each formatted line
+// that fails, counted from the header, gives its error log line; the printed
+// text names the output path only where marked so, "mirt.out" elsewhere.
+TEST_F(OutputTest, SectionsInTheirOrderAndEveryFailingLineReportedWithItsSourceLine) {
     static int lines[] = {4};
     static long long own[] = {0};
-    mirt_reg(stat, 1, lines, own);
-    long long* table = mirt_reg2(module, 1, lines);
+    mirt_reg("d/s.cpp", 1, lines, own);
+    long long* table = mirt_reg2("d/m.cpp", 1, lines);
+    auto record = [&](bool merged) {
+        mirt_clear_coverage_data();
+        own[0] = 2;
+        table[0] = 3;
+        mirt_fn2("d/f.cpp", 6);
+        mirt_fn("d/p.cpp", 8);
+        mirt_fn(12);
+        if (merged) add_merged_point(merged_point("e/q.cpp", 9, 1));
+    };
+    record(false);
+    const std::string group = "=== T\n>>> unknown\n--- d\n### p.cpp\n8,1\n--- d\n### f.cpp\n6,1\n"
+                              "12,1\n--- d\n### s.cpp\n4,2\n--- d\n### m.cpp\n4,3\n";
+    EXPECT_EQ(write(), group);
+    mirt_fn(12);
+    std::string next = group;
+    next.replace(next.find("12,1"), 4, "12,2");
+    next.replace(next.find("8,1"), 3, "8,1\n8,1");
+    EXPECT_EQ(write(), group + next);
+
     const struct {
-        bool merged;  // a point merged from a client makes the point section the merged one
+        bool merged;  // a point from a client makes the point section the merged one
         int line_number, source_line;
         const char* message;
         bool names_path;
@@ -285,13 +271,7 @@ TEST_F(OutputTest, EveryFailingLineIsReportedWithItsSourceLine) {
         {false, 13, 1131, "can't fprintf to mirt.out.", false},
     };
     for (const auto& c : cases) {
-        mirt_clear_coverage_data();
-        own[0] = 2;
-        table[0] = 3;
-        mirt_fn2(file, 6);
-        mirt_fn(key, 8);
-        mirt_fn(12);
-        if (c.merged) add_merged_point(merged_point("e/q.cpp", 9, 1));
+        record(c.merged);
         mirt_test::remove_file(out_path);
         close_error_log();
         mirt_test::remove_file(error_log_path);
@@ -319,23 +299,21 @@ TEST_F(OutputTest, EveryFailingLineIsReportedWithItsSourceLine) {
 }
 
 TEST_F(OutputTest, WriteFlushesAndClosesTraceAndIndexWhichThenReopen) {
-    static char scope_name[] = "t/scope.cpp", other[] = "t/other.cpp";
-    { mirt_obj scope(scope_name, 1); }
+    { mirt_obj scope("t/scope.cpp", 1); }
     write();
     EXPECT_EQ(trace_handle, 0);  // closed and marked so
     EXPECT_EQ(index_stream, nullptr);
     EXPECT_EQ(read_file(trace_path), std::string("\x01\0\0\xFF\xFF\xFF", 6));
     // Later records and new points go on in the same files.
-    { mirt_obj scope(other, 2); }
+    { mirt_obj scope("t/other.cpp", 2); }
     write();
     EXPECT_EQ(read_file(trace_path), std::string("\x01\0\0\xFF\xFF\xFF\x02\0\0\xFE\xFF\xFF", 12));
     EXPECT_EQ(index_lines(), (std::vector<std::string>{"t/scope.cpp,1", "t/other.cpp,2"}));
 }
 
 TEST_F(OutputTest, WithoutATraceTheIndexStaysOpen) {
-    static char key[] = "k.cpp";
     ASSERT_NE((load_index_file(index_mode_numbering), index_stream), nullptr);
-    mirt_fn(key, 1);
+    mirt_fn("k.cpp", 1);
     write();
     EXPECT_NE(index_stream, nullptr);
     EXPECT_FALSE(trace_created);

@@ -50,12 +50,12 @@ TEST_F(RuntimeTest, PointerKeysReturnTheLastNamedPointsNumberOnce) {
 // Before any named point a pointer-keyed probe returns 0 and never opens the
 // index file; a named point after it finds the index unopened.
 TEST_F(RuntimeTest, PointerKeyedFirstLeavesTheIndexUnopenedForNamedPoints) {
-    static char key[] = "k.cpp", named[] = "n.cpp";
+    static char key[] = "k.cpp";
     EXPECT_EQ(c_mirt_fn(key, 1), 0);
     EXPECT_EQ(mirt_fn(key, 1), 0);
     EXPECT_EQ(index_stream, nullptr);
     testing::internal::CaptureStdout();
-    EXPECT_EQ(mirt_obj(named, 2).index, 0);
+    EXPECT_EQ(mirt_obj("n.cpp", 2).index, 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "Error: can't fprintf to " + index_path + "\n");
     EXPECT_TRUE(logged(828, "can't fprintf to index file"));
@@ -121,16 +121,15 @@ TEST_F(RuntimeTest, TestNameAndLabelAreCutAt255Bytes) {
 // table still has room for every counter the module increments; a missing
 // name is the empty one.
 TEST_F(RuntimeTest, ModuleTablesTakeBadArgumentsSafely) {
-    static char name[] = "empty.cpp";
     int lines[] = {1}, zero_lines[] = {0, 0};
-    long long* a = mirt_reg2(name, 0, nullptr);
+    long long* a = mirt_reg2("empty.cpp", 0, nullptr);
     ASSERT_NE(a, nullptr);
-    EXPECT_EQ(mirt_reg2(name, 0, lines), a);
-    EXPECT_EQ(mirt_reg2(name, -5, lines), a);
-    long long* zeros = mirt_reg2(name, 2, nullptr);
+    EXPECT_EQ(mirt_reg2("empty.cpp", 0, lines), a);
+    EXPECT_EQ(mirt_reg2("empty.cpp", -5, lines), a);
+    long long* zeros = mirt_reg2("empty.cpp", 2, nullptr);
     zeros[0] += 1;
     zeros[1] += 1;
-    EXPECT_EQ(mirt_reg2(name, 2, zero_lines), zeros);
+    EXPECT_EQ(mirt_reg2("empty.cpp", 2, zero_lines), zeros);
     long long* unnamed = mirt_reg2(nullptr, 1, lines);
     EXPECT_EQ(mirt_reg2(nullptr, 1, lines), unnamed);
     EXPECT_EQ(module_names(), (std::vector<std::string>{"empty.cpp", ""}));

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <thread>
 
 #include "test_support.h"
 #include "timer.h"
@@ -13,8 +14,16 @@ using namespace mirt_test;
 
 namespace {
 
-std::atomic<int> ticks{0};
+std::atomic<int> ticks{0}, running{0}, most_running{0};
 void count_tick() { ++ticks; }
+// A tick five times as long as the interval.
+void slow_tick() {
+    int now = ++running;
+    if (now > most_running) most_running = now;
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    ++ticks;
+    --running;
+}
 
 class TimerTest : public ::testing::Test {
 protected:
@@ -24,22 +33,26 @@ protected:
 
 }  // namespace
 
-// A stopped timer ticks no more, nor does a held one. The process has one
-// timer at a time; a stop of another identifier is ignored.
+// A stopped timer ticks no more, nor does a held one, and both wait for a
+// tick that runs on another thread (POSIX); ticks never overlap. The process
+// has one timer at a time; a stop of another identifier is ignored.
 TEST_F(TimerTest, TicksUntilStoppedOrHeldOneAtATime) {
     for (void (*end)(TimerId) : {stop_timer, hold_timer}) {
         ticks = 0;
-        id = start_timer(20, count_tick);
+        id = start_timer(20, slow_tick);
         ASSERT_NE(id, 0u);
         EXPECT_EQ(start_timer(20, count_tick), 0u);
         stop_timer(id + 1);
-        EXPECT_TRUE(pump_until([] { return ticks >= 3; }, 10000));
+        EXPECT_TRUE(pump_until([] { return ticks >= 2; }, 10000));
+        pump_until([] { return running == 1; }, 200);  // seen only where ticks run elsewhere
         end(id);
+        EXPECT_EQ(running, 0) << "returned while a tick ran";
         int seen = ticks;
-        pump_for(200);
+        pump_for(300);
         EXPECT_EQ(ticks, seen);
         stop_timer(id);
     }
+    EXPECT_EQ(most_running, 1);
     EXPECT_EQ(start_timer(20, nullptr), 0u);
 }
 

@@ -24,6 +24,7 @@ protected:
             GTEST_SKIP();
         remove_fixed_files();
         CollectionTest::SetUp();
+        env.push_back({"MIRT_EXIT_FILE", std::nullopt});  // the fixed path is planted on
         chmod(folder.c_str(), 0755);
         chmod(temp.c_str(), 01777);  // a shared temporary folder, as /tmp is
         write_file(path("secret"), "secret\n");
