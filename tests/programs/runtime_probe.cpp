@@ -1,7 +1,7 @@
 // runtime_probe: the runtime's objects driven from the command line, started as the
 // library's loading would: auto-dump with its interval in milliseconds (which the
 // configuration file cannot express), the role chosen, and raw texts to the host's pipe.
-//   attach | detach | role | interval MS | tick | stop | fn N | noexit | write PATH |
+//   attach | detach | role | interval MS | fn N |
 //   waitdumps N (runs the message loop until N test cases were dumped) |
 //   send TEXT (prints "answer=N", "closed" or "nohost") | selfreg NAME (registers this
 //   process's id under another executable's name) | touch PATH | waitfile PATH |
@@ -93,16 +93,8 @@ int main(int argc, char** argv) {
             mirt::stop_autodump();
             mirt::autodump_settings.interval = atoi(next());
             mirt::arm_autodump_timer();
-        } else if (command == "tick") {
-            mirt::autodump_timer_callback();
-        } else if (command == "stop") {
-            mirt::stop_autodump();
         } else if (command == "fn") {
             mirt_fn(atoi(next()));
-        } else if (command == "noexit") {
-            mirt_allow_shutdown_writing(false);
-        } else if (command == "write") {
-            mirt_write_coverage_data(next());
         } else if (command == "waitdumps") {
             uint32_t n = static_cast<uint32_t>(atoi(next()));
             bool done = mirt_test::pump_until([n] { return dumped_test_cases() >= n; }, 20000);

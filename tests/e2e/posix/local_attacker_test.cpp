@@ -42,7 +42,6 @@ protected:
         command.insert(command.begin(), {"-u", "mirt-attacker", "--"});
         return run_program("/usr/sbin/runuser", command).exit_code == 0;
     }
-    std::string private_folder() const { return join(temp, "mirt-" + std::to_string(geteuid())); }
 };
 
 template <typename T>
@@ -67,7 +66,7 @@ TEST_F(LocalAttacker, PlantedLinksAndFifosAreRefused) {
         {join(temp, "trace.out"), "link", {"obj", "p", "1", "write", path("out"), "noexit"}},
         {index_file_path(), "fifo", {"obj", "p", "1", "noexit"}},
         {exit_output_path(), "fifo", {"line", "a.c", "1"}},
-        {private_folder(), "dir", {"line", "a.c", "1"}},  // collection off, and said so
+        {data_file_folder(temp), "dir", {"line", "a.c", "1"}},  // collection off, and said so
     };
     for (const auto& plant : plants) {
         std::string kind = plant.kind;
@@ -88,7 +87,7 @@ TEST_F(LocalAttacker, PlantedLinksAndFifosAreRefused) {
             << reports;
         remove_fixed_files();
         remove_file(join(temp, "trace.out"));
-        remove_tree(private_folder());
+        remove_tree(data_file_folder(temp));
     }
 }
 
@@ -103,7 +102,7 @@ TEST_F(LocalAttacker, PlantedDataFileFifoHoldsNoGather) {
     ASSERT_TRUE(wait_for("c.ready"));
     std::string name = "mirt_client.exe_data_" + std::to_string(client.pid) + "_1_N";
     ASSERT_TRUE(as_attacker({"mkfifo", join(temp, name)}));
-    EXPECT_FALSE(as_attacker({"mkfifo", join(private_folder(), name)}));
+    EXPECT_FALSE(as_attacker({"mkfifo", join(data_file_folder(temp), name)}));
     signal("go");
     ASSERT_TRUE(wait_for("written", 20)) << read_file(path("host.log"));
     EXPECT_EQ(line_counts_in(read_file(path("out")))["client.c:4"], 1);
