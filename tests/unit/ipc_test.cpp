@@ -1,4 +1,6 @@
 // Tests of collection's pieces inside one process: names and messages, named events, data files.
+#include <map>
+
 #include "data_file.h"
 #include "events.h"
 #include "modules.h"
@@ -86,6 +88,41 @@ TEST_F(RuntimeTest, DataFileOfAnEmptyProcessIsThreeZeroCounts) {
     EXPECT_FALSE(merge_data_file(join(folder, "missing_N").c_str()));
     EXPECT_TRUE(merge_data_file(path.c_str()));
     mirt_write_coverage_data(join(folder, "out").c_str());
+}
+
+// A module registered twice travels as one record with summed counts per
+// line; a point whose key is the empty text comes back empty; merging a file
+// twice appends its modules and points twice and adds its line counts twice.
+TEST_F(RuntimeTest, DataFileCarriesModulesPointsAndLines) {
+    int lines_a[] = {2, 1}, lines_b[] = {2, 3};
+    mirt_reg2("m.cpp", 2, lines_a)[0] = 5;
+    long long* b = mirt_reg2("m.cpp", 2, lines_b);
+    b[0] = 7;
+    b[1] = 1;
+    c_mirt_fn("", 4);
+    for (int i = 0; i < 2; ++i) {
+        c_mirt_fn("k.cpp", 9);
+        mirt_fn2("f.cpp", 3);
+    }
+    std::string path = join(folder, "full_N");
+    ASSERT_TRUE(write_data_file(path.c_str()));
+    ASSERT_TRUE(merge_data_file(path.c_str()) && merge_data_file(path.c_str()));
+    ModuleRecord* head = module_registry().at("m.cpp");
+    ASSERT_EQ(head->attached.size(), 2u);
+    for (const ModuleRecord* loaded : head->attached) {
+        ASSERT_EQ(loaded->count, 3);
+        EXPECT_EQ(std::vector<int32_t>(loaded->lines, loaded->lines + 3),
+                  (std::vector<int32_t>{1, 2, 3}));
+        EXPECT_EQ(std::vector<long long>(loaded->counters, loaded->counters + 3),
+                  (std::vector<long long>{0, 12, 1}));
+    }
+    EXPECT_EQ(module_names().size(), 1u);
+    std::map<std::pair<std::string, int32_t>, uint64_t> points,
+        expected{{{"", 4}, 2}, {{"k.cpp", 9}, 4}};
+    for (const PointHitEntry* p : merged_points()) points[{key_text(p->key), p->line}] += p->count;
+    EXPECT_EQ(merged_points().size(), 4u);
+    EXPECT_EQ(points, expected);
+    EXPECT_EQ(file_line_table().find("f.cpp")->at(3), 6);
 }
 
 // Cut at every length, the file merges without harm: entries begun before

@@ -39,6 +39,7 @@ int failing_vprintf(FILE* stream, const char* format, va_list args) {
 // Simple counters are written from 1 on without headings; counter 0 counts
 // but is never written; a write appends, making missing folders on the way.
 TEST_F(OutputTest, SimpleCountersAndWhenTheFileIsMade) {
+    mirt_clear_coverage_data();  // before any probe: every store stays absent
     mirt_write_coverage_data(out_path.c_str());
     EXPECT_FALSE(mirt_test::file_exists(out_path)) << "nothing recorded: no file";
     mirt_write_coverage_data(nullptr);  // no path: nothing at all
@@ -136,6 +137,7 @@ TEST_F(OutputTest, StaticSectionWritesCountsAboveZeroByLineNumber) {
                four_lines[] = {6, 7};
     static long long two_counts[3], one_counts[2], three_counts[1], four_counts[2];
     EXPECT_EQ(mirt_reg("b/two.cpp", 3, two_lines, two_counts), 0);
+    EXPECT_EQ(c_mirt_reg("b/two.cpp", 3, two_lines, two_counts), 0);  // two registrations
     EXPECT_EQ(c_mirt_reg("A/one.cpp", 2, one_lines, one_counts), 0);
     mirt_reg("a/three.cpp", 1, three_lines, three_counts);
     mirt_reg("a/four.cpp", 2, four_lines, four_counts);
@@ -147,7 +149,7 @@ TEST_F(OutputTest, StaticSectionWritesCountsAboveZeroByLineNumber) {
     EXPECT_EQ(write(),
               "=== T\n>>> unknown\n"
               "--- a\n### four.cpp\n6,1\n7,2\n"
-              "--- b\n### two.cpp\n20,3\n");
+              "--- b\n### two.cpp\n20,3\n### two.cpp\n20,3\n");
     EXPECT_STREQ(static_registrations()[0].name, "A/one.cpp");  // left sorted by name
 }
 
@@ -202,6 +204,7 @@ TEST_F(OutputTest, ClearZeroesEveryCountAndKeepsEveryStructure) {
     c_mirt_clear_coverage_data();
     const std::string first = write();
     EXPECT_EQ(first, "=== T\n>>> label\n");
+    EXPECT_TRUE(module_registry().at("d/m.cpp")->attached.empty());
     EXPECT_EQ(point_entry_count, 2);
     EXPECT_EQ(mirt_reg2("d/m.cpp", 2, lines), table);
     EXPECT_EQ(mirt_reg2("d/m.cpp", 1, other), variant);
