@@ -156,10 +156,12 @@ bool pump_until(const std::function<bool()>& done, unsigned timeout_ms) {
     while (!done()) {
         DWORD spent = GetTickCount() - start;
         if (spent >= timeout_ms) return false;
-        MsgWaitForMultipleObjects(0, nullptr, FALSE,
-                                  timeout_ms - spent < 5 ? timeout_ms - spent : 5, QS_ALLINPUT);
+        // One message at a time: a tick longer than its interval would
+        // otherwise keep the dispatch busy for ever.
+        MsgWaitForMultipleObjectsEx(0, nullptr, timeout_ms - spent < 5 ? timeout_ms - spent : 5,
+                                    QS_ALLINPUT, MWMO_INPUTAVAILABLE);
         MSG message;
-        while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&message);
+        if (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&message);
     }
     return true;
 }
