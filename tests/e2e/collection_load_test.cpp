@@ -1,39 +1,32 @@
-// Collection under load: fifty clients at a time register, count and end
-// against one host for a minute.
+// Collection under load: fifty clients at a time register, count and end against one host
+// for a minute.
 #include "collection_fixture.h"
 
 using namespace mirt_test;
 
 // Every client counts its own line (its number) 1 to 3 times and ends; its
-// final data goes to the host as it ends. After the minute, the host's output
-// holds every client's counts exactly, and no data file is left over.
+// final data goes to the host as it ends (the monitors merge each final file
+// as its EXITING signal comes). After the minute, the host's output holds
+// every client's counts exactly, and no data file is left over.
 TEST_F(CollectionTest, FiftyClientsCyclingForAMinute) {
-    constexpr int at_once = 50;
-    const auto minute = std::chrono::seconds(60);
     Child& host = start_host();
     ASSERT_TRUE(wait_for("host.ready"));
-
-    std::map<std::string, long long> expected;
+    Counts expected;
     std::deque<Child> running;
     int started = 0, failed = 0;
-    auto launch = [&] {
-        ++started;
-        long long times = 1 + started % 3;
-        running.push_back(start_program(path("client.exe"),
-                                        {"line", "cycle.c", std::to_string(started), std::to_string(times)}, env));
-        expected["cycle.c:" + std::to_string(started)] = times;
-    };
-    auto begin = Clock::now();
-    while (Clock::now() - begin < minute) {
-        while (running.size() < at_once) launch();
-        if (wait_program(running.front()) != 0) ++failed;
+    for (auto begin = Clock::now(); Clock::now() - begin < std::chrono::seconds(60);) {
+        while (running.size() < 50) {
+            std::string line = std::to_string(++started), times = std::to_string(1 + started % 3);
+            running.push_back(
+                start_program(path("client.exe"), {"line", "cycle.c", line, times}, env));
+            expected["cycle.c:" + line] = 1 + started % 3;
+        }
+        failed += wait_program(running.front()) != 0;
         running.pop_front();
     }
-    for (Child& c : running)
-        if (wait_program(c) != 0) ++failed;
+    for (Child& c : running) failed += wait_program(c) != 0;
     EXPECT_EQ(failed, 0);
-    // The monitors merge each final file as its EXITING signal comes.
-    EXPECT_TRUE(wait_until([&] { return data_files('Y') == 0; }, 30)) << data_files('Y') << " final files left";
+    EXPECT_TRUE(no_final_files_within(30)) << data_files('Y') << " final files left";
 
     signal("go");
     ASSERT_TRUE(wait_for("written"));

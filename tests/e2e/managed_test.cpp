@@ -15,7 +15,8 @@ TEST(Managed, ManagedHitsLandWhereNativeHitsOfTheSameNamesLand) {
     ASSERT_EQ(managed.exit_code, 0) << managed.output;
 
     // The same hits, made by a native program with the names as they should arrive.
-    std::vector<std::string> calls{"line", "src/managed/Program.cs", "12", "3", "line", "src/managed/Caf?.cs", "3"};
+    std::vector<std::string> calls{"line", "src/managed/Program.cs", "12", "3",
+                                   "line", "src/managed/Caf?.cs",    "3"};
     std::string longest = "src/managed/Lengths_abcdefghijklmnopq.cs";
     for (size_t n = 1; n <= longest.size(); ++n) {
         calls.insert(calls.end(), {"line", longest.substr(0, n), std::to_string(n)});

@@ -1,5 +1,6 @@
-// Coverage files written by real programs that load the real library, and outputs that
-// cannot be written, reported while the program carries on with its counts intact.
+// Coverage files that real programs loading the real library write at their exit, and
+// outputs that cannot be written, reported while the program carries on with its counts.
+// (The bytes of each section are the unit tests' part.)
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -22,9 +23,11 @@ protected:
         remove_file(exit_output_path());
         remove_file(index_file_path());
     }
-    RunResult probe(const std::vector<std::string>& args) {
-        RunResult r = run_program(join(program_folder(), executable_name("probe_app")), args, {}, folder);
-        EXPECT_EQ(r.exit_code, 0) << r.output;
+    RunResult probe(const std::vector<std::string>& args, const std::vector<EnvChange>& env = {},
+                    int exit_code = 0) {
+        RunResult r =
+            run_program(join(program_folder(), executable_name("probe_app")), args, env, folder);
+        EXPECT_EQ(r.exit_code, exit_code) << r.output;
         return r;
     }
     std::string folder;
@@ -32,95 +35,66 @@ protected:
 
 }  // namespace
 
-TEST_F(OutputE2E, SameCallsWriteTheSameBytesOnEverySystem) {
-    std::string out = join(folder, "run.out");
-    probe({"name", "suite.first", "label", "fn", "5", "fn", "5", "key", "src/app/main.cpp", "10", "line",
-           "src/app/util.cpp", "3", "2", "reg2", "lib/mod.cpp", "4,2", "reg", "Lib/static.cpp", "9", "write", out,
-           "clear", "name", "suite.second", "", "fn", "7", "write", out, "noexit"});
-    EXPECT_EQ(read_file(out),
-              "=== suite.first\n>>> label\n"
-              "--- src/app\n### main.cpp\n10,1\n"
-              "--- src/app\n### util.cpp\n3,2\n"
-              "5,2\n"
-              "--- Lib\n### static.cpp\n9,1\n"
-              "--- lib\n### mod.cpp\n4,1\n2,1\n"  // a single registration keeps its own order
-              "=== suite.second\n>>> unknown\n"
-              "7,1\n");
-    EXPECT_FALSE(file_exists(exit_output_path()));
-}
-
-// The exit write follows the shutdown switch; a process that recorded
-// nothing leaves no file at all.
+// The exit write follows the shutdown switch and flushes and closes the
+// trace; its header names the process by its data name (executable,
+// process id, -1). A process that recorded nothing leaves no file at all.
 TEST_F(OutputE2E, ExitFileFollowsTheShutdownSwitch) {
-    probe({"fn", "3"});
+    probe({"obj", "scope.cpp", "4", "obj", "scope.cpp", "4", "fn", "3"});
     std::string written = read_file(exit_output_path());
-    // The header names the process by its data name: executable, process id, -1.
-    ASSERT_EQ(written.rfind("=== mirt_" + executable_name("probe_app") + "_data_", 0), 0u) << written;
-    EXPECT_NE(written.find("_-1\n>>> unknown\n3,1\n"), std::string::npos) << written;
-    remove_file(exit_output_path());
-
-    probe({"fn", "3", "noexit"});
-    EXPECT_FALSE(file_exists(exit_output_path()));
-    std::string out = join(folder, "none.out");
-    probe({"write", out});
-    EXPECT_FALSE(file_exists(out));
-    EXPECT_FALSE(file_exists(exit_output_path()));
-}
-
-TEST_F(OutputE2E, ExitWriteClosesTheTraceAfterFlushingIt) {
-    // Trace records only reach the file through a write; the exit write flushes them.
-    probe({"obj", "scope.cpp", "4", "obj", "scope.cpp", "4"});
-    EXPECT_EQ(read_file(join(folder, "trace.out")), std::string("\x01\0\0\xFF\xFF\xFF\x01\0\0\xFF\xFF\xFF", 12));
-    EXPECT_NE(read_file(exit_output_path()).find("--- scope.cpp\n### scope.cpp\n4,2\n"), std::string::npos);
+    ASSERT_EQ(written.rfind("=== mirt_" + executable_name("probe_app") + "_data_", 0), 0u)
+        << written;
+    EXPECT_NE(written.find("_-1\n>>> unknown\n--- scope.cpp\n### scope.cpp\n4,2\n3,1\n"),
+              std::string::npos) << written;
+    EXPECT_EQ(read_file(join(folder, "trace.out")),
+              std::string("\x01\0\0\xFF\xFF\xFF\x01\0\0\xFF\xFF\xFF", 12));
+    // Other programs write the fixed path too: from here on a private one.
+    const std::vector<EnvChange> exit_file = {{"MIRT_EXIT_FILE", join(folder, "exit.out")}};
+    probe({"fn", "3", "noexit"}, exit_file);
+    probe({"write", join(folder, "none.out")}, exit_file);
+    EXPECT_FALSE(file_exists(join(folder, "none.out")) || file_exists(join(folder, "exit.out")));
 }
 
 // MIRT_EXIT_FILE moves the exit write to a file named by a pattern, and
 // MIRT_TEST_NAME names the test case of writes for which the program set none.
 TEST_F(OutputE2E, EnvironmentNamesTheExitFileAndTheTestCase) {
-    std::string pattern = join(folder, "cov-%e-%p-%h-%%-%x.out");
-    RunResult r = run_program(join(program_folder(), executable_name("probe_app")), {"fn", "3"},
-                              {{"MIRT_EXIT_FILE", pattern}}, folder);
-    ASSERT_EQ(r.exit_code, 0) << r.output;
+    probe({"fn", "3"}, {{"MIRT_EXIT_FILE", join(folder, "cov-%e-%p-%h-%%-%x.out")}});
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename().string());
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
     ASSERT_EQ(names.size(), 1u);
     std::string written = read_file(join(folder, names[0]));
     size_t data = written.find("_data_");
     ASSERT_NE(data, std::string::npos) << written;
-    std::string pid = written.substr(data + 6, written.find("_-1") - data - 6);
-    std::string head = "cov-probe_app-" + pid + "-";
+    std::string head =
+        "cov-probe_app-" + written.substr(data + 6, written.find("_-1") - data - 6) + "-";
     EXPECT_EQ(names[0].rfind(head, 0), 0u) << names[0];
     EXPECT_GT(names[0].size(), head.size() + std::string("-%-%x.out").size());
     EXPECT_EQ(names[0].substr(names[0].size() - 9), "-%-%x.out") << names[0];
-    EXPECT_FALSE(file_exists(exit_output_path()));
 
     std::string out = join(folder, "named.out");
-    r = run_program(join(program_folder(), executable_name("probe_app")), {"fn", "3", "write", out},
-                    {{"MIRT_EXIT_FILE", out}, {"MIRT_TEST_NAME", "suite.case"}}, folder);
-    ASSERT_EQ(r.exit_code, 0) << r.output;
-    EXPECT_EQ(read_file(out), "=== suite.case\n>>> unknown\n3,1\n=== suite.case\n>>> unknown\n3,1\n");
-    EXPECT_FALSE(file_exists(exit_output_path()));
+    probe({"fn", "3", "write", out}, {{"MIRT_EXIT_FILE", out}, {"MIRT_TEST_NAME", "suite.case"}});
+    EXPECT_EQ(read_file(out),
+              "=== suite.case\n>>> unknown\n3,1\n=== suite.case\n>>> unknown\n3,1\n");
 }
 
+// A folder that cannot be made (a file holds its name), even for a user whom
+// permissions do not stop; and a device where every write finds the disk
+// full, where there is one: that takes the buffered record group when the
+// file is closed.
 TEST_F(OutputE2E, UnwritableOutputsAreReportedAndTheProgramGoesOn) {
-    // A folder that cannot be made (a file holds its name), even for a user
-    // whom permissions do not stop; and a device where every write finds the
-    // disk full, where there is one.
     write_file(join(folder, "plain"), "a file, not a folder");
     const std::string blocked = join(join(join(folder, "plain"), "sub"), "run.out");
-    const std::string full = full_device_path();
-    const std::string good = join(folder, "run.out");
-
-    std::vector<std::string> args = {"name", "t", "l", "line", "src/a.cpp", "3", "5", "write", blocked};
-    if (!full.empty()) args.insert(args.end(), {"write", full});
+    const std::string full = full_device_path(), good = join(folder, "run.out");
+    std::vector<std::string> args = {"name", "t", "l",     "line", "src/a.cpp",
+                                     "3",    "5", "write", blocked};
+    std::vector<std::string> expected = {"Error: can't open " + blocked};
+    if (!full.empty()) {
+        args.insert(args.end(), {"write", full});
+        expected.push_back("Error: can't close " + full);
+    }
     args.insert(args.end(), {"line", "src/a.cpp", "3", "2", "write", good, "noexit", "exit", "7"});
     const size_t log_before = read_file(error_log_path()).size();
-    RunResult r = run_program(join(program_folder(), executable_name("probe_app")), args, {}, folder);
-
-    EXPECT_EQ(r.exit_code, 7) << r.output;  // it ran to its own end
-    std::vector<std::string> expected = {"Error: can't open " + blocked};
-    // A full disk takes the buffered record group when the file is closed.
-    if (!full.empty()) expected.push_back("Error: can't close " + full);
+    RunResult r = probe(args, {}, 7);  // it ran to its own end
     EXPECT_EQ(lines_of(r.output), expected);
     EXPECT_EQ(read_file(good), "=== t\n>>> l\n--- src\n### a.cpp\n3,7\n");
     const std::string log = read_file(error_log_path()).substr(log_before);

@@ -1,48 +1,52 @@
 // runtime_probe: the runtime's objects driven from the command line, started as the
 // library's loading would: auto-dump with its interval in milliseconds (which the
 // configuration file cannot express), the role chosen, and raw texts to the host's pipe.
-//   attach | detach | role | settings | interval MS | tick | stop | fn N | noexit |
-//   write PATH | waitdumps N (run the message loop until N test cases were dumped) |
-//   waitclear N (run the message loop until counter N was cleared) |
+//   attach | detach | role | interval MS | fn N |
+//   waitdumps N (runs the message loop until N test cases were dumped) |
 //   send TEXT (prints "answer=N", "closed" or "nohost") | selfreg NAME (registers this
-//   process's id under another executable's name) | touch PATH | waitfile PATH
+//   process's id under another executable's name) | touch PATH | waitfile PATH |
+//   silent N PATH (opens up to N connections to the host's pipe and sends nothing; once
+//   the host has closed them, writes "open=M dropped=K" to PATH)
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "attach.h"
 #include "autodump.h"
 #include "mirt64.h"
 #include "pipe.h"
-#include "point_table.h"
 #include "process.h"
 #include "process_state.h"
 #include "role.h"
 #include "test_support.h"
 
-namespace {
-constexpr unsigned wait_limit_ms = 20000;
+using namespace mirt::platform;
 
+namespace {
 uint32_t dumped_test_cases() {
     std::string bytes = mirt_test::read_file(mirt::autodump_paths.testcase_counter);
-    if (bytes.size() != 4) return 0;
     uint32_t n = 0;
-    for (int i = 3; i >= 0; --i) n = n << 8 | static_cast<unsigned char>(bytes[static_cast<size_t>(i)]);
+    for (size_t i = bytes.size() == 4 ? 4 : 0; i-- > 0;)
+        n = n << 8 | static_cast<uint8_t>(bytes[i]);
     return n;
 }
 
-// The timer thread (POSIX) clears while this thread reads.
-bool counter_cleared(int id) {
-    const uint64_t* counts = mirt::simple_counts();
-    return counts == nullptr || __atomic_load_n(&counts[id], __ATOMIC_RELAXED) == 0;
+// A connection to the host. A host that has just started may not listen yet,
+// and under Windows each connection waits for the host to make an instance.
+PipeHandle connect() {
+    PipeHandle pipe = invalid_pipe;
+    PipeOpen opened = open_host_pipe(&pipe);
+    for (int wait = 0; opened != PipeOpen::opened && wait < 60; ++wait) {
+        wait_for_host_pipe(500);
+        opened = open_host_pipe(&pipe);
+    }
+    return opened == PipeOpen::opened ? pipe : invalid_pipe;
 }
 
 void send(const std::string& text) {
-    using namespace mirt::platform;
-    PipeHandle pipe = invalid_pipe;
-    PipeOpen opened;
-    while ((opened = open_host_pipe(&pipe)) == PipeOpen::busy) wait_for_host_pipe(500);
-    if (opened != PipeOpen::opened) {
+    PipeHandle pipe = connect();
+    if (pipe == invalid_pipe) {
         printf("nohost\n");
         return;
     }
@@ -50,13 +54,25 @@ void send(const std::string& text) {
     write_message(pipe, text.c_str(), text.size() + 1);
     char answer[4096];
     long got = read_message(pipe, answer, sizeof answer - 1);
-    if (got > 0) {
-        answer[got] = '\0';
-        printf("answer=%s\n", answer);
-    } else {
-        printf("closed\n");
-    }
+    if (got > 0) printf("answer=%.*s\n", static_cast<int>(got), answer);
+    else printf("closed\n");
     close_pipe(pipe);
+}
+
+void silent(int connections, const char* report_path) {
+    std::vector<PipeHandle> open;
+    for (int i = 0; i < connections; ++i) {
+        if (PipeHandle pipe = connect(); pipe != invalid_pipe) open.push_back(pipe);
+    }
+    int dropped = 0;
+    for (PipeHandle pipe : open) {
+        char byte;
+        if (read_message(pipe, &byte, 1) <= 0) ++dropped;
+        close_pipe(pipe);
+    }
+    std::string report =
+        "open=" + std::to_string(open.size()) + " dropped=" + std::to_string(dropped);
+    mirt_test::write_file(report_path, report);
 }
 }  // namespace
 
@@ -71,38 +87,25 @@ int main(int argc, char** argv) {
             mirt::process_detach();
         } else if (command == "role") {
             printf("host=%d shell=%d automation=%d roles_started=%d data_name=%s\n", mirt::is_host,
-                   mirt::is_shell_process() ? 1 : 0, mirt::automation_mode ? 1 : 0, mirt::roles_started,
-                   mirt::get_process_data_name());
-        } else if (command == "settings") {
-            const mirt::AutodumpSettings& s = mirt::autodump_settings;
-            printf("interval=%d size=%u switch=%d running=%d\n", s.interval, s.max_file_size, s.dump_switch,
-                   s.timer_running ? 1 : 0);
+                   mirt::is_shell_process() ? 1 : 0, mirt::automation_mode ? 1 : 0,
+                   mirt::roles_started, mirt::get_process_data_name());
         } else if (command == "interval") {
             mirt::stop_autodump();
             mirt::autodump_settings.interval = atoi(next());
             mirt::arm_autodump_timer();
-        } else if (command == "tick") {
-            mirt::autodump_timer_callback();
-        } else if (command == "stop") {
-            mirt::stop_autodump();
         } else if (command == "fn") {
             mirt_fn(atoi(next()));
-        } else if (command == "noexit") {
-            mirt_allow_shutdown_writing(false);
-        } else if (command == "write") {
-            mirt_write_coverage_data(next());
         } else if (command == "waitdumps") {
             uint32_t n = static_cast<uint32_t>(atoi(next()));
-            bool done = mirt_test::pump_until([n] { return dumped_test_cases() >= n; }, wait_limit_ms);
+            bool done = mirt_test::pump_until([n] { return dumped_test_cases() >= n; }, 20000);
             printf(done ? "dumped\n" : "timeout\n");
-        } else if (command == "waitclear") {
-            int id = atoi(next());
-            bool done = mirt_test::pump_until([id] { return counter_cleared(id); }, wait_limit_ms);
-            printf(done ? "cleared\n" : "timeout\n");
         } else if (command == "send") {
             send(next());
         } else if (command == "selfreg") {
-            send("CR:" + std::string(next()) + ":" + std::to_string(mirt::platform::current_process_id()));
+            send("CR:" + std::string(next()) + ":" + std::to_string(current_process_id()));
+        } else if (command == "silent") {
+            int connections = atoi(next());
+            silent(connections, next());
         } else if (command == "touch") {
             mirt_test::write_file(next(), "");
         } else if (command == "waitfile") {

@@ -1,21 +1,22 @@
-// Tests of auto-dump: paths, configuration file, counter files, numbered output files.
+// Tests of auto-dump: configuration file, counter files, numbered output files. On Windows
+// the configuration is read by the system's own profile calls, which the POSIX INI reader
+// must match.
 #include <climits>
-#include <cstring>
 #include <filesystem>
 
 #include "autodump.h"
-#include "mirt64.h"
 #include "point_table.h"
 #include "runtime_fixture.h"
 
 using namespace mirt;
 using namespace mirt_test;
+namespace fs = std::filesystem;
 
 namespace {
 
 std::string counter_bytes(uint32_t n) {
-    return std::string{static_cast<char>(n), static_cast<char>(n >> 8), static_cast<char>(n >> 16),
-                       static_cast<char>(n >> 24)};
+    return {static_cast<char>(n), static_cast<char>(n >> 8), static_cast<char>(n >> 16),
+            static_cast<char>(n >> 24)};
 }
 
 class AutodumpTest : public RuntimeTest {
@@ -25,8 +26,14 @@ protected:
         computer = computer_name();
         ASSERT_FALSE(computer.empty());
         use_profile("profile");
-        autodump_settings = AutodumpSettings{};
     }
+    void TearDown() override {
+        stop_autodump();
+        RuntimeTest::TearDown();
+    }
+    // Each configuration gets a profile of its own: Windows keeps a read INI
+    // file cached until its modification time changes, which a quick rewrite
+    // may not do.
     void use_profile(const std::string& name) {
         profile = join(folder, name);
         coverage = join(profile, "coverage");
@@ -35,31 +42,28 @@ protected:
         testcase_counter = join(coverage, "mirt_autodump_testcase_ID.dat");
         outfile_counter = join(coverage, "mirt_autodump_outfile_ID.dat");
         set_environment(profile_variable(), profile);
+        autodump_settings = AutodumpSettings{};
     }
-    void TearDown() override {
-        stop_autodump();
-        RuntimeTest::TearDown();
-    }
-
-    // Loads the given configuration text onto the initial settings. Each
-    // text has a profile of its own: Windows keeps a read INI file cached
-    // until its modification time changes, which a quick rewrite may not do.
+    // The settings that the configuration text gives, loaded onto the initial ones.
     AutodumpSettings loaded(const std::string& text) {
         use_profile("profile" + std::to_string(++profiles));
-        std::filesystem::create_directories(coverage);
+        fs::create_directories(coverage);
         write_file(config, text);
-        autodump_settings = AutodumpSettings{};
         EXPECT_TRUE(compute_autodump_paths());
         load_autodump_configuration();
         EXPECT_EQ(read_file(config), text) << "an existing configuration is never written";
         return autodump_settings;
     }
     // The test-case and output-file counters.
-    std::pair<std::string, std::string> counters() const { return {read_file(testcase_counter), read_file(outfile_counter)}; }
+    std::pair<std::string, std::string> counters() const {
+        return {read_file(testcase_counter), read_file(outfile_counter)};
+    }
     static std::pair<std::string, std::string> counted(uint32_t test_cases, uint32_t files) {
         return {counter_bytes(test_cases), counter_bytes(files)};
     }
-    std::string output_file(int n) const { return join(datafiles, "UNKNOWN_" + computer + "_" + std::to_string(n) + ".out"); }
+    std::string output_file(int n) const {
+        return join(datafiles, "UNKNOWN_" + computer + "_" + std::to_string(n) + ".out");
+    }
     std::string group(int test_case, const std::string& lines) const {
         return "=== " + computer + "_" + std::to_string(test_case) + "\n>>> Optimize\n" + lines;
     }
@@ -70,66 +74,56 @@ protected:
 
 }  // namespace
 
-TEST_F(AutodumpTest, PathsLieInTheProfileFolderAndMustFit) {
-    ASSERT_TRUE(compute_autodump_paths());
-    const AutodumpPaths& p = autodump_paths;
-    EXPECT_EQ((std::vector<std::string>{p.profile, p.coverage, p.long_version, p.short_version, p.datafiles, p.config,
-                                        p.testcase_counter, p.outfile_counter}),
-              (std::vector<std::string>{profile, coverage, "UNKNOWN", "UNKNOWN", datafiles, config, testcase_counter,
-                                        outfile_counter}));
-
-    // Undefined where the paths are formed without a bound: here a path that
-    // does not fit its 255 characters leaves auto-dump not started.
-    std::string long_profile = join(folder, std::string(220, 'p'));
-    set_environment(profile_variable(), long_profile);
-    start_autodump();
-    EXPECT_FALSE(autodump_settings.timer_running);
-    EXPECT_FALSE(std::filesystem::exists(long_profile));
-}
-
+// Memory keeps its values after writing the configuration, so the first
+// run's limit stays 2465792 bytes; the next start reads 2 MiB.
 TEST_F(AutodumpTest, FirstStartWritesTheConfigurationAndTheNextStartReadsIt) {
     start_autodump();
-    EXPECT_EQ(lines_of(read_text_file(config)),
-              (std::vector<std::string>{"[MIRT_AUTODUMP]", "TIMEINTERVAL=5", "MAXFILESIZE=2", "AUTODUMP=1"}));
-    EXPECT_EQ(autodump_settings.interval, 300000);
-    EXPECT_EQ(autodump_settings.max_file_size, 2465792u);
-    EXPECT_EQ(autodump_settings.dump_switch, 1);
-    EXPECT_TRUE(autodump_settings.timer_running);
-    EXPECT_TRUE(std::filesystem::is_directory(datafiles));
-    EXPECT_FALSE(file_exists(testcase_counter));
-    EXPECT_FALSE(file_exists(outfile_counter));
+    EXPECT_EQ(lines_of(read_file(config)),
+              (std::vector<std::string>{"[MIRT_AUTODUMP]", "TIMEINTERVAL=5", "MAXFILESIZE=2",
+                                        "AUTODUMP=1"}));
+    const AutodumpSettings& s = autodump_settings;
+    EXPECT_EQ(s.interval, 300000);
+    EXPECT_EQ(s.max_file_size, 2465792u);
+    EXPECT_EQ(s.dump_switch, 1);
+    EXPECT_TRUE(s.timer_running);
+    EXPECT_TRUE(fs::is_directory(datafiles));
+    EXPECT_FALSE(file_exists(testcase_counter) || file_exists(outfile_counter));
 
     std::string written = read_file(config);
     stop_autodump();
-    EXPECT_FALSE(autodump_settings.timer_running);
+    EXPECT_FALSE(s.timer_running);
     autodump_settings = AutodumpSettings{};
     start_autodump();
-    EXPECT_EQ(autodump_settings.max_file_size, 2097152u);
-    EXPECT_EQ(autodump_settings.interval, 300000);
+    EXPECT_EQ(s.max_file_size, 2097152u);
+    EXPECT_EQ(s.interval, 300000);
     EXPECT_EQ(read_file(config), written);
 }
 
 TEST_F(AutodumpTest, ConfigurationValuesAndTheirLimits) {
-    struct Case {
-        const char* text;
+    const std::string section = "[MIRT_AUTODUMP]\n";
+    const struct {
+        std::string text;
         int32_t interval;
         uint32_t size;
         int32_t dump_switch;
     } cases[] = {
-        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=1\nMAXFILESIZE=3\nAUTODUMP=7\n", 60000, 3145728, 7},
-        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=0\nMAXFILESIZE=0\nAUTODUMP=0\n", 300000, 2465792, 0},
-        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=-4\nMAXFILESIZE=-1\nAUTODUMP=-1\n", 300000, 2465792, -1},
-        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=abc\nMAXFILESIZE=\nAUTODUMP=on\n", 300000, 2465792, 0},
-        {"[MIRT_AUTODUMP]\nMAXFILESIZE=4096\n", 300000, 0, 0},  // 4096 MiB wraps to 0 bytes
-        {"[MIRT_AUTODUMP]\nMAXFILESIZE=4097\nAUTODUMP=1\n", 300000, 1048576, 1},
-        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=35791\nAUTODUMP=1\n", 2147460000, 2465792, 1},
+        {section + "TIMEINTERVAL=1\nMAXFILESIZE=3\nAUTODUMP=7\n", 60000, 3145728, 7},
+        {section + "TIMEINTERVAL=0\nMAXFILESIZE=0\nAUTODUMP=0\n", 300000, 2465792, 0},
+        {section + "TIMEINTERVAL=-4\nMAXFILESIZE=-1\nAUTODUMP=-1\n", 300000, 2465792, -1},
+        {section + "TIMEINTERVAL=abc\nMAXFILESIZE=\nAUTODUMP=on\n", 300000, 2465792, 0},
+        {section + "MAXFILESIZE=4096\n", 300000, 0, 0},  // 4096 MiB wraps to 0 bytes
+        {section + "MAXFILESIZE=4097\nAUTODUMP=1\n", 300000, 1048576, 1},
+        {section + "TIMEINTERVAL=35791\nAUTODUMP=1\n", 2147460000, 2465792, 1},
         // Beyond the 32-bit milliseconds the longest interval is taken.
-        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=35792\n", INT32_MAX, 2465792, 0},
-        {"[MIRT_AUTODUMP]\nTIMEINTERVAL=99999999999\nAUTODUMP=99999999999\n", INT32_MAX, 2465792, INT32_MAX},
+        {section + "TIMEINTERVAL=35792\n", INT32_MAX, 2465792, 0},
+        {section + "TIMEINTERVAL=99999999999\nAUTODUMP=99999999999\n", INT32_MAX, 2465792,
+         INT32_MAX},
         {"[mirt_autodump]\r\n  timeinterval = 2 \r\nAutoDump=1\r\n", 120000, 2465792, 1},
-        {"[OTHER]\nTIMEINTERVAL=9\nAUTODUMP=1\n[MIRT_AUTODUMP]\nMAXFILESIZE=1\n", 300000, 1048576, 0},
+        {section + "no key\nTIMEINTERVAL=\"3\"\nAUTODUMP='2'\n", 180000, 2465792,
+         2},  // one pair of quotes
+        {"[OTHER]\nTIMEINTERVAL=9\nAUTODUMP=1\n" + section + "MAXFILESIZE=1\n", 300000, 1048576, 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         AutodumpSettings s = loaded(c.text);
         EXPECT_EQ(s.interval, c.interval) << c.text;
         EXPECT_EQ(s.max_file_size, c.size) << c.text;
@@ -181,6 +175,11 @@ TEST_F(AutodumpTest, DumpsNumberTestCasesAndOutputFiles) {
     EXPECT_EQ(read_file(output_file(2)), group(4, "7,1\n8,1\n"));
 }
 
+// Counters print as signed numbers: 0xFFFFFFFF names case -1, and an existing
+// candidate -1 takes the dump of output number 0. A counter file too short to
+// hold a number counts as 0; a candidate that cannot be opened as a file
+// counts as full; a counter that can be neither read nor written (a folder)
+// gives 0 at every dump, and the dump goes on.
 TEST_F(AutodumpTest, CountersAreFourLittleEndianBytes) {
     start_autodump();
     write_file(testcase_counter, counter_bytes(298));
@@ -191,47 +190,43 @@ TEST_F(AutodumpTest, CountersAreFourLittleEndianBytes) {
     EXPECT_EQ(read_file(output_file(7)), group(298, "1,1\n"));
     EXPECT_EQ(counters(), counted(299, 8));
 
-    // Counters print as signed numbers: 0xFFFFFFFF names case -1, and an
-    // existing candidate -1 takes the dump of output number 0.
     write_file(testcase_counter, counter_bytes(0xFFFFFFFFu));
     write_file(outfile_counter, counter_bytes(0));
     write_file(output_file(-1), "");
     perform_dump();
     EXPECT_EQ(read_file(output_file(-1)), group(-1, "1,1\n"));
     EXPECT_EQ(counters(), counted(0, 0));
-}
 
-TEST_F(AutodumpTest, UnreadableCountersAndCandidatesAreHandled) {
-    start_autodump();
-    mirt_fn(1);
-    // A counter file too short to hold a number counts as 0.
     write_file(testcase_counter, std::string("\x05\x00", 2));
-    // A candidate that cannot be opened as a file counts as full.
     write_file(outfile_counter, counter_bytes(1));
-    std::filesystem::create_directory(output_file(0));
+    fs::create_directory(output_file(0));
     perform_dump();
     EXPECT_EQ(read_file(output_file(1)), group(0, "1,1\n"));
     EXPECT_EQ(counters(), counted(1, 2));
 
-    // A counter that can be neither read nor written (a folder) gives 0 at
-    // every dump, and the dump goes on.
     remove_file(testcase_counter);
-    std::filesystem::create_directory(testcase_counter);
+    fs::create_directory(testcase_counter);
     perform_dump();
     perform_dump();
     EXPECT_EQ(read_file(output_file(1)), group(0, "1,1\n") + group(0, "1,1\n") + group(0, "1,1\n"));
-    EXPECT_TRUE(std::filesystem::is_directory(testcase_counter));
+    EXPECT_TRUE(fs::is_directory(testcase_counter));
 }
 
-TEST_F(AutodumpTest, TimerThatCannotBeArmedLeavesNoDatafilesFolder) {
-    // The process's one timer is taken already.
+// A path that does not fit its 255 characters (undefined where the paths
+// are formed without a bound), or a timer that cannot be armed (the
+// process's one timer is taken already) leaves auto-dump not started. Only
+// a timer that runs makes the datafiles folder.
+TEST_F(AutodumpTest, WhatLeavesAutodumpNotStarted) {
     platform::TimerId other = platform::start_timer(60000, [] {});
     ASSERT_NE(other, 0u);
     start_autodump();
     platform::stop_timer(other);
     EXPECT_FALSE(autodump_settings.timer_running);
     EXPECT_TRUE(file_exists(config));
-    EXPECT_FALSE(std::filesystem::exists(join(coverage, "datafiles")));
-    stop_autodump();  // does nothing
+    EXPECT_FALSE(fs::exists(join(coverage, "datafiles")));
+
+    use_profile(std::string(220, 'p'));
+    start_autodump();
     EXPECT_FALSE(autodump_settings.timer_running);
+    EXPECT_FALSE(fs::exists(profile));
 }

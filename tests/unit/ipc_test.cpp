@@ -1,34 +1,23 @@
 // Tests of collection's pieces inside one process: names and messages, named events, data files.
-#include <cstring>
-#include <string>
+#include <map>
 
 #include "data_file.h"
 #include "events.h"
-#include "files.h"
-#include "mirt64.h"
 #include "modules.h"
 #include "names.h"
-#include "point_table.h"
 #include "process.h"
 #include "runtime_fixture.h"
 #include "source_lines.h"
 
 using namespace mirt;
+using mirt_test::join;
 
 namespace {
 std::string take(const OwnedName& text) { return text != nullptr ? text.get() : "(null)"; }
-
-int64_t line_count(const char* file, int32_t line) {
-    line_count_map* lines = file_line_table().find(file, strlen(file));
-    if (lines == nullptr) return -1;
-    auto it = lines->find(line);
-    return it != lines->end() ? it->second : -1;
-}
 }  // namespace
 
 TEST(IpcNames, NamesAndRegistrationTexts) {
-    ClientRecord own{"x.exe", 0, 10, -1};
-    EXPECT_EQ(take(make_data_base_name(own)), "mirt_x.exe_data_10_-1");
+    EXPECT_EQ(take(make_data_base_name(ClientRecord{"x.exe", 0, 10, -1})), "mirt_x.exe_data_10_-1");
     ClientRecord client{"x.exe", 0, 10, 2};
     EXPECT_EQ(take(make_exiting_name(client)), "mirt_x.exe_data_10_2_EXITING");
     EXPECT_EQ(take(make_data_ready_name(client)), "mirt_x.exe_data_10_2_DATA_READY");
@@ -46,12 +35,12 @@ TEST(IpcNames, NamesAndRegistrationTexts) {
     char message[512];
     make_registration(message, sizeof message, "a:b", 17);
     EXPECT_STREQ(message, "CR:a:b:17");
-    struct Case {
-        const char* text;
-        const char* name;
+    const struct {
+        const char *text, *name;
         uint32_t pid;
-    } cases[] = {{"CR:a:b:17", "a:b", 17}, {"XX:foo:12", "", 0}, {"no colon", "", 0}, {"CR:x:abc", "x", 0}, {"", "", 0}};
-    for (const Case& c : cases) {
+    } cases[] = {{"CR:a:b:17", "a:b", 17}, {"XX:foo:12", "", 0}, {"no colon", "", 0},
+                 {"CR:x:abc", "x", 0}, {"", "", 0}};
+    for (const auto& c : cases) {
         std::string name = "stale";
         uint32_t pid = 99;
         parse_registration(c.text, &name, &pid);
@@ -67,8 +56,7 @@ TEST(IpcEvents, SignalsAreTakenOnceEach) {
     std::string base = "mirt_unit_event_" + std::to_string(platform::current_process_id());
     platform::EventHandle first = create_numbered_event(base.c_str(), 1, false);
     platform::EventHandle second = create_numbered_event(base.c_str(), 2, false);
-    ASSERT_NE(first, 0);
-    ASSERT_NE(second, 0);
+    ASSERT_TRUE(first != 0 && second != 0);
     EXPECT_EQ(open_numbered_event(base.c_str(), 3), 0);
     EXPECT_FALSE(signal_named_event((base + "_3").c_str()));
 
@@ -86,107 +74,92 @@ TEST(IpcEvents, SignalsAreTakenOnceEach) {
     platform::set_event(first);
     platform::set_event(second);
     EXPECT_TRUE(platform::wait_all(both, 2, 1000));
-    platform::close_event(opened);
-    platform::close_event(first);
-    platform::close_event(second);
+    for (platform::EventHandle event : {opened, first, second}) platform::close_event(event);
     EXPECT_EQ(open_numbered_event(base.c_str(), 1), 0);
 }
 
+// A merge that failed holds nothing: the next merge and write run (they
+// would hang on a lock left held).
 TEST_F(RuntimeTest, DataFileOfAnEmptyProcessIsThreeZeroCounts) {
-    std::string path = mirt_test::join(folder, "empty_N");
+    std::string path = join(folder, "empty_N");
     ASSERT_TRUE(write_data_file(path.c_str()));
     EXPECT_EQ(mirt_test::read_file(path), std::string(24, '\0'));
-    EXPECT_FALSE(write_data_file(mirt_test::join(folder, "missing/x_N").c_str()));
-    EXPECT_FALSE(merge_data_file(mirt_test::join(folder, "missing_N").c_str()));
-    // A merge that failed holds nothing: the next merge and write run (they
-    // would hang on a lock left held).
+    EXPECT_FALSE(write_data_file(join(join(folder, "missing"), "x_N").c_str()));
+    EXPECT_FALSE(merge_data_file(join(folder, "missing_N").c_str()));
     EXPECT_TRUE(merge_data_file(path.c_str()));
-    mirt_write_coverage_data(mirt_test::join(folder, "out").c_str());
+    mirt_write_coverage_data(join(folder, "out").c_str());
 }
 
-// A module registered twice travels as one record with summed counts; a
-// merge appends modules and points and adds source-line counts, every time.
+// A module registered twice travels as one record with summed counts per
+// line; a point whose key is the empty text comes back empty; merging a file
+// twice appends its modules and points twice and adds its line counts twice.
 TEST_F(RuntimeTest, DataFileCarriesModulesPointsAndLines) {
-    static char module[] = "m.cpp", empty[] = "", key[] = "k.cpp", file[] = "f.cpp";
-    int lines_a[] = {2, 1};
-    int lines_b[] = {2, 3};
-    mirt_reg2(module, 2, lines_a)[0] = 5;
-    long long* b = mirt_reg2(module, 2, lines_b);
+    int lines_a[] = {2, 1}, lines_b[] = {2, 3};
+    mirt_reg2("m.cpp", 2, lines_a)[0] = 5;
+    long long* b = mirt_reg2("m.cpp", 2, lines_b);
     b[0] = 7;
     b[1] = 1;
-    c_mirt_fn(empty, 4);
-    c_mirt_fn(key, 9);
-    c_mirt_fn(key, 9);
-    mirt_fn2(file, 3);
-    mirt_fn2(file, 3);
-    std::string path = mirt_test::join(folder, "full_N");
+    c_mirt_fn("", 4);
+    for (int i = 0; i < 2; ++i) {
+        c_mirt_fn("k.cpp", 9);
+        mirt_fn2("f.cpp", 3);
+    }
+    std::string path = join(folder, "full_N");
     ASSERT_TRUE(write_data_file(path.c_str()));
-    ASSERT_TRUE(merge_data_file(path.c_str()));
-    ASSERT_TRUE(merge_data_file(path.c_str()));
-
+    ASSERT_TRUE(merge_data_file(path.c_str()) && merge_data_file(path.c_str()));
     ModuleRecord* head = module_registry().at("m.cpp");
     ASSERT_EQ(head->attached.size(), 2u);
     for (const ModuleRecord* loaded : head->attached) {
         ASSERT_EQ(loaded->count, 3);
-        EXPECT_EQ(std::vector<int32_t>(loaded->lines, loaded->lines + 3), (std::vector<int32_t>{1, 2, 3}));
-        EXPECT_EQ(std::vector<long long>(loaded->counters, loaded->counters + 3), (std::vector<long long>{0, 12, 1}));
+        EXPECT_EQ(std::vector<int32_t>(loaded->lines, loaded->lines + 3),
+                  (std::vector<int32_t>{1, 2, 3}));
+        EXPECT_EQ(std::vector<long long>(loaded->counters, loaded->counters + 3),
+                  (std::vector<long long>{0, 12, 1}));
     }
     EXPECT_EQ(module_names().size(), 1u);
-    std::map<std::pair<std::string, int32_t>, uint64_t> points;
-    for (const PointHitEntry* p : merged_points()) points[{reinterpret_cast<const char*>(p->key), p->line}] += p->count;
+    std::map<std::pair<std::string, int32_t>, uint64_t> points,
+        expected{{{"", 4}, 2}, {{"k.cpp", 9}, 4}};
+    for (const PointHitEntry* p : merged_points()) points[{key_text(p->key), p->line}] += p->count;
     EXPECT_EQ(merged_points().size(), 4u);
-    EXPECT_EQ(points, (std::map<std::pair<std::string, int32_t>, uint64_t>{{{"", 4}, 2}, {{"k.cpp", 9}, 4}}));
-    EXPECT_EQ(line_count("f.cpp", 3), 6);
+    EXPECT_EQ(points, expected);
+    EXPECT_EQ(file_line_table().find("f.cpp")->at(3), 6);
 }
 
-// Truncated at every length, the file merges without harm: entries that began
-// before the end are kept with what was read, nothing is made up after it.
-// Counts and lengths that the file cannot hold are cut to what it holds.
+// Cut at every length, the file merges without harm: entries begun before
+// the end are kept with what was read, nothing is made up after it. Counts
+// and lengths that the file cannot hold are cut to what it holds.
 TEST_F(RuntimeTest, DataFileReaderTrustsNoLength) {
-    static char module[] = "mod", file[] = "f.cpp";
     int lines[] = {10, 20};
-    long long* counters = mirt_reg2(module, 2, lines);
+    long long* counters = mirt_reg2("mod", 2, lines);
     counters[0] = 1;
     counters[1] = 2;
-    mirt_fn2(file, 7);
-    std::string path = mirt_test::join(folder, "data_N");
+    std::string path = join(folder, "data_N"), cut = join(folder, "cut_N");
     ASSERT_TRUE(write_data_file(path.c_str()));
     const std::string whole = mirt_test::read_file(path);
-    ASSERT_EQ(whole.size(), 8 + (8 + 3 + 4 + 2 * 4 + 2 * 8) + 8 + 8 + (8 + 5 + 8 + 12));
-    destroy_all_modules();
-    file_line_table().empty_all_line_maps();
-
-    std::string cut = mirt_test::join(folder, "cut_N");
+    ASSERT_EQ(whole.size(), 8 + (8 + 3 + 4 + 2 * 4 + 2 * 8) + 8 + 8);
     for (size_t n = 0; n <= whole.size(); ++n) {
         mirt_test::write_file(cut, whole.substr(0, n));
         ASSERT_TRUE(merge_data_file(cut.c_str()));
     }
+    auto merged_module = [&](const std::string& bytes, const char* name) {
+        destroy_all_modules();
+        mirt_test::write_file(cut, bytes);
+        EXPECT_TRUE(merge_data_file(cut.c_str()));
+        EXPECT_EQ(module_names(), std::vector<std::string>{name});
+        return module_registry().at(name);
+    };
     // Cut after the first line number: the module has one entry, count 0.
-    size_t after_first_line = 8 + 8 + 3 + 4 + 4;
-    destroy_all_modules();
-    mirt_test::write_file(cut, whole.substr(0, after_first_line));
-    ASSERT_TRUE(merge_data_file(cut.c_str()));
-    ModuleRecord* head = module_registry().at("mod");
+    ModuleRecord* head = merged_module(whole.substr(0, 8 + 8 + 3 + 4 + 4), "mod");
     ASSERT_EQ(head->count, 1);
     EXPECT_EQ(head->lines[0], 10);
     EXPECT_EQ(head->counters[0], 0);
-
-    // Counts at their largest with almost nothing behind them; a name
-    // longer than the file is cut to the rest of the file.
-    std::string hostile(8, '\xFF');
-    hostile += std::string("\x02\0\0\0\0\0\0\0ab\xFF\xFF\xFF\x7F\x05\0\0\0", 18);
-    mirt_test::write_file(cut, hostile);
-    destroy_all_modules();
+    // Counts at their largest with almost nothing behind them; a name longer
+    // than the file is cut to the rest of the file.
     size_t points_before = merged_points().size();
-    ASSERT_TRUE(merge_data_file(cut.c_str()));
-    ASSERT_EQ(module_names().size(), 1u);
-    head = module_registry().at("ab");
+    head = merged_module(std::string(8, '\xFF') +
+                         std::string("\x02\0\0\0\0\0\0\0ab\xFF\xFF\xFF\x7F\x05\0\0\0", 18), "ab");
     ASSERT_EQ(head->count, 1);  // four bytes left: one line number
     EXPECT_EQ(head->lines[0], 5);
     EXPECT_EQ(merged_points().size(), points_before);
-    destroy_all_modules();
-    mirt_test::write_file(cut, std::string(8, '\x01') + std::string(8, '\x7F') + "abc");
-    ASSERT_TRUE(merge_data_file(cut.c_str()));
-    ASSERT_EQ(module_names().size(), 1u);
-    EXPECT_EQ(module_names()[0], "abc");
+    merged_module(std::string(8, '\x01') + std::string(8, '\x7F') + "abc", "abc");
 }

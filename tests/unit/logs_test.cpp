@@ -1,37 +1,29 @@
 // Tests of the index file, the trace file, the error log and the path operations.
 #include <cstring>
 
-#include "internals.h"
-#include "mirt64.h"
 #include "paths.h"
-#include "point_table.h"
 #include "runtime_fixture.h"
 
 using namespace mirt;
-using mirt_test::file_exists;
-using mirt_test::lines_of;
-using mirt_test::read_file;
-using mirt_test::read_text_file;
+using mirt_test::join;
 using mirt_test::write_file;
 
 // 1,022 characters are taken at a time: the tail ",7" of a longer line is
-// read as a line of its own, naming the empty point at line 7.
+// read as a line of its own, naming the empty point at line 7. Listed points
+// start with a count of 1 (a repeated listing adds one).
 TEST_F(RuntimeTest, IndexFileNumbersListedPointsAndAppendsNewOnes) {
-    write_file(index_path, "a.cpp,10\nb.cpp,20\na.cpp,10\n,5\nno comma here\n" + std::string(1022, 'x') + ",7\nz.cpp,8\n");
-    static char c[] = "c.cpp", a[] = "a.cpp", z[] = "z.cpp", empty[] = "";
-    mirt_obj third(c, 30);
-    EXPECT_EQ(third.index, 6);  // a.cpp,10 = 1, b.cpp,20 = 2, ",5" (empty name) = 3, ",7" = 4, z.cpp,8 = 5
-    mirt_obj first(a, 10);
-    EXPECT_EQ(first.index, 1);
-    mirt_obj unnamed(empty, 5), tail(empty, 7), listed(z, 8);
-    EXPECT_EQ(unnamed.index, 3);
-    EXPECT_EQ(tail.index, 4);
-    EXPECT_EQ(listed.index, 5);
-    // Listed points start with a count of 1 (a repeated listing adds one).
+    write_file(index_path, "a.cpp,10\nb.cpp,20\na.cpp,10\n,5\nno comma here\n" +
+                               std::string(1022, 'x') + ",7\nz.cpp,8\n");
+    // a.cpp,10 = 1, b.cpp,20 = 2, ",5" (empty name) = 3, ",7" = 4, z.cpp,8 = 5
+    EXPECT_EQ(mirt_obj("c.cpp", 30).index, 6);
+    EXPECT_EQ(mirt_obj("a.cpp", 10).index, 1);
+    EXPECT_EQ(mirt_obj("", 5).index, 3);
+    EXPECT_EQ(mirt_obj("", 7).index, 4);
+    EXPECT_EQ(mirt_obj("z.cpp", 8).index, 5);
     EXPECT_EQ(point_hit_table[home_slot(name_fold("a.cpp"), 10)].count, 3u);
     EXPECT_EQ(point_entry_count, 6);
-    EXPECT_EQ(lines_of(read_text_file(index_path)).back(), "c.cpp,30");
-    EXPECT_EQ(lines_of(read_text_file(index_path)).size(), 8u);
+    EXPECT_EQ(index_lines().back(), "c.cpp,30");
+    EXPECT_EQ(index_lines().size(), 8u);
 }
 
 // A point found again at the same address counts into the slot it found
@@ -41,69 +33,46 @@ TEST_F(RuntimeTest, PointsConstructedAgainFromOneBufferFollowItsText) {
     write_file(index_path, "a.cpp,5\n");
     static char buffer[] = "a.cpp";
     for (int i = 0; i < 3; ++i) EXPECT_EQ(mirt_obj(buffer, 5).index, 1);
-    EXPECT_EQ(point_hit_table[home_slot(name_fold("a.cpp"), 5)].count, 4u);  // listed, then three hits
+    // Listed, then three hits.
+    EXPECT_EQ(point_hit_table[home_slot(name_fold("a.cpp"), 5)].count, 4u);
     memcpy(buffer, "b.cpp", 5);
     EXPECT_EQ(mirt_obj(buffer, 5).index, 2);
     EXPECT_EQ(mirt_obj(buffer, 5).index, 2);
     mirt_clear_coverage_data();
     EXPECT_EQ(mirt_obj(buffer, 5).index, 3);
-    EXPECT_EQ(lines_of(read_text_file(index_path)), (std::vector<std::string>{"a.cpp,5", "b.cpp,5", "b.cpp,5"}));
+    EXPECT_EQ(index_lines(), (std::vector<std::string>{"a.cpp,5", "b.cpp,5", "b.cpp,5"}));
 }
 
+// The number is not used up: both points get 0 and the counter stays.
 TEST_F(RuntimeTest, IndexFileThatCannotBeOpenedForAppendingIsReported) {
-    std::string unreachable = mirt_test::join(mirt_test::join(folder, "missing"), "index.txt");
+    std::string unreachable = join(join(folder, "missing"), "index.txt");
     index_file_path = unreachable.c_str();
-    static char a[] = "a.cpp", b[] = "b.cpp";
     testing::internal::CaptureStdout();
-    mirt_obj first(a, 1);
-    mirt_obj second(b, 2);
-    std::string printed = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(printed, "Can't open the index file in append mode.\n"
-                       "Error: can't fprintf to " + unreachable + "\n"
-                       "Error: can't fprintf to " + unreachable + "\n");
-    auto log = error_log_lines();
-    EXPECT_TRUE(logged(log, 765, "Can't open the index file in append mode."));
-    EXPECT_TRUE(logged(log, 828, "can't fprintf to index file"));
-    // The number is not used up: both points got 0 and the counter stays.
-    EXPECT_EQ(first.index, 0);
-    EXPECT_EQ(second.index, 0);
+    EXPECT_EQ(mirt_obj("a.cpp", 1).index, 0);
+    EXPECT_EQ(mirt_obj("b.cpp", 2).index, 0);
+    const std::string cannot = "Error: can't fprintf to " + unreachable + "\n";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Can't open the index file in append mode.\n" + cannot + cannot);
+    EXPECT_TRUE(logged(765, "Can't open the index file in append mode."));
+    EXPECT_TRUE(logged(828, "can't fprintf to index file"));
     EXPECT_EQ(point_counter, 1);
     EXPECT_EQ(point_entry_count, 2);
-}
-
-// A pointer-keyed probe returns the point counter only when it claims a
-// slot (0 while no named point exists) and never opens the index file; a
-// named point after it finds the index unopened.
-TEST_F(RuntimeTest, PointerKeyedFirstLeavesTheIndexUnopenedForNamedPoints) {
-    static char key[] = "k.cpp", named[] = "n.cpp";
-    EXPECT_EQ(c_mirt_fn(key, 1), 0);
-    EXPECT_EQ(mirt_fn(key, 1), 0);
-    EXPECT_EQ(index_stream, nullptr);
-    testing::internal::CaptureStdout();
-    mirt_obj point(named, 2);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: can't fprintf to " + index_path + "\n");
-    EXPECT_EQ(point.index, 0);
-    EXPECT_TRUE(logged(error_log_lines(), 828, "can't fprintf to index file"));
-    EXPECT_FALSE(file_exists(index_path));
 }
 
 // Records are three bytes, little-endian; named-point scopes trace their
 // number on entry and its negation on leaving.
 TEST_F(RuntimeTest, TraceRecordsOfNamedPointScopes) {
-    trace_append(70000);
-    trace_append(-70000);
-    trace_append(1);
-    static char outer_name[] = "outer.cpp", inner_name[] = "inner.cpp";
+    for (int record : {70000, -70000, 1}) trace_append(record);
     {
-        mirt_obj outer(outer_name, 1);
-        { mirt_obj inner(inner_name, 2); }
-        mirt_obj copy(inner_name, 2);
+        mirt_obj outer("outer.cpp", 1);
+        { mirt_obj inner("inner.cpp", 2); }
+        mirt_obj copy("inner.cpp", 2);
         copy = outer;  // assignment copies the number and traces nothing
     }
     trace_flush();
     // +1 +2 -2 +2 (the copy's construction) -1 (the copy now holds 1) -1
-    EXPECT_EQ(trace_contents(), std::string("\x70\x11\x01\x90\xEE\xFE\x01\0\0"
-                                            "\x01\0\0\x02\0\0\xFE\xFF\xFF\x02\0\0\xFF\xFF\xFF\xFF\xFF\xFF", 27));
+    EXPECT_EQ(trace_contents(), std::string("\x70\x11\x01\x90\xEE\xFE\x01\0\0\x01\0\0\x02\0\0"
+                                            "\xFE\xFF\xFF\x02\0\0\xFF\xFF\xFF\xFF\xFF\xFF", 27));
 }
 
 TEST_F(RuntimeTest, TenThousandthTraceRecordWritesThirtyThousandBytes) {
@@ -118,7 +87,7 @@ TEST_F(RuntimeTest, TenThousandthTraceRecordWritesThirtyThousandBytes) {
 
 // The failed records are dropped; every later write reports the file again.
 TEST_F(RuntimeTest, TraceFileThatCannotBeCreatedIsReportedAndNotRetried) {
-    std::string unreachable = mirt_test::join(mirt_test::join(folder, "missing"), "trace.out");
+    std::string unreachable = join(join(folder, "missing"), "trace.out");
     trace_file_name = unreachable.c_str();
     testing::internal::CaptureStdout();
     trace_append(1);
@@ -126,33 +95,34 @@ TEST_F(RuntimeTest, TraceFileThatCannotBeCreatedIsReportedAndNotRetried) {
     trace_flush();
     EXPECT_EQ(trace_handle, platform::invalid_file);
     EXPECT_EQ(trace_record_count, 0);
-    static char scope_name[] = "s.cpp";
-    { mirt_obj scope(scope_name, 1); }
-    std::string out = mirt_test::join(folder, "cov.out");
+    { mirt_obj scope("s.cpp", 1); }
+    std::string out = join(folder, "cov.out");
     mirt_write_coverage_data(out.c_str());
     mirt_write_coverage_data(out.c_str());
     const std::string write = "Error: can't write to the " + unreachable + " file.\n",
                       close = "Error: can't close the " + unreachable + " file.\n";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Error: can't create the " + unreachable + " file.\n" + write + write + close + write + close);
-    auto log = error_log_lines();
-    EXPECT_TRUE(logged(log, 1488, "can't create file for tracing"));
-    EXPECT_TRUE(logged(log, 1508, "can't fprintf to trace file"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: can't create the " + unreachable +
+                                                          " file.\n" + write + write + close +
+                                                          write + close);
+    EXPECT_TRUE(logged(1488, "can't create file for tracing"));
+    EXPECT_TRUE(logged(1508, "can't fprintf to trace file"));
 }
 
 TEST_F(RuntimeTest, ErrorLogAppendsLinesAndMakesItsFolder) {
-    std::string nested = mirt_test::join(mirt_test::join(folder, "logs"), "mirt_err.txt");
-    error_log_path = nested.c_str();
+    std::string nested = join(join(folder, "logs"), "mirt_err.txt");
+    mirt::error_log_path = nested.c_str();
     write_error_log("core.cpp", 12, "first");
     close_error_log();
     write_error_log("other.cpp", 7, "second");
-    EXPECT_EQ(lines_of(read_text_file(nested)), (std::vector<std::string>{"[core.cpp,12]first", "[other.cpp,7]second"}));
+    EXPECT_EQ(mirt_test::lines_of(mirt_test::read_file(nested)),
+              (std::vector<std::string>{"[core.cpp,12]first", "[other.cpp,7]second"}));
 }
 
 TEST(Paths, DirectoryOf) {
     const std::pair<const char*, const char*> cases[] = {
-        {"c:/temp/mirt_err.txt", "c:/temp"}, {"c:\\temp\\sub/out.txt", "c:\\temp\\sub"}, {"mirt.out", ""},
-        {"/out.txt", ""}, {"//out.txt", ""} /* a lone separator is no folder */, {"a/b/", "a/b"}};
+        {"c:/temp/mirt_err.txt", "c:/temp"}, {"c:\\temp\\sub/out.txt", "c:\\temp\\sub"},
+        {"mirt.out", ""}, {"/out.txt", ""}, {"//out.txt", ""} /* a lone separator is no folder */,
+        {"a/b/", "a/b"}};
     for (const auto& [path, folder] : cases) {
         std::string dir = "stale";
         EXPECT_TRUE(directory_of(path, &dir));
@@ -162,19 +132,4 @@ TEST(Paths, DirectoryOf) {
     EXPECT_FALSE(directory_of(nullptr, &dir));
     EXPECT_EQ(dir, "");
     EXPECT_FALSE(directory_of("x/y", nullptr));
-}
-
-TEST(Paths, MakeDirectoryPathCreatesMissingParents) {
-    std::string base = mirt_test::make_temp_folder("paths");
-    char sep = mirt_test::separator();
-    std::string deep = base + sep + "one" + sep + "two" + sep + "three";
-    EXPECT_TRUE(make_directory_path(deep.c_str()));
-    EXPECT_TRUE(platform::path_exists(deep.c_str()));
-    EXPECT_TRUE(make_directory_path(deep.c_str()));  // already there
-    // A parent that is a file cannot be made a folder.
-    std::string file = base + sep + "plain";
-    mirt_test::write_file(file, "x");
-    std::string under_file = file + sep + "child";
-    EXPECT_FALSE(make_directory_path(under_file.c_str()));
-    mirt_test::remove_tree(base);
 }

@@ -1,19 +1,14 @@
 // Tests of the coverage output: whole record groups compared byte for byte.
 #include <algorithm>
-#include <cstring>
 
 #include "client.h"
 #include "emit.h"
-#include "internals.h"
-#include "mirt64.h"
 #include "modules.h"
-#include "point_table.h"
 #include "runtime_fixture.h"
 #include "section_writers.h"
 #include "source_lines.h"
 
 using namespace mirt;
-using mirt_test::file_exists;
 using mirt_test::read_file;
 
 namespace {
@@ -23,8 +18,7 @@ protected:
     void SetUp() override {
         RuntimeTest::SetUp();
         out_path = mirt_test::join(folder, "cov.out");
-        static char name[] = "T", label[] = "";
-        mirt_set_test_name(name, 1, label);
+        mirt_set_test_name("T", 1, "");
     }
     std::string write() {
         mirt_write_coverage_data(out_path.c_str());
@@ -32,14 +26,6 @@ protected:
     }
     std::string out_path;
 };
-
-PointHitEntry* merged_point(const char* key, int32_t line, uint64_t count) {
-    auto* e = static_cast<PointHitEntry*>(calloc(1, sizeof(PointHitEntry)));
-    e->key = reinterpret_cast<uintptr_t>(strdup(key));
-    e->line = line;
-    e->count = count;
-    return e;
-}
 
 // Makes the n-th formatted line from now fail (0 is the next one).
 int lines_before_failure;
@@ -53,39 +39,35 @@ int failing_vprintf(FILE* stream, const char* format, va_list args) {
 // Simple counters are written from 1 on without headings; counter 0 counts
 // but is never written; a write appends, making missing folders on the way.
 TEST_F(OutputTest, SimpleCountersAndWhenTheFileIsMade) {
+    mirt_clear_coverage_data();  // before any probe: every store stays absent
     mirt_write_coverage_data(out_path.c_str());
-    EXPECT_FALSE(file_exists(out_path)) << "nothing recorded: no file";
+    EXPECT_FALSE(mirt_test::file_exists(out_path)) << "nothing recorded: no file";
     mirt_write_coverage_data(nullptr);  // no path: nothing at all
     mirt_fn(0);
     EXPECT_EQ(write(), "=== T\n>>> unknown\n");
-    for (int i = 0; i < 3; ++i) mirt_fn(5);
-    mirt_fn(999999);
-    EXPECT_EQ(write(), "=== T\n>>> unknown\n=== T\n>>> unknown\n5,3\n999999,1\n");
-    char sep = mirt_test::separator();
-    std::string nested = folder + sep + "a" + sep + "b" + sep + "cov.out";
+    for (int id : {5, 5, 5, 999999}) mirt_fn(id);
+    const std::string group = "=== T\n>>> unknown\n5,3\n999999,1\n";
+    EXPECT_EQ(write(), "=== T\n>>> unknown\n" + group);
+    std::string nested =
+        mirt_test::join(mirt_test::join(mirt_test::join(folder, "a"), "b"), "c.out");
     mirt_write_coverage_data(nested.c_str());
-    EXPECT_EQ(read_file(nested), "=== T\n>>> unknown\n5,3\n999999,1\n");
+    EXPECT_EQ(read_file(nested), group);
 
     // Without a test name the header names the process's data.
-    static char empty[] = "";
-    mirt_set_test_name(empty, 0, empty);
+    mirt_set_test_name("", 0, "");
     set_own_client_number(-1);
     ASSERT_EQ(std::string(process_data_name).rfind("mirt_", 0), 0u);
-    EXPECT_EQ(read_file(nested), "=== T\n>>> unknown\n5,3\n999999,1\n");
     mirt_write_coverage_data(nested.c_str());
-    EXPECT_EQ(read_file(nested), std::string("=== T\n>>> unknown\n5,3\n999999,1\n=== ") + process_data_name +
-                                     "\n>>> unknown\n5,3\n999999,1\n");
+    EXPECT_EQ(read_file(nested),
+              group + "=== " + process_data_name + "\n>>> unknown\n5,3\n999999,1\n");
 }
 
 TEST_F(OutputTest, LocalPointSectionSortsByKeyTextAndLine) {
-    static char main_cpp[] = "src/app/main.cpp", util[] = "src/app/util.cpp", back[] = "C:\\work\\a.cpp";
-    static char xa1[] = "x/a.cpp", xa2[] = "x/a.cpp", upper[] = "Src/app/z.cpp";
-    mirt_fn(upper, 4);  // its directory differs from the next key's only in case
-    mirt_fn(util, 3);
-    mirt_fn(main_cpp, 10);
-    mirt_fn(main_cpp, 10);
-    mirt_fn(main_cpp, 2);
-    mirt_fn(back, 1);
+    static char xa1[] = "x/a.cpp", xa2[] = "x/a.cpp";  // one text at two addresses
+    mirt_fn("Src/app/z.cpp", 4);  // its directory differs from the next key's only in case
+    mirt_fn("src/app/util.cpp", 3);
+    for (int line : {10, 10, 2}) mirt_fn("src/app/main.cpp", line);
+    mirt_fn("C:\\work\\a.cpp", 1);
     mirt_fn(xa1, 5);
     mirt_fn(xa2, 5);
     EXPECT_EQ(write(),
@@ -105,7 +87,8 @@ TEST_F(OutputTest, LocalPointSectionSortsByKeyTextAndLine) {
 TEST_F(OutputTest, PointsAnywhereInTheTableAreWrittenAndCleared) {
     static char a[] = "d1/a.cpp", b[] = "d2/b.cpp", c[] = "d3/c.cpp";
     char* keys[] = {a, b, c};
-    const uint32_t targets[] = {point_slot_mask, point_table_slots / 2 + 5, 3 * point_table_slots / 4};
+    const uint32_t targets[] = {point_slot_mask, point_table_slots / 2 + 5,
+                                3 * point_table_slots / 4};
     for (int i = 0; i < 3; ++i) {
         int32_t line = 1;  // 257 is odd: some line below 2^20 lands on any slot
         while (home_slot(reinterpret_cast<uintptr_t>(keys[i]), line) != targets[i]) ++line;
@@ -136,15 +119,12 @@ TEST_F(OutputTest, MergedPointSectionGroupsByTextAndFoldsDirectoryCase) {
 }
 
 TEST_F(OutputTest, SourceLineSectionSortsFilesAndSkipsZeroCounts) {
-    static char b[] = "src/b.cpp", a[] = "src/a.cpp", c[] = "Src/c.cpp", bare[] = "Noslash.cpp";
-    mirt_fn2(b, 7);
-    mirt_fn2(b, 7);
-    mirt_fn2(b, -1);
-    mirt_fn2(a, 3);
-    mirt_fn2(c, 1);
-    mirt_fn2(bare, 4);
-    file_line_table().add_count("src/b.cpp", 9, 9, 0);   // a line with no hits
-    file_line_table().file_entry("zero/z.cpp", 10);       // a file with no lines
+    for (int line : {7, 7, -1}) mirt_fn2("src/b.cpp", line);
+    mirt_fn2("src/a.cpp", 3);
+    mirt_fn2("Src/c.cpp", 1);
+    mirt_fn2("Noslash.cpp", 4);
+    file_line_table().add_count("src/b.cpp", 9, 9, 0);  // a line with no hits
+    file_line_table().file_entry("zero/z.cpp", 10);     // a file with no lines
     EXPECT_EQ(write(),
               "=== T\n>>> unknown\n"
               "--- Noslash.cpp\n### Noslash.cpp\n4,1\n"
@@ -153,107 +133,135 @@ TEST_F(OutputTest, SourceLineSectionSortsFilesAndSkipsZeroCounts) {
 }
 
 TEST_F(OutputTest, StaticSectionWritesCountsAboveZeroByLineNumber) {
-    static char two[] = "b/two.cpp", one[] = "A/one.cpp", three[] = "a/three.cpp", four[] = "a/four.cpp";
-    static int two_lines[] = {10, 20, 30}, one_lines[] = {1, 2}, three_lines[] = {5}, four_lines[] = {6, 7};
-    static long long two_counts[] = {0, 3, 0}, one_counts[] = {0, 0}, three_counts[] = {-2}, four_counts[] = {1, 2};
-    mirt_reg(two, 3, two_lines, two_counts);
-    mirt_reg(one, 2, one_lines, one_counts);
-    mirt_reg(three, 1, three_lines, three_counts);
-    mirt_reg(four, 2, four_lines, four_counts);
+    static int two_lines[] = {10, 20, 30}, one_lines[] = {1, 2}, three_lines[] = {5},
+               four_lines[] = {6, 7};
+    static long long two_counts[3], one_counts[2], three_counts[1], four_counts[2];
+    EXPECT_EQ(mirt_reg("b/two.cpp", 3, two_lines, two_counts), 0);
+    EXPECT_EQ(c_mirt_reg("b/two.cpp", 3, two_lines, two_counts), 0);  // two registrations
+    EXPECT_EQ(c_mirt_reg("A/one.cpp", 2, one_lines, one_counts), 0);
+    mirt_reg("a/three.cpp", 1, three_lines, three_counts);
+    mirt_reg("a/four.cpp", 2, four_lines, four_counts);
+    // The callers' own tables are read at the write, uncopied.
+    two_counts[1] = 3;
+    three_counts[0] = -2;
+    four_counts[0] = 1;
+    four_counts[1] = 2;
     EXPECT_EQ(write(),
               "=== T\n>>> unknown\n"
               "--- a\n### four.cpp\n6,1\n7,2\n"
-              "--- b\n### two.cpp\n20,3\n");
+              "--- b\n### two.cpp\n20,3\n### two.cpp\n20,3\n");
     EXPECT_STREQ(static_registrations()[0].name, "A/one.cpp");  // left sorted by name
 }
 
+// A module's variants and the records loaded from clients are summed per
+// line, lines ascending; a single registration keeps its own order. The
+// registry holds copies of the lines: the caller's may change afterwards.
 TEST_F(OutputTest, ModuleSectionWritesMergedViews) {
-    static char x[] = "m/x.cpp", y[] = "M/y.cpp", z[] = "m/z.cpp";
-    int x_lines[] = {3, 1}, x_other[] = {1, 4}, y_lines[] = {8}, z_lines[] = {1};
-    long long* xt = mirt_reg2(x, 2, x_lines);
-    long long* xv = mirt_reg2(x, 2, x_other);
-    mirt_reg2(y, 1, y_lines);
-    mirt_reg2(z, 1, z_lines);
+    int x_lines[] = {3, 1}, x_other[] = {1, -4}, y_lines[] = {8}, z_lines[] = {1},
+        w_lines[] = {5, 2};
+    long long* xt = mirt_reg2("m/x.cpp", 2, x_lines);
+    long long* xv = mirt_reg2("m/x.cpp", 2, x_other);
+    mirt_reg2("M/y.cpp", 1, y_lines);
+    mirt_reg2("m/z.cpp", 1, z_lines);
+    long long* wt = mirt_reg2("m/w.cpp", 2, w_lines);
     xt[0] = 2;
     xv[0] = 5;
+    xv[1] = 1;
+    wt[0] = wt[1] = 1;
     ModuleRecord* from_client = create_module_record("M/y.cpp", 1, y_lines);
     from_client->counters[0] = 6;
     register_loaded_record(from_client);  // y counts only through this record
+    x_lines[0] = w_lines[0] = 99;
     EXPECT_EQ(write(),
               "=== T\n>>> unknown\n"
-              "--- M\n### y.cpp\n8,6\n### x.cpp\n1,5\n3,2\n");
-    EXPECT_EQ(module_names(), (std::vector<std::string>{"M/y.cpp", "m/x.cpp", "m/z.cpp"}));
+              "--- M\n### y.cpp\n8,6\n### w.cpp\n5,1\n2,1\n### x.cpp\n-4,1\n1,5\n3,2\n");
+    EXPECT_EQ(module_names(),
+              (std::vector<std::string>{"M/y.cpp", "m/w.cpp", "m/x.cpp", "m/z.cpp"}));
 }
 
-TEST_F(OutputTest, SectionsComeInTheirFixedOrderAndRepeatHeadings) {
-    static char key[] = "d/p.cpp", module[] = "d/m.cpp", stat[] = "d/s.cpp", file[] = "d/f.cpp";
-    int lines[] = {4};
-    long long own[] = {2};
-    mirt_reg(stat, 1, lines, own);
-    mirt_reg2(module, 1, lines)[0] = 3;
-    mirt_fn2(file, 6);
-    mirt_fn(key, 8);
-    mirt_fn(12);
-    std::string group =
-        "=== T\n>>> unknown\n"
-        "--- d\n### p.cpp\n8,1\n"
-        "--- d\n### f.cpp\n6,1\n"
-        "12,1\n"
-        "--- d\n### s.cpp\n4,2\n"
-        "--- d\n### m.cpp\n4,3\n";
+// A clear zeroes every count and keeps every structure: the tables handed
+// out stay valid, the test name stays, points merged from clients and records
+// loaded from them go. Every claimed slot still counts towards the cap.
+TEST_F(OutputTest, ClearZeroesEveryCountAndKeepsEveryStructure) {
+    static char key[] = "d/k.cpp";
+    static int lines[] = {5, 6}, other[] = {7};
+    static long long own[] = {3, 4};
+    mirt_set_test_name("T", 1, "label");
+    mirt_obj named("d/p.cpp", 1);
+    mirt_fn(key, 2);
+    mirt_fn(42);
+    mirt_reg("d/s.cpp", 2, lines, own);
+    long long* table = mirt_reg2("d/m.cpp", 2, lines);
+    long long* variant = mirt_reg2("d/m.cpp", 1, other);
+    table[0] = 9;
+    variant[0] = 2;
+    ModuleRecord* attached = create_module_record("d/m.cpp", 1, other);
+    attached->counters[0] = 8;
+    register_loaded_record(attached);
+    mirt_fn2("d/f.cpp", 3);
+    add_merged_point(merged_point("d/client.cpp", 4, 6));
+
+    c_mirt_clear_coverage_data();
+    const std::string first = write();
+    EXPECT_EQ(first, "=== T\n>>> label\n");
+    EXPECT_TRUE(module_registry().at("d/m.cpp")->attached.empty());
+    EXPECT_EQ(point_entry_count, 2);
+    EXPECT_EQ(mirt_reg2("d/m.cpp", 2, lines), table);
+    EXPECT_EQ(mirt_reg2("d/m.cpp", 1, other), variant);
+    table[1] += 1;
+    variant[0] += 1;
+    own[1] = 1;
+    mirt_fn2("d/f.cpp", 3);
+    mirt_fn(key, 2);
+    mirt_fn(42);
+    EXPECT_EQ(write().substr(first.size()),
+              first + "--- d\n### k.cpp\n2,1\n--- d\n### f.cpp\n3,1\n42,1\n--- d\n### s.cpp\n6,1\n"
+                      "--- d\n### m.cpp\n6,1\n7,1\n");
+}
+
+// One line of each section. The sections come in their fixed order, each
+// with its own headings, and a write resets nothing: the next one appends the
+// totals so far (the point's slot moved to the table's front in the first
+// write, and its stale copy at home is listed too). Then each formatted line
+// that fails, counted from the header, gives its error log line; the printed
+// text names the output path only where marked so, "mirt.out" elsewhere.
+TEST_F(OutputTest, SectionsInTheirOrderAndEveryFailingLineReportedWithItsSourceLine) {
+    static int lines[] = {4};
+    static long long own[] = {0};
+    mirt_reg("d/s.cpp", 1, lines, own);
+    long long* table = mirt_reg2("d/m.cpp", 1, lines);
+    auto record = [&](bool merged) {
+        mirt_clear_coverage_data();
+        own[0] = 2;
+        table[0] = 3;
+        mirt_fn2("d/f.cpp", 6);
+        mirt_fn("d/p.cpp", 8);
+        mirt_fn(12);
+        if (merged) add_merged_point(merged_point("e/q.cpp", 9, 1));
+    };
+    record(false);
+    const std::string group = "=== T\n>>> unknown\n--- d\n### p.cpp\n8,1\n--- d\n### f.cpp\n6,1\n"
+                              "12,1\n--- d\n### s.cpp\n4,2\n--- d\n### m.cpp\n4,3\n";
     EXPECT_EQ(write(), group);
-    // A write resets nothing: the next one appends the totals so far. The
-    // point's slot moved to the table's front in the first write and its
-    // stale copy stayed at home: both are listed now.
     mirt_fn(12);
     std::string next = group;
     next.replace(next.find("12,1"), 4, "12,2");
     next.replace(next.find("8,1"), 3, "8,1\n8,1");
     EXPECT_EQ(write(), group + next);
-}
 
-TEST_F(OutputTest, OutputThatCannotBeOpenedIsReported) {
-    mirt_fn(1);
-    trace_append(1);
-    // The output path names an existing folder: it cannot be opened as a file.
-    testing::internal::CaptureStdout();
-    mirt_write_coverage_data(folder.c_str());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: can't open " + folder + "\n");
-    EXPECT_TRUE(logged(error_log_lines(), 1184, "can not open file."));
-    EXPECT_EQ(trace_record_count, 1);  // trace and index untouched
-}
-
-TEST_F(OutputTest, EveryFailingLineIsReportedWithItsSourceLine) {
-    static char key[] = "d/p.cpp", module[] = "d/m.cpp", stat[] = "d/s.cpp", file[] = "d/f.cpp";
-    static int lines[] = {4};
-    static long long own[] = {0};
-    mirt_reg(stat, 1, lines, own);
-    long long* table = mirt_reg2(module, 1, lines);
-    // The same counts before every write: one line of each kind per section.
-    auto record = [&](bool merged) {
-        mirt_clear_coverage_data();
-        own[0] = 2;
-        table[0] = 3;
-        mirt_fn2(file, 6);
-        mirt_fn(key, 8);
-        mirt_fn(12);
-        if (merged) add_merged_point(merged_point("e/q.cpp", 9, 1));
-    };
-    struct Case {
-        bool merged;      // the point section is the merged one
-        int line_number;  // the formatted line that fails, counted from the header
-        int source_line;
+    const struct {
+        bool merged;  // a point from a client makes the point section the merged one
+        int line_number, source_line;
         const char* message;
-        bool names_path;  // the printed text names the output path, not "mirt.out"
-    };
-    const Case cases[] = {
+        bool names_path;
+    } cases[] = {
         {false, 0, 1202, "can't fprintf to file", true},
         {false, 1, 1328, "can't fprintf to file", false},
         {false, 2, 1337, "can't fprintf to file", false},
         {false, 3, 1346, "can't fprintf to file", false},
         {true, 1, 1417, "can't fprintf to file", false},
         {true, 2, 1427, "can't fprintf to file", false},
-        {true, 6, 1436, "can't fprintf to file", false},  // the count line of the merged section's second key
+        {true, 6, 1436, "can't fprintf to file", false},  // the count of the second key
         {false, 4, 280, "can't fprintf to mirt.out", false},
         {false, 5, 288, "can't fprintf to mirt.out", false},
         {false, 6, 295, "can't fprintf to mirt.out", false},
@@ -265,7 +273,7 @@ TEST_F(OutputTest, EveryFailingLineIsReportedWithItsSourceLine) {
         {false, 12, 1122, "can't fprintf to mirt.out.", false},
         {false, 13, 1131, "can't fprintf to mirt.out.", false},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         record(c.merged);
         mirt_test::remove_file(out_path);
         close_error_log();
@@ -276,43 +284,39 @@ TEST_F(OutputTest, EveryFailingLineIsReportedWithItsSourceLine) {
         mirt_write_coverage_data(out_path.c_str());
         std::string printed = testing::internal::GetCapturedStdout();
         output_vprintf = vfprintf;
-        EXPECT_EQ(printed, "Error: can't fprintf to " + (c.names_path ? out_path : std::string("mirt.out")) + "\n")
-            << "line " << c.line_number;
-        auto log = error_log_lines();
-        EXPECT_EQ(log.size(), 1u);
-        EXPECT_TRUE(logged(log, c.source_line, c.message)) << "line " << c.line_number;
-        std::string out = read_file(out_path);
-        if (c.source_line == 1346) {
-            // A failing section line ends only its own section.
-            EXPECT_EQ(out, "=== T\n>>> unknown\n--- d\n### p.cpp\n--- d\n### f.cpp\n6,1\n12,1\n"
-                           "--- d\n### s.cpp\n4,2\n--- d\n### m.cpp\n4,3\n");
+        SCOPED_TRACE("line " + std::to_string(c.line_number));
+        EXPECT_EQ(printed,
+                  "Error: can't fprintf to " + (c.names_path ? out_path : "mirt.out") + "\n");
+        EXPECT_EQ(mirt_test::lines_of(read_file(error_log_path)).size(), 1u);
+        EXPECT_TRUE(logged(c.source_line, c.message));
+        if (c.source_line == 1346) {  // a failing section line ends only its own section
+            EXPECT_EQ(read_file(out_path),
+                      "=== T\n>>> unknown\n--- d\n### p.cpp\n--- d\n### f.cpp\n"
+                      "6,1\n12,1\n--- d\n### s.cpp\n4,2\n--- d\n### m.cpp\n4,3\n");
         }
-        if (c.source_line == 1222) {
-            // A failing simple-counter line skips the two sections after it.
-            EXPECT_EQ(out, "=== T\n>>> unknown\n--- d\n### p.cpp\n8,1\n--- d\n### f.cpp\n6,1\n");
+        if (c.source_line == 1222) {  // a failing counter line skips the two sections after it
+            EXPECT_EQ(read_file(out_path),
+                      "=== T\n>>> unknown\n--- d\n### p.cpp\n8,1\n--- d\n### f.cpp\n6,1\n");
         }
     }
 }
 
 TEST_F(OutputTest, WriteFlushesAndClosesTraceAndIndexWhichThenReopen) {
-    static char scope_name[] = "t/scope.cpp", other[] = "t/other.cpp";
-    { mirt_obj scope(scope_name, 1); }
+    { mirt_obj scope("t/scope.cpp", 1); }
     write();
     EXPECT_EQ(trace_handle, 0);  // closed and marked so
     EXPECT_EQ(index_stream, nullptr);
     EXPECT_EQ(read_file(trace_path), std::string("\x01\0\0\xFF\xFF\xFF", 6));
     // Later records and new points go on in the same files.
-    { mirt_obj scope(other, 2); }
+    { mirt_obj scope("t/other.cpp", 2); }
     write();
     EXPECT_EQ(read_file(trace_path), std::string("\x01\0\0\xFF\xFF\xFF\x02\0\0\xFE\xFF\xFF", 12));
-    EXPECT_EQ(mirt_test::lines_of(mirt_test::read_text_file(index_path)),
-              (std::vector<std::string>{"t/scope.cpp,1", "t/other.cpp,2"}));
+    EXPECT_EQ(index_lines(), (std::vector<std::string>{"t/scope.cpp,1", "t/other.cpp,2"}));
 }
 
 TEST_F(OutputTest, WithoutATraceTheIndexStaysOpen) {
-    static char key[] = "k.cpp";
     ASSERT_NE((load_index_file(index_mode_numbering), index_stream), nullptr);
-    mirt_fn(key, 1);
+    mirt_fn("k.cpp", 1);
     write();
     EXPECT_NE(index_stream, nullptr);
     EXPECT_FALSE(trace_created);

@@ -4,11 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "error_log.h"
 #include "index_file.h"
 #include "internals.h"
+#include "mirt64.h"
+#include "point_table.h"
 #include "process_state.h"
 #include "test_support.h"
 #include "trace.h"
@@ -45,15 +48,31 @@ protected:
         mirt::trace_handle = 0;
         return mirt_test::read_file(trace_path);
     }
+    std::vector<std::string> index_lines() const {
+        return mirt_test::lines_of(mirt_test::read_file(index_path));
+    }
 
-    // Lines of the error log, each "[source,line]message".
-    std::vector<std::string> error_log_lines() const { return mirt_test::lines_of(mirt_test::read_text_file(error_log_path)); }
+    // Whether the error log holds "[<any source>,line]message".
+    ::testing::AssertionResult logged(int line, const std::string& message) const {
+        std::string tail = "," + std::to_string(line) + "]" + message, all;
+        for (const auto& l : mirt_test::lines_of(mirt_test::read_file(error_log_path))) {
+            size_t at = l.size() - tail.size();
+            if (l.size() > tail.size() && l[0] == '[' && l.find(',') == at && l.substr(at) == tail)
+                return ::testing::AssertionSuccess();
+            all += "\n  " + l;
+        }
+        return ::testing::AssertionFailure()
+               << "no [...," << line << "]" << message << " in:" << all;
+    }
+
+    // A point as a client's data file brings it.
+    static mirt::PointHitEntry* merged_point(const char* key, int32_t line, uint64_t count) {
+        auto* e = static_cast<mirt::PointHitEntry*>(calloc(1, sizeof(mirt::PointHitEntry)));
+        *e = {reinterpret_cast<uintptr_t>(strdup(key)), line, 0, count};
+        return e;
+    }
 
     std::string folder, index_path, error_log_path, trace_path;
 };
-
-// The error-log line that the runtime wrote for line with message, whatever
-// its source file name.
-::testing::AssertionResult logged(const std::vector<std::string>& lines, int line, const std::string& message);
 
 #endif

@@ -1,27 +1,23 @@
 #!/usr/bin/env bash
-# Reads the export table of mirt64.dll and checks every intended export name:
-# each Microsoft-decorated name must be there and demangle to its signature,
-# and each GNU and c_ name must be there too.
+# Reads the export table of mirt64.dll: each Microsoft-decorated name must be there,
+# demangle to its intended signature and reach the same code as the GNU and c_ names
+# beside it (c_mirt_write_coverage_data is a wrapper of its own: only there).
 set -u
-dll=$1
-exports=$(x86_64-w64-mingw32-objdump -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' | sed -n 's/^\s*\[\s*[0-9]*\] //p')
+# "name RVA" of every export: the name table gives each name's ordinal, the
+# address table each ordinal's RVA.
+exports=$(x86_64-w64-mingw32-objdump -p "$1" | awk '
+  /Export Address Table -- / { table = 1; next }
+  /\[Ordinal\/Name Pointer\] Table/ { names = 1; table = 0; next }
+  /^$/ { table = names = 0 }
+  table && /Export RVA/ { gsub(/[][]/, " "); rva[$1] = $4 }
+  names { gsub(/[][]/, " "); print $2, rva[$1] }')
 failed=0
-
-expect_name() {
-  if ! grep -qxF -- "$1" <<<"$exports"; then
-    echo "missing export: $1"
-    failed=1
-  fi
-}
+fail() { echo "$*"; failed=1; }
+address() { awk -v name="$1" '$1 == name { print $2 }' <<<"$exports"; }
 
 while IFS='|' read -r decorated signature; do
-  [ -z "$decorated" ] && continue
-  expect_name "$decorated"
   got=$(llvm-undname "$decorated" | sed -n 2p)
-  if [ "$got" != "$signature" ]; then
-    echo "$decorated demangles to '$got', expected '$signature'"
-    failed=1
-  fi
+  [ "$got" = "$signature" ] || fail "$decorated demangles to '$got', expected '$signature'"
 done <<'TABLE'
 ?mirt_fn@@YAHH@Z|int __cdecl mirt_fn(int)
 ?mirt_fn@@YAHPEADH@Z|int __cdecl mirt_fn(char *, int)
@@ -38,13 +34,29 @@ done <<'TABLE'
 ?mirt_write_coverage_data@@YAXPEBD@Z|void __cdecl mirt_write_coverage_data(char const *)
 TABLE
 
-for name in _Z7mirt_fni _Z7mirt_fnPci _ZN8mirt_objC1EPci _ZN8mirt_objD1Ev _ZN8mirt_objaSERKS_ \
-            _Z18mirt_set_test_namePciS_ _Z27mirt_allow_shutdown_writingb \
-            _Z8mirt_regPciPiPx _Z9mirt_reg2PciPi _Z24mirt_clear_coverage_datav _Z8mirt_fn2Pci _Z9mirt_fn22Pci _Z24mirt_write_coverage_dataPKc \
-            c_mirt_fn c_mirt_set_test_name c_mirt_allow_shutdown_writing c_mirt_reg c_mirt_reg2 \
-            c_mirt_clear_coverage_data c_mirt_fn2 c_mirt_write_coverage_data; do
-  expect_name "$name"
-done
-
-[ $failed -eq 0 ] && echo "all exports present and demangled as intended"
+# Names of one function: the first is the decorated one.
+while read -r first others; do
+  [ -n "$(address "$first")" ] || fail "missing export: $first"
+  for name in $others; do
+    [ "$(address "$name")" = "$(address "$first")" ] || fail "$name is not $first"
+  done
+done <<'TABLE'
+?mirt_fn@@YAHH@Z _Z7mirt_fni
+?mirt_fn@@YAHPEADH@Z _Z7mirt_fnPci c_mirt_fn
+??0mirt_obj@@QEAA@PEADH@Z
+??1mirt_obj@@QEAA@XZ
+??4mirt_obj@@QEAAAEAU0@AEBU0@@Z
+?mirt_set_test_name@@YAXPEADH0@Z _Z18mirt_set_test_namePciS_ c_mirt_set_test_name
+?mirt_allow_shutdown_writing@@YAX_N@Z _Z27mirt_allow_shutdown_writingb c_mirt_allow_shutdown_writing
+?mirt_reg@@YAHPEADHPEAHPEA_J@Z _Z8mirt_regPciPiPx c_mirt_reg
+?mirt_reg2@@YAPEA_JPEADHPEAH@Z _Z9mirt_reg2PciPi c_mirt_reg2
+?mirt_clear_coverage_data@@YAXXZ _Z24mirt_clear_coverage_datav c_mirt_clear_coverage_data
+?mirt_fn2@@YAHPEADH@Z _Z8mirt_fn2Pci c_mirt_fn2 ?mirt_fn22@@YAXPEADH@Z _Z9mirt_fn22Pci
+?mirt_write_coverage_data@@YAXPEBD@Z _Z24mirt_write_coverage_dataPKc
+_ZN8mirt_objC1EPci
+_ZN8mirt_objD1Ev
+_ZN8mirt_objaSERKS_
+c_mirt_write_coverage_data
+TABLE
+[ $failed -eq 0 ] && echo "all exports present, demangled and joined as intended"
 exit $failed

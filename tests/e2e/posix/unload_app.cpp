@@ -1,8 +1,7 @@
-// unload_app: loads the library with dlopen (it is not linked to it), counts a line, and
-// unloads it again while the process goes on.
-//   unload_app LIBRARY FILE READY_PATH END_PATH: counts FILE:1, unloads, wakes every
-//   other thread of the process with a signal (as a profiler's or a child's would), creates
-//   READY_PATH, then ends when END_PATH appears.
+// unload_app LIBRARY FILE READY_PATH END_PATH: loads the library with dlopen (it is not
+// linked to it), counts FILE:1, unloads it, wakes every other thread of the process with a
+// signal (as a profiler's or a child's would), creates READY_PATH, then ends when END_PATH
+// appears.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <signal.h>
@@ -17,12 +16,12 @@
 int main(int argc, char** argv) {
     if (argc != 5) return 2;
     void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) {
+    auto count_line =
+        library ? reinterpret_cast<int (*)(char*, int)>(dlsym(library, "c_mirt_fn2")) : nullptr;
+    if (count_line == nullptr) {
         fprintf(stderr, "%s\n", dlerror());
         return 1;
     }
-    auto count_line = reinterpret_cast<int (*)(char*, int)>(dlsym(library, "c_mirt_fn2"));
-    if (count_line == nullptr) return 1;
     count_line(argv[2], 1);
     if (dlclose(library) != 0) return 1;
     // A thread left waiting in the unloaded code returns into it when a

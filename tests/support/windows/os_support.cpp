@@ -1,5 +1,5 @@
-// os_support.cpp (Windows): child processes, program paths, computer name, environment and
-// the message loop for the tests. This file holds only Windows code.
+// os_support.cpp (Windows): child processes, program paths, the computer's name, the
+// environment and the message loop, for the tests. This file holds only Windows code.
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -8,44 +8,14 @@
 #include "test_support.h"
 #include "windows_api.h"
 
-namespace fs = std::filesystem;
-
 namespace mirt_test {
-
-char separator() { return '\\'; }
 
 std::string executable_name(const std::string& name) { return name + ".exe"; }
 
 std::string program_folder() {
     char path[MAX_PATH];
     DWORD n = GetModuleFileNameA(nullptr, path, MAX_PATH);
-    if (n == 0 || n >= MAX_PATH) return ".";
-    return fs::path(path).parent_path().string();
-}
-
-std::string make_temp_folder(const std::string& tag) {
-    char temp[MAX_PATH];
-    GetTempPathA(MAX_PATH, temp);
-    for (unsigned attempt = 0; attempt < 1000; ++attempt) {
-        std::string path = std::string(temp) + "mirt-test-" + tag + "-" + std::to_string(GetCurrentProcessId()) + "-" +
-                           std::to_string(GetTickCount() + attempt);
-        if (CreateDirectoryA(path.c_str(), nullptr)) return path;
-    }
-    return "";
-}
-
-void remove_tree(const std::string& path) {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-}
-
-std::string copy_program(const std::string& program, const std::string& folder, const std::string& new_name) {
-    std::string target = join(folder, new_name);
-    fs::copy_file(join(program_folder(), executable_name(program)), target, fs::copy_options::overwrite_existing);
-    // The runtime DLL is found beside the program.
-    std::string dll = join(program_folder(), "mirt64.dll");
-    if (fs::exists(dll)) fs::copy_file(dll, join(folder, "mirt64.dll"), fs::copy_options::overwrite_existing);
-    return target;
+    return n == 0 || n >= MAX_PATH ? "." : std::filesystem::path(path).parent_path().string();
 }
 
 namespace {
@@ -58,48 +28,46 @@ std::string quote(const std::string& arg) {
             ++backslashes;
             continue;
         }
-        if (c == '"') quoted.append(backslashes * 2 + 1, '\\');
-        else quoted.append(backslashes, '\\');
+        quoted.append(c == '"' ? backslashes * 2 + 1 : backslashes, '\\');
         backslashes = 0;
         quoted += c;
     }
-    quoted.append(backslashes * 2, '\\');
-    return quoted + "\"";
+    return quoted.append(backslashes * 2, '\\') + "\"";
 }
 
 // The current environment with the changes applied, as a block for CreateProcessA.
 std::string environment_block(const std::vector<EnvChange>& changes) {
     std::map<std::string, std::string, bool (*)(const std::string&, const std::string&)> vars(
-        [](const std::string& a, const std::string& b) { return _stricmp(a.c_str(), b.c_str()) < 0; });
+        [](const std::string& a, const std::string& b) {
+            return _stricmp(a.c_str(), b.c_str()) < 0;
+        });
     char* block = GetEnvironmentStringsA();
     for (char* p = block; *p != '\0'; p += strlen(p) + 1) {
-        char* eq = strchr(p + 1, '=');
-        if (eq == nullptr) continue;
-        vars[std::string(p, static_cast<size_t>(eq - p))] = eq + 1;
+        if (char* eq = strchr(p + 1, '='))
+            vars[std::string(p, static_cast<size_t>(eq - p))] = eq + 1;
     }
     FreeEnvironmentStringsA(block);
-    for (const auto& change : changes) {
-        if (change.second) vars[change.first] = *change.second;
-        else vars.erase(change.first);
+    for (const auto& [name, value] : changes) {
+        if (value) vars[name] = *value;
+        else vars.erase(name);
     }
     std::string result;
     for (const auto& v : vars) result += v.first + "=" + v.second + '\0';
-    result += '\0';
-    return result;
+    return result + '\0';
 }
 
 // Starts the program with its standard output and error on `output` (an
 // inheritable handle) and returns its process handle, or nullptr. Under
 // Wine, starting many processes at once now and then fails for a moment
 // (ERROR 1359): the start is tried again.
-HANDLE create_child(const std::string& path, const std::vector<std::string>& args, const std::vector<EnvChange>& env,
-                    const std::string& working_folder, HANDLE output) {
+HANDLE create_child(const std::string& path, const std::vector<std::string>& args,
+                    const std::vector<EnvChange>& env, const std::string& working_folder,
+                    HANDLE output) {
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-    startup.hStdOutput = output;
-    startup.hStdError = output;
+    startup.hStdOutput = startup.hStdError = output;
     std::string command = quote(path);
     for (const auto& a : args) command += " " + quote(a);
     std::string environment = environment_block(env);
@@ -107,7 +75,8 @@ HANDLE create_child(const std::string& path, const std::vector<std::string>& arg
         std::string line = command;
         PROCESS_INFORMATION process{};
         if (CreateProcessA(path.c_str(), line.data(), nullptr, nullptr, TRUE, 0, environment.data(),
-                           working_folder.empty() ? nullptr : working_folder.c_str(), &startup, &process)) {
+                           working_folder.empty() ? nullptr : working_folder.c_str(), &startup,
+                           &process)) {
             CloseHandle(process.hThread);
             return process.hProcess;
         }
@@ -116,106 +85,70 @@ HANDLE create_child(const std::string& path, const std::vector<std::string>& arg
     }
     return nullptr;
 }
-}  // namespace
 
-RunResult run_program(const std::string& path, const std::vector<std::string>& args, const std::vector<EnvChange>& env,
-                      const std::string& working_folder) {
-    RunResult result;
-    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-    HANDLE read_end = nullptr, write_end = nullptr;
-    if (!CreatePipe(&read_end, &write_end, &inherit, 0)) return result;
-    SetHandleInformation(read_end, HANDLE_FLAG_INHERIT, 0);
-    HANDLE process = create_child(path, args, env, working_folder, write_end);
-    CloseHandle(write_end);
-    if (process == nullptr) {
-        CloseHandle(read_end);
-        return result;
-    }
-    char buffer[4096];
-    DWORD n = 0;
-    while (ReadFile(read_end, buffer, sizeof buffer, &n, nullptr) && n > 0) result.output.append(buffer, n);
-    CloseHandle(read_end);
+int reap(HANDLE process) {
     WaitForSingleObject(process, INFINITE);
     DWORD code = 0;
     GetExitCodeProcess(process, &code);
-    result.exit_code = static_cast<int>(code);
     CloseHandle(process);
-    return result;
+    return static_cast<int>(code);
 }
+}  // namespace
 
-Child start_program(const std::string& path, const std::vector<std::string>& args, const std::vector<EnvChange>& env,
-                    const std::string& output_path) {
-    Child result;
+Child start_program(const std::string& path, const std::vector<std::string>& args,
+                    const std::vector<EnvChange>& env, const std::string& output_path,
+                    const std::string& working_folder) {
     SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
     HANDLE out = CreateFileA(output_path.empty() ? "NUL" : output_path.c_str(), FILE_APPEND_DATA,
-                             FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (HANDLE process = create_child(path, args, env, "", out)) {
-        result.handle = reinterpret_cast<long long>(process);
-        result.started = true;
-    }
+                             FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, OPEN_ALWAYS,
+                             FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE process = create_child(path, args, env, working_folder, out);
     if (out != INVALID_HANDLE_VALUE) CloseHandle(out);
-    return result;
+    return {reinterpret_cast<long long>(process), process != nullptr,
+            process != nullptr ? GetProcessId(process) : 0};
 }
 
 int wait_program(Child& child) {
     if (!child.started) return -1;
-    HANDLE process = reinterpret_cast<HANDLE>(child.handle);
-    WaitForSingleObject(process, INFINITE);
-    DWORD code = 0;
-    GetExitCodeProcess(process, &code);
-    CloseHandle(process);
     child.started = false;
-    return static_cast<int>(code);
+    return reap(reinterpret_cast<HANDLE>(child.handle));
 }
 
 void kill_program(Child& child) {
-    if (!child.started) return;
-    TerminateProcess(reinterpret_cast<HANDLE>(child.handle), 9);
+    if (child.started) TerminateProcess(reinterpret_cast<HANDLE>(child.handle), 9);
     wait_program(child);
 }
 
-// Through ntdll's NtSuspendProcess and NtResumeProcess, which Wine has too.
-void suspend_program(Child& child, bool suspended) {
-    using Call = LONG(WINAPI*)(HANDLE);
-    FARPROC call = GetProcAddress(GetModuleHandleA("ntdll.dll"), suspended ? "NtSuspendProcess" : "NtResumeProcess");
-    if (child.started && call != nullptr) reinterpret_cast<Call>(reinterpret_cast<void*>(call))(reinterpret_cast<HANDLE>(child.handle));
+bool run_in_forked_child(const std::function<void()>&) { return false; }
+
+std::vector<EnvChange> temp_folder_env(const std::string& folder) {
+    return {{"TMP", folder}, {"TEMP", folder}};
 }
+std::string data_file_folder(const std::string& temp) { return temp; }
 
-}  // namespace mirt_test
-
-namespace mirt_test {
 std::string exit_output_path() { return "c:\\temp\\mirt_exit.out"; }
 std::string index_file_path() { return "c:/temp/index.txt"; }
 std::string error_log_path() { return "c:/temp/mirt_err.txt"; }
-// Windows has no such device; under Wine the Linux one is reached through
-// drive Z:, which maps the root folder.
+// Windows has none; under Wine the Linux one is reached through drive Z:.
 std::string full_device_path() {
     HMODULE ntdll = GetModuleHandleA("ntdll.dll");
-    bool wine = ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
-    return wine ? "Z:\\dev\\full" : "";
+    return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr
+               ? "Z:\\dev\\full"
+               : "";
 }
-}  // namespace mirt_test
-
-namespace mirt_test {
-std::vector<EnvChange> temp_folder_env(const std::string& folder) { return {{"TMP", folder}, {"TEMP", folder}}; }
-std::string data_file_folder(const std::string& temp) { return temp; }
-}  // namespace mirt_test
-
-namespace mirt_test {
 
 // The system puts the name in every process's environment.
 std::string computer_name() {
     const char* name = getenv("COMPUTERNAME");
     return name != nullptr ? name : "";
 }
-
 std::string profile_variable() { return "USERPROFILE"; }
 
 // Both copies of the environment: the system's, which ExpandEnvironmentStringsA
-// reads, and the C runtime's.
+// reads, and the C runtime's ("NAME=" removes it there).
 void set_environment(const std::string& name, const std::optional<std::string>& value) {
     SetEnvironmentVariableA(name.c_str(), value ? value->c_str() : nullptr);
-    _putenv((name + "=" + (value ? *value : std::string())).c_str());  // "NAME=" removes it
+    _putenv((name + "=" + value.value_or("")).c_str());
 }
 
 bool pump_until(const std::function<bool()>& done, unsigned timeout_ms) {
@@ -223,9 +156,12 @@ bool pump_until(const std::function<bool()>& done, unsigned timeout_ms) {
     while (!done()) {
         DWORD spent = GetTickCount() - start;
         if (spent >= timeout_ms) return false;
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, timeout_ms - spent < 5 ? timeout_ms - spent : 5, QS_ALLINPUT);
+        // One message at a time: a tick longer than its interval would
+        // otherwise keep the dispatch busy for ever.
+        MsgWaitForMultipleObjectsEx(0, nullptr, timeout_ms - spent < 5 ? timeout_ms - spent : 5,
+                                    QS_ALLINPUT, MWMO_INPUTAVAILABLE);
         MSG message;
-        while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&message);
+        if (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageA(&message);
     }
     return true;
 }

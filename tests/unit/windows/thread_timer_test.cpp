@@ -12,23 +12,20 @@
 using namespace mirt::platform;
 
 namespace {
-
 std::atomic<int> ticks{0};
 std::atomic<DWORD> tick_thread{0};
 void tick() {
     ++ticks;
     tick_thread = GetCurrentThreadId();
 }
-
 }  // namespace
 
+// Neither waiting without a message loop nor another thread's loop runs it.
 TEST(ThreadTimerTest, FiresOnlyInsideTheOwningThreadsDispatch) {
     TimerId id = start_timer(20, tick);
     ASSERT_NE(id, 0u);
     Sleep(200);
-    // Another thread's message loop does not run this thread's timer.
-    std::thread other([] { mirt_test::pump_for(200); });
-    other.join();
+    std::thread([] { mirt_test::pump_for(200); }).join();
     EXPECT_EQ(ticks, 0);
     EXPECT_TRUE(mirt_test::pump_until([] { return ticks >= 2; }, 10000));
     EXPECT_EQ(tick_thread, GetCurrentThreadId());

@@ -1,8 +1,5 @@
-// Tests of the numbered counters, the point-hit table and the simple probes.
-#include <cstring>
-
-#include "internals.h"
-#include "mirt64.h"
+// Tests of the probes' stores: numbered counters, the point-hit table, modules, the test name.
+#include "modules.h"
 #include "runtime_fixture.h"
 
 using namespace mirt;
@@ -12,16 +9,14 @@ char* key_value(uint64_t v) { return reinterpret_cast<char*>(static_cast<uintptr
 }  // namespace
 
 TEST_F(RuntimeTest, PointerKeysClaimTheirHomeSlotAndProbeOnWithWrap) {
-    char* a = key_value(0x10000);
-    c_mirt_fn(a, 7);
+    c_mirt_fn(key_value(0x10000), 7);
     ASSERT_NE(point_hit_table, nullptr);
     uint32_t slot = home_slot(0x10000, 7);
     EXPECT_EQ(point_hit_table[slot].line, 7);
     EXPECT_EQ(point_hit_table[slot].key, 0x10000u);
     EXPECT_EQ(point_hit_table[slot].count, 1u);
     // Keys 2^20 apart share the home slot (81 is odd): the second goes next door.
-    char* b = key_value(0x10000 + 0x100000);
-    c_mirt_fn(b, 7);
+    c_mirt_fn(key_value(0x110000), 7);
     EXPECT_EQ(point_hit_table[(slot + 1) & point_slot_mask].key, 0x110000u);
     // A key whose home is the last slot wraps to slot 0 when it is taken.
     uint64_t k = 0;
@@ -30,8 +25,7 @@ TEST_F(RuntimeTest, PointerKeysClaimTheirHomeSlotAndProbeOnWithWrap) {
     c_mirt_fn(key_value(k + 0x100000), 1);
     EXPECT_EQ(point_hit_table[point_slot_mask].key, k);
     EXPECT_EQ(point_hit_table[0].key, k + 0x100000);
-    // Line 0 leaves the slot looking empty: the next key with its home
-    // there claims it again, overwriting it.
+    // Line 0 leaves the slot looking empty: the next key at home there overwrites it.
     mirt_fn(key_value(0x500), 0);
     mirt_fn(key_value(0x100500), 0);
     EXPECT_EQ(point_hit_table[home_slot(0x500, 0)].key, 0x100500u);
@@ -39,29 +33,33 @@ TEST_F(RuntimeTest, PointerKeysClaimTheirHomeSlotAndProbeOnWithWrap) {
     EXPECT_EQ(point_entry_count, 6);
 }
 
-
 // A pointer-keyed probe returns the last named point's number when it claims
-// a slot, 0 after that; it never advances the numbering.
-TEST_F(RuntimeTest, PointerKeysCountByAddressNamedPointsByText) {
-    // Named points first: they open the index file that numbers them.
+// a slot, 0 after that; it never advances the numbering. Named points are
+// numbered by their text, whatever buffer holds it.
+TEST_F(RuntimeTest, PointerKeysReturnTheLastNamedPointsNumberOnce) {
     char third[] = "named.cpp", fourth[] = "named.cpp", key[] = "k.cpp";
     mirt_obj p(third, 9), q(fourth, 9), r(third, 10);  // same name, other line: another point
-    EXPECT_EQ(p.index, 1);
-    EXPECT_EQ(q.index, 1);
-    EXPECT_EQ(r.index, 2);
-    EXPECT_EQ(point_entry_count, 2);
+    EXPECT_EQ(std::vector<int>({p.index, q.index, r.index}), std::vector<int>({1, 1, 2}));
     EXPECT_EQ(mirt_fn(key, 5), 2);
     EXPECT_EQ(mirt_fn(key, 5), 0);
     EXPECT_EQ(point_counter, 3);
+    EXPECT_EQ(point_entry_count, 3);
+    EXPECT_EQ(index_lines(), (std::vector<std::string>{"named.cpp,9", "named.cpp,10"}));
+}
 
-    char first[] = "same.cpp", second[] = "same.cpp";
-    mirt_fn(first, 3);
-    mirt_fn(second, 3);
-    mirt_fn(first, 3);
-    EXPECT_EQ(point_entry_count, 5);
-    EXPECT_EQ(point_hit_table[home_slot(reinterpret_cast<uintptr_t>(first), 3)].count, 2u);
-    EXPECT_EQ(mirt_test::lines_of(mirt_test::read_text_file(index_path)),
-              (std::vector<std::string>{"named.cpp,9", "named.cpp,10"}));
+// Before any named point a pointer-keyed probe returns 0 and never opens the
+// index file; a named point after it finds the index unopened.
+TEST_F(RuntimeTest, PointerKeyedFirstLeavesTheIndexUnopenedForNamedPoints) {
+    static char key[] = "k.cpp";
+    EXPECT_EQ(c_mirt_fn(key, 1), 0);
+    EXPECT_EQ(mirt_fn(key, 1), 0);
+    EXPECT_EQ(index_stream, nullptr);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(mirt_obj("n.cpp", 2).index, 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Error: can't fprintf to " + index_path + "\n");
+    EXPECT_TRUE(logged(828, "can't fprintf to index file"));
+    EXPECT_FALSE(mirt_test::file_exists(index_path));
 }
 
 // Filled to its cap by real probes: known keys still count, a new key walks
@@ -86,41 +84,53 @@ TEST_F(RuntimeTest, AtTheCapKnownKeysStillCountAndNewKeysGiveUp) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: mirt hash table too full.\n");
     EXPECT_TRUE(mirt_test::file_exists(out_path));
     EXPECT_EQ(mirt_test::read_file(out_path), "");
-    EXPECT_TRUE(logged(error_log_lines(), 1193, "mirt hash table too full."));
+    EXPECT_TRUE(logged(1193, "mirt hash table too full."));
 }
 
+// Ids out of range are dropped, never written past the array.
 TEST_F(RuntimeTest, NumberedCountersCoverExactlyTheirRange) {
     EXPECT_EQ(simple_counters, nullptr);
-    EXPECT_EQ(mirt_fn(999999), 0);
-    mirt_fn(999999);
-    mirt_fn(0);
+    for (int id : {999999, 999999, 0, 1000000, -1}) EXPECT_EQ(mirt_fn(id), 0);
     ASSERT_NE(simple_counters, nullptr);
     EXPECT_EQ(simple_counters[999999], 2u);
     EXPECT_EQ(simple_counters[0], 1u);
-    // Out of range ids are dropped, never written past the array.
-    EXPECT_EQ(mirt_fn(1000000), 0);
-    EXPECT_EQ(mirt_fn(-1), 0);
     uint64_t sum = 0;
     for (int i = 0; i < simple_counter_count; ++i) sum += simple_counters[i];
     EXPECT_EQ(sum, 3u);
 }
 
+// Cut at 255 bytes, at the length given or at the terminator; a negative
+// length gives the empty name, null texts give empty texts.
 TEST_F(RuntimeTest, TestNameAndLabelAreCutAt255Bytes) {
-    std::string long_name(300, 'n');
-    std::string long_label(400, 'l');
+    std::string long_name(300, 'n'), long_label(400, 'l');
     mirt_set_test_name(long_name.data(), 300, long_label.data());
     EXPECT_EQ(std::string(current_test_name()), std::string(255, 'n'));
     EXPECT_EQ(std::string(current_test_label()), std::string(255, 'l'));
-    char name[] = "suite.case";
-    char label[] = "Optimize";
+    char name[] = "suite.case", label[] = "Optimize";
     c_mirt_set_test_name(name, 5, label);
     EXPECT_STREQ(current_test_name(), "suite");
     EXPECT_STREQ(current_test_label(), "Optimize");
-    // A length beyond the name's terminator stops at the terminator; a
-    // negative length gives the empty name; null texts give empty texts.
     c_mirt_set_test_name(name, 200, nullptr);
     EXPECT_STREQ(current_test_name(), "suite.case");
     EXPECT_STREQ(current_test_label(), "");
     c_mirt_set_test_name(name, -4, label);
     EXPECT_STREQ(current_test_name(), "");
+}
+
+// A negative count is taken as 0; missing lines are read as zeros, and the
+// table still has room for every counter the module increments; a missing
+// name is the empty one.
+TEST_F(RuntimeTest, ModuleTablesTakeBadArgumentsSafely) {
+    int lines[] = {1}, zero_lines[] = {0, 0};
+    long long* a = mirt_reg2("empty.cpp", 0, nullptr);
+    ASSERT_NE(a, nullptr);
+    EXPECT_EQ(mirt_reg2("empty.cpp", 0, lines), a);
+    EXPECT_EQ(mirt_reg2("empty.cpp", -5, lines), a);
+    long long* zeros = mirt_reg2("empty.cpp", 2, nullptr);
+    zeros[0] += 1;
+    zeros[1] += 1;
+    EXPECT_EQ(mirt_reg2("empty.cpp", 2, zero_lines), zeros);
+    long long* unnamed = mirt_reg2(nullptr, 1, lines);
+    EXPECT_EQ(mirt_reg2(nullptr, 1, lines), unnamed);
+    EXPECT_EQ(module_names(), (std::vector<std::string>{"empty.cpp", ""}));
 }
