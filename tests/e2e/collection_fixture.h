@@ -9,7 +9,7 @@
 #include <deque>
 #include <filesystem>
 
-#include "test_support.h"
+#include "tests/support/test_support.h"
 
 namespace mirt_test {
 

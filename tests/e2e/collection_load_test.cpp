@@ -1,6 +1,6 @@
 // Collection under load: fifty clients at a time register, count and end against one host
 // for a minute.
-#include "collection_fixture.h"
+#include "tests/e2e/collection_fixture.h"
 
 using namespace mirt_test;
 

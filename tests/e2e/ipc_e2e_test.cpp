@@ -1,7 +1,7 @@
 // A host and its clients as real processes that load the real library: gathering, clearing,
 // clients that end, die or never existed, a host killed while its clients run, and
 // registrations and connections that break the rules.
-#include "collection_fixture.h"
+#include "tests/e2e/collection_fixture.h"
 
 using namespace mirt_test;
 using IpcE2E = CollectionTest;

@@ -1,7 +1,7 @@
 // Managed code under Mono reaching the native library through the managed wrapper.
 #include <gtest/gtest.h>
 
-#include "test_support.h"
+#include "tests/support/test_support.h"
 
 using namespace mirt_test;
 

@@ -5,7 +5,7 @@
 
 #include <filesystem>
 
-#include "test_support.h"
+#include "tests/support/test_support.h"
 
 using namespace mirt_test;
 

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "mirt64.h"
-#include "test_support.h"
+#include "tests/support/test_support.h"
 
 namespace {
 [[noreturn]] void exit_while_probing() {

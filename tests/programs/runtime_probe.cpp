@@ -12,14 +12,14 @@
 #include <string>
 #include <vector>
 
-#include "attach.h"
-#include "autodump.h"
+#include "startup/attach.h"
+#include "autodump/autodump.h"
 #include "mirt64.h"
-#include "pipe.h"
-#include "process.h"
-#include "process_state.h"
-#include "role.h"
-#include "test_support.h"
+#include "platform/pipe.h"
+#include "platform/process.h"
+#include "core/process_state.h"
+#include "startup/role.h"
+#include "tests/support/test_support.h"
 
 using namespace mirt::platform;
 

@@ -1,5 +1,5 @@
 // test_support.cpp: the parts of the test support that are the same on every system.
-#include "test_support.h"
+#include "tests/support/test_support.h"
 
 #include <chrono>
 #include <cstdio>

@@ -4,9 +4,9 @@
 #include <climits>
 #include <filesystem>
 
-#include "autodump.h"
-#include "point_table.h"
-#include "runtime_fixture.h"
+#include "autodump/autodump.h"
+#include "core/point_table.h"
+#include "tests/unit/runtime_fixture.h"
 
 using namespace mirt;
 using namespace mirt_test;

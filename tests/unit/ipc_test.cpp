@@ -1,13 +1,13 @@
 // Tests of collection's pieces inside one process: names and messages, named events, data files.
 #include <map>
 
-#include "data_file.h"
-#include "events.h"
-#include "modules.h"
-#include "names.h"
-#include "process.h"
-#include "runtime_fixture.h"
-#include "source_lines.h"
+#include "ipc/data_file.h"
+#include "platform/events.h"
+#include "core/modules.h"
+#include "ipc/names.h"
+#include "platform/process.h"
+#include "tests/unit/runtime_fixture.h"
+#include "core/source_lines.h"
 
 using namespace mirt;
 using mirt_test::join;

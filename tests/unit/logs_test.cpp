@@ -1,8 +1,8 @@
 // Tests of the index file, the trace file, the error log and the path operations.
 #include <cstring>
 
-#include "paths.h"
-#include "runtime_fixture.h"
+#include "core/paths.h"
+#include "tests/unit/runtime_fixture.h"
 
 using namespace mirt;
 using mirt_test::join;

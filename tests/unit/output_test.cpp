@@ -1,12 +1,12 @@
 // Tests of the coverage output: whole record groups compared byte for byte.
 #include <algorithm>
 
-#include "client.h"
-#include "emit.h"
-#include "modules.h"
-#include "runtime_fixture.h"
-#include "section_writers.h"
-#include "source_lines.h"
+#include "ipc/client.h"
+#include "output/emit.h"
+#include "core/modules.h"
+#include "tests/unit/runtime_fixture.h"
+#include "output/section_writers.h"
+#include "core/source_lines.h"
 
 using namespace mirt;
 using mirt_test::read_file;

@@ -1,6 +1,6 @@
 // Tests of the probes' stores: numbered counters, the point-hit table, modules, the test name.
-#include "modules.h"
-#include "runtime_fixture.h"
+#include "core/modules.h"
+#include "tests/unit/runtime_fixture.h"
 
 using namespace mirt;
 

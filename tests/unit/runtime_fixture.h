@@ -7,14 +7,14 @@
 #include <cstring>
 #include <string>
 
-#include "error_log.h"
-#include "index_file.h"
-#include "internals.h"
+#include "core/error_log.h"
+#include "core/index_file.h"
+#include "core/internals.h"
 #include "mirt64.h"
-#include "point_table.h"
-#include "process_state.h"
-#include "test_support.h"
-#include "trace.h"
+#include "core/point_table.h"
+#include "core/process_state.h"
+#include "tests/support/test_support.h"
+#include "core/trace.h"
 
 // Every test runs in a process of its own (the test runner starts one per
 // test), so the runtime's globals start from their load-time values.

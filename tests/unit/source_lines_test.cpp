@@ -3,8 +3,8 @@
 #include <cstring>
 #include <thread>
 
-#include "runtime_fixture.h"
-#include "source_lines.h"
+#include "tests/unit/runtime_fixture.h"
+#include "core/source_lines.h"
 
 using namespace mirt;
 

@@ -6,8 +6,8 @@
 #include <chrono>
 #include <thread>
 
-#include "test_support.h"
-#include "timer.h"
+#include "tests/support/test_support.h"
+#include "platform/timer.h"
 
 using namespace mirt::platform;
 using namespace mirt_test;

@@ -2,7 +2,7 @@
 // that compiler would. (check_exports.sh joins every name to its code.)
 #include <gtest/gtest.h>
 
-#include "windows_api.h"
+#include "platform/windows/windows_api.h"
 
 // The object is one 32-bit field; the constructor returns this, the
 // assignment its object.

@@ -7,7 +7,7 @@
 
 #include <cstdlib>
 
-#include "collection_fixture.h"
+#include "tests/e2e/collection_fixture.h"
 
 using namespace mirt_test;
 using Lifecycle = CollectionTest;

@@ -7,10 +7,10 @@
 
 #include <cstdlib>
 
-#include "collection_fixture.h"
-#include "data_file.h"
-#include "process_state.h"
-#include "source_lines.h"
+#include "tests/e2e/collection_fixture.h"
+#include "ipc/data_file.h"
+#include "core/process_state.h"
+#include "core/source_lines.h"
 
 using namespace mirt_test;
 

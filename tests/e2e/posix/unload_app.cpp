@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "test_support.h"
+#include "tests/support/test_support.h"
 
 int main(int argc, char** argv) {
     if (argc != 5) return 2;

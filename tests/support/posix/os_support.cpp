@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "test_support.h"
+#include "tests/support/test_support.h"
 
 namespace mirt_test {
 

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <map>
 
-#include "test_support.h"
-#include "windows_api.h"
+#include "tests/support/test_support.h"
+#include "platform/windows/windows_api.h"
 
 namespace mirt_test {
 

@@ -4,10 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "events.h"
-#include "pipe.h"
-#include "runtime_folder.h"
-#include "test_support.h"
+#include "platform/events.h"
+#include "platform/pipe.h"
+#include "platform/posix/runtime_folder.h"
+#include "tests/support/test_support.h"
 
 using namespace mirt::platform;
 

@@ -8,7 +8,7 @@
 
 #include <atomic>
 
-#include "timer.h"
+#include "platform/timer.h"
 
 using namespace mirt::platform;
 

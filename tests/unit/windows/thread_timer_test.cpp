@@ -5,9 +5,9 @@
 #include <atomic>
 #include <thread>
 
-#include "test_support.h"
-#include "timer.h"
-#include "windows_api.h"
+#include "tests/support/test_support.h"
+#include "platform/timer.h"
+#include "platform/windows/windows_api.h"
 
 using namespace mirt::platform;
 
