@@ -38,18 +38,26 @@ void trace_append(int32_t value) {
         report_open(refused);
     }
     // The record is the low three bytes of the value, little-endian; the
-    // fourth byte written here is overwritten by the next record.
-    unsigned char* p = trace_buffer + 3 * trace_record_count;
+    // fourth byte written here is overwritten by the next record. Named points
+    // take no lock, so threads that trace at once race on the count: each
+    // works on its own copy of it, which never points past the buffer (a
+    // record may then be lost or written twice, never outside the trace).
+    int n = trace_record_count;
+    if (n < 0 || n >= trace_buffer_records) n = 0;
+    unsigned char* p = trace_buffer + 3 * n;
     uint32_t bits = static_cast<uint32_t>(value);
     p[0] = static_cast<unsigned char>(bits);
     p[1] = static_cast<unsigned char>(bits >> 8);
     p[2] = static_cast<unsigned char>(bits >> 16);
     p[3] = static_cast<unsigned char>(bits >> 24);
-    if (++trace_record_count >= trace_buffer_records) trace_flush();
+    trace_record_count = n + 1;
+    if (n + 1 >= trace_buffer_records) trace_flush();
 }
 
 void trace_flush() {
-    if (!platform::write_file(trace_handle, trace_buffer, static_cast<size_t>(3 * trace_record_count))) {
+    int n = trace_record_count;  // within the buffer whatever racing threads left
+    if (n < 0 || n > trace_buffer_records) n = trace_buffer_records;
+    if (!platform::write_file(trace_handle, trace_buffer, static_cast<size_t>(3 * n))) {
         MIRT_REPORT(Failure::trace_write, trace_file_name);
     }
     trace_record_count = 0;
