@@ -262,12 +262,11 @@ private:
             auto* v = ds->isSingleDecl() ? dyn_cast<VarDecl>(ds->getSingleDecl()) : nullptr;
             const Expr* init = v ? v->getInit() : nullptr;
             if (!init || v->getType()->isArrayType() || v->isConstexpr() || v->hasGlobalStorage()) return {};
-            if (v->getInitStyle() == VarDecl::CInit && runs_code(init) && in_template_ &&
-                !v->getType()->isScalarType() && !v->getType()->isReferenceType()) {
-                counted_by_statement_.insert(init);
-                return {};
-            }
             if (v->getInitStyle() == VarDecl::CInit && runs_code(init)) {
+                if (in_template_ && !v->getType()->isScalarType() && !v->getType()->isReferenceType()) {
+                    counted_by_statement_.insert(init);
+                    return {};
+                }
                 later = init;
                 at = begin_offset(init->getBeginLoc());
             } else if (v->getInitStyle() == VarDecl::CallInit) {
@@ -703,8 +702,9 @@ private:
             constant_context_ = constant_context_ || v->isConstexpr() ||
                                 (init && v->hasGlobalStorage() && !init->isValueDependent() &&
                                  init->isConstantInitializer(ctx_, v->getType()->isReferenceType()));
-            // "T name =\n    call();": the initialiser's line counts where it
-            // runs code (an array's initialiser cannot take a comma).
+            // "T a = 1, name =\n    call();": the initialiser's line counts where
+            // it runs code (an array's initialiser cannot take a comma; a
+            // declaration of one name is counted there by its statement).
             std::optional<unsigned> at = begin_offset(v->getBeginLoc());
             if (init && at && v->getInitStyle() == VarDecl::CInit && !v->getType()->isArrayType() && runs_code(init))
                 operand_site(init, line_at(*at));
