@@ -62,7 +62,7 @@ if [ "$tools" = 1 ]; then
   done
   module=$(find "$prefix" -name MirtCoverage.cmake)
   [ -n "$module" ] || { echo "no MirtCoverage.cmake under $prefix"; exit 1; }
-  programs="$source/tests/instrument/programs"
+  programs="$source/tests/tools/instrument/programs"
   # Only the installed tree may be found: no mirt-cc from this build or PATH.
   cmake -S "$source/tests/install/covered" -B "$work/covered" -DCMAKE_PREFIX_PATH="$prefix" \
     -DMIRT_PROGRAMS="$programs" >"$work/covered.log"

@@ -6,7 +6,7 @@
 #include "core/modules.h"
 #include "ipc/names.h"
 #include "platform/process.h"
-#include "tests/unit/runtime_fixture.h"
+#include "tests/core/runtime_fixture.h"
 #include "core/source_lines.h"
 
 using namespace mirt;

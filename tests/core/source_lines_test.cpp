@@ -3,7 +3,7 @@
 #include <cstring>
 #include <thread>
 
-#include "tests/unit/runtime_fixture.h"
+#include "tests/core/runtime_fixture.h"
 #include "core/source_lines.h"
 
 using namespace mirt;

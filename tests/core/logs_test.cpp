@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "core/paths.h"
-#include "tests/unit/runtime_fixture.h"
+#include "tests/core/runtime_fixture.h"
 
 using namespace mirt;
 using mirt_test::join;

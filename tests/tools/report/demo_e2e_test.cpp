@@ -3,7 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tools/report/tests/report_fixture.h"
+#include "tests/tools/report/report_fixture.h"
 #include "tests/support/test_support.h"
 
 using mirt_test::RunResult;

@@ -3,7 +3,7 @@
 
 #include <sstream>
 
-#include "tools/report/tests/report_fixture.h"
+#include "tests/tools/report/report_fixture.h"
 #include "tools/report/tests_for.h"
 #include "tools/report/trace_decoder.h"
 

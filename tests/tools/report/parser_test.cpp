@@ -1,7 +1,7 @@
 // The coverage file reader: every section form, simple counters, record groups and malformed input.
 #include <gtest/gtest.h>
 
-#include "tools/report/tests/report_fixture.h"
+#include "tests/tools/report/report_fixture.h"
 
 using namespace mirt_report;
 using mirt_report_test::parse_text;

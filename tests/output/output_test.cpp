@@ -4,7 +4,7 @@
 #include "ipc/client.h"
 #include "output/emit.h"
 #include "core/modules.h"
-#include "tests/unit/runtime_fixture.h"
+#include "tests/core/runtime_fixture.h"
 #include "output/section_writers.h"
 #include "core/source_lines.h"
 

@@ -1,7 +1,7 @@
 // The mirt-report program itself: its options, and its errors.
 #include <gtest/gtest.h>
 
-#include "tools/report/tests/report_fixture.h"
+#include "tests/tools/report/report_fixture.h"
 #include "tests/support/test_support.h"
 
 using mirt_test::RunResult;

@@ -6,7 +6,7 @@
 
 #include "autodump/autodump.h"
 #include "core/point_table.h"
-#include "tests/unit/runtime_fixture.h"
+#include "tests/core/runtime_fixture.h"
 
 using namespace mirt;
 using namespace mirt_test;

@@ -7,7 +7,7 @@
 
 #include "tools/report/cobertura_export.h"
 #include "tools/report/lcov_export.h"
-#include "tools/report/tests/report_fixture.h"
+#include "tests/tools/report/report_fixture.h"
 
 using namespace mirt_report;
 using mirt_report_test::set_of;

@@ -6,7 +6,7 @@
 
 #include "tools/report/coverage_writer.h"
 #include "tools/report/inputs.h"
-#include "tools/report/tests/report_fixture.h"
+#include "tests/tools/report/report_fixture.h"
 #include "tests/support/test_support.h"
 
 using namespace mirt_report;

@@ -1,6 +1,6 @@
 // Tests of the probes' stores: numbered counters, the point-hit table, modules, the test name.
 #include "core/modules.h"
-#include "tests/unit/runtime_fixture.h"
+#include "tests/core/runtime_fixture.h"
 
 using namespace mirt;
 

@@ -8,7 +8,7 @@
 
 #include "tools/report/changes.h"
 #include "tools/report/line_map.h"
-#include "tools/report/tests/report_fixture.h"
+#include "tests/tools/report/report_fixture.h"
 
 using mirt_test::RunResult;
 using namespace mirt_report;
