@@ -268,7 +268,7 @@ private:
                     return {};
                 }
                 later = init;
-                at = begin_offset(init->getBeginLoc());
+                at = code_start(init);
             } else if (v->getInitStyle() == VarDecl::CallInit) {
                 auto* construct = dyn_cast<CXXConstructExpr>(init->IgnoreImplicit());
                 if (construct && construct->getParenOrBraceRange().isValid())
@@ -280,14 +280,27 @@ private:
             if (auto* op = dyn_cast<CXXOperatorCallExpr>(e); op && op->isAssignmentOp() && op->getNumArgs() == 2)
                 later = op->getArg(1);
             if (later && !runs_code(later)) later = nullptr;
-            if (later) at = begin_offset(later->getBeginLoc());
+            if (later) at = code_start(later);
             if (!later && in_template_) at = first_continued_operator(e);
-        } else if (auto* r = dyn_cast<ReturnStmt>(s); r && in_template_ && r->getRetValue()) {
-            at = first_continued_operator(r->getRetValue());
+        } else if (auto* r = dyn_cast<ReturnStmt>(s); r && r->getRetValue()) {
+            if (in_template_) at = first_continued_operator(r->getRetValue());
+            if (!at) at = new_initialiser_end(r->getRetValue());
         }
         if (!at || line_at(*at) <= first) return {};
         if (later) counted_by_statement_.insert(later);
         return line_at(*at);
+    }
+
+    // Where gcc places the code of an operand: "new T(a,\n    b)" all of it at
+    // the parenthesis that closes its initialiser, anything else where it starts.
+    std::optional<unsigned> code_start(const Expr* e) const {
+        if (std::optional<unsigned> end = new_initialiser_end(e)) return end;
+        return begin_offset(e->getBeginLoc());
+    }
+    std::optional<unsigned> new_initialiser_end(const Expr* e) const {
+        auto* made = dyn_cast<CXXNewExpr>(e->IgnoreParenImpCasts());
+        if (!made || made->getInitializationStyle() != CXXNewExpr::CallInit) return {};
+        return main_offset(made->getDirectInitRange().getEnd());
     }
 
     // Where the first overloaded binary operator of e's chain that begins a
@@ -417,13 +430,14 @@ private:
 
     // Whether "(probe, e)" means what e means: not where e is a null pointer
     // constant that becomes a pointer (a literal 0 beside a pointer in ?:),
-    // which a comma would turn into a plain integer.
+    // which a comma would turn into a plain integer; nullptr stays one.
     bool wrappable(const Expr* e) const {
         QualType type = e->getType();
         if (!type->isAnyPointerType() && !type->isMemberPointerType() && !type->isNullPtrType() &&
             !type->isBlockPointerType())
             return true;
         const Expr* bare = e->IgnoreParenImpCasts();
+        if (isa<CXXNullPtrLiteralExpr>(bare)) return true;  // "(probe, nullptr)" is still one
         if (bare->isValueDependent() || bare->isTypeDependent()) return !isa<IntegerLiteral>(bare);
         return bare->isNullPointerConstant(ctx_, Expr::NPC_ValueDependentIsNotNull) == Expr::NPCK_NotNull;
     }
@@ -549,6 +563,11 @@ private:
     // expression starts.
     void operand_sites(const Expr* e) {
         std::optional<unsigned> at = begin_offset(e->getBeginLoc());
+        // An expression that starts inside a macro's text ("CHECK(x)\n    <<
+        // more", the stream of a macro's else branch) may go on after the
+        // macro's use: its operands there count from the use's line (those
+        // inside the macro or its arguments have no place of their own).
+        if (!at && e->getBeginLoc().isMacroID()) at = main_offset(sm_.getExpansionLoc(e->getBeginLoc()));
         if (!at) return;
         int from = line_at(*at);
         if (auto* b = dyn_cast<BinaryOperator>(e)) {
@@ -675,6 +694,11 @@ private:
             // A lambda that captures nothing is an empty object: no code.
             if (auto* lambda = dyn_cast<LambdaExpr>(without_copies(init)))
                 if (lambda->capture_size() == 0) continue;
+            // "struct tm when;": a trivial constructor that zeroes nothing runs no code.
+            if (auto* made = dyn_cast<CXXConstructExpr>(init))
+                if (made->getNumArgs() == 0 && made->getConstructor()->isTrivial() &&
+                    !made->requiresZeroInitialization())
+                    continue;
             // A static local with a constant initialiser runs no code here.
             if (v->hasGlobalStorage() && !init->isValueDependent() &&
                 init->isConstantInitializer(ctx, v->getType()->isReferenceType()))
@@ -965,6 +989,14 @@ private:
         if (block && brace) {
             unsigned anchor = (name_offset && *name_offset <= *brace) ? *name_offset : *brace;
             block_entry_site(block, line_at(anchor), anchor, true);
+            // A constructor defined outside its class also counts the line
+            // that closes its parameters, where gcc starts its code.
+            if (isa<CXXConstructorDecl>(fd) && fd->isOutOfLine() && counting_lines())
+                if (FunctionTypeLoc type = fd->getFunctionTypeLoc()) {
+                    std::optional<unsigned> close = main_offset(type.getRParenLoc());
+                    if (close && line_at(*close) > line_at(anchor) && *close < *brace)
+                        block_entry_site(block, line_at(*close), *close, false);
+                }
             std::optional<unsigned> close = main_offset(block->getRBracLoc());
             if (functions_)
                 functions_->push_back({shown, line_at(anchor), close ? line_at(*close) : line_at(anchor), file_});
@@ -1046,8 +1078,8 @@ private:
         if (!init) return;
         const Expr* e = init->IgnoreImplicit();
         const Expr* first = nullptr;
-        if (auto* construct = dyn_cast<CXXConstructExpr>(e)) {
-            if (construct->getNumArgs() > 0) first = construct->getArg(0);
+        if (auto* made = dyn_cast<CXXConstructExpr>(e)) {
+            if (made->getNumArgs() > 0) first = made->getArg(0);
         } else if (auto* list = dyn_cast<ParenListExpr>(e)) {
             if (list->getNumExprs() > 0) first = list->getExpr(0);
         } else if (auto* braces = dyn_cast<InitListExpr>(e)) {
@@ -1055,7 +1087,11 @@ private:
         } else {
             first = init;
         }
-        if (first && !isa<CXXDefaultArgExpr>(first->IgnoreImplicit())) operand_site(first, from_line);
+        // A constant counts too ("done_(false)": the member is stored on
+        // that line), except in braces, where a comma would make it narrow.
+        auto* construct = dyn_cast<CXXConstructExpr>(e);
+        bool braces = isa<InitListExpr>(e) || (construct && construct->isListInitialization());
+        if (first && !isa<CXXDefaultArgExpr>(first->IgnoreImplicit())) operand_site(first, from_line, !braces);
     }
 
     bool is_lambda_without_constexpr(const FunctionDecl* fd) const {

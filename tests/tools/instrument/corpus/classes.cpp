@@ -2,13 +2,16 @@
 // and statements whose parts stand on lines of their own.
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <iostream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #define BLOCK(x) { std::printf("%d\n", x); std::printf("%d\n", x); }
+#define CHECKED(c) if (c) ; else std::cerr
 
 template <typename T>
 T clamp_sum(const std::vector<T>& v, T limit) {  //+
@@ -85,6 +88,21 @@ struct Pair {
                      0)) {}  // gcov: counts the constructor's end
 };
 
+struct Node {
+    Node(const char* name_, int weight_);
+    std::string name;
+    int weight;
+    Node* next;
+    bool seen;
+};
+
+Node::Node(const char* name_,  //+
+           int weight_)  //+ a constructor defined outside its class: here too
+    : name(name_),  //+
+      weight(weight_),  //+
+      next(nullptr),  //+ constants are stored on their lines
+      seen(false) {}  //+
+
 // Defaulted and deleted functions have no body of their own to count.
 struct Defaulted {
     Defaulted() = default;
@@ -153,8 +171,16 @@ int main(int argc, char**) {  //+
          ++i)  //+
         BLOCK(i);  //+
     Pair p(1, 2);  //+
+    Node* node =
+        new Node("n",
+                 p.b);  //+ a new-expression: at its initialiser's closing parenthesis
+    CHECKED(node->weight == 2) << "weight "  //+
+                               << node->weight;  //+ after a macro's use: never run
+    delete node;  //+
     Defaulted d;  //+
     Defaulted e(d);  //+
+    std::div_t parts;
+    parts = std::div(total, 3);  //+
     (void)e;
     [[maybe_unused]] int unused = e.v;  //+
     std::ostringstream out;  //+
@@ -172,6 +198,6 @@ int main(int argc, char**) {  //+
         2, total);  //+ a construction: at its closing parenthesis
     total = total +  //+
         pick<true>(1);  //+ an operand that calls
-    std::printf("%s%s%zu", out.str().c_str(), name.c_str(), sizes.size());  //+
+    std::printf("%s%s%zu%d", out.str().c_str(), name.c_str(), sizes.size(), parts.rem);  //+
     return 0;  //+
 }
