@@ -3,7 +3,8 @@
 // Every statement that starts code on a line gets a probe before it, so that
 // a line's count is how often control entered it; a line counts once per
 // function (of several sites on one line of one function, the first in the
-// text is kept). Functions count the line of their name on entry; a loop
+// text is kept); a statement over several lines counts its further lines
+// with its first. Functions count the line of their name on entry; a loop
 // header counts each test of its condition. Nothing is inserted that starts a
 // new line: the copy keeps the original's line numbers.
 using Microsoft.CodeAnalysis;
@@ -295,12 +296,16 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
     }
 
     // The entry probe, one for the expression's own line when it starts
-    // another, and "return" where the expression is a value.
+    // another and one for each further line it begins, and "return" where
+    // the expression is a value.
     void BodyProbes(ExpressionSyntax e, int anchor, int line, bool returns)
     {
         NewSite(line, anchor).Edits.Add(new Edit(e.SpanStart, 0, EditOrder.Probe, Probe(line)));
         int own = Line(e.SpanStart);
         if (own != line) NewSite(own, e.SpanStart).Edits.Add(new Edit(e.SpanStart, 0, EditOrder.Probe, Probe(own)));
+        if (e is not AnonymousFunctionExpressionSyntax)
+            foreach (int later in LaterLines(e))
+                NewSite(later, e.SpanStart).Edits.Add(new Edit(e.SpanStart, 0, EditOrder.Probe, Probe(later)));
         if (returns && e is not ThrowExpressionSyntax)
             structure_.Add(new Edit(e.SpanStart, 0, EditOrder.Return, "return "));
     }
@@ -379,18 +384,46 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
     }
 
     // A probe before s; s becomes a block when it is not one of a sequence
-    // of statements (the body of an if, a loop, an else).
-    void StatementSite(StatementSyntax s, bool inSequence)
+    // of statements (the body of an if, a loop, an else). With spansLines,
+    // the further lines that s's own text begins count with it.
+    void StatementSite(StatementSyntax s, bool inSequence, bool spansLines = false)
     {
         int at = s.SpanStart;
         Site site = NewSite(Line(at), at);
+        List<int> later = spansLines ? LaterLines(s) : [];
         if (!inSequence)
         {
-            site.Edits.Add(new Edit(at, 0, EditOrder.Open, "{ "));
-            site.Edits.Add(new Edit(s.Span.End, 0, EditOrder.Close, " }"));
+            // The block stays when another site takes the first line, since the later lines' probes go before s too.
+            List<Edit> wrap = later.Count > 0 ? structure_ : site.Edits;
+            wrap.Add(new Edit(at, 0, EditOrder.Open, "{ "));
+            wrap.Add(new Edit(s.Span.End, 0, EditOrder.Close, " }"));
         }
         site.Edits.Add(new Edit(at, 0, EditOrder.Probe, Probe(site.Line)));
+        foreach (int line in later) NewSite(line, at).Edits.Add(new Edit(at, 0, EditOrder.Probe, Probe(line)));
     }
+
+    // A statement or expression over several lines counts, each time it is
+    // entered, every further line that its own text begins: not the text of
+    // a statement, lambda, switch section or switch expression arm inside
+    // it, nor a brace. coverlet counts every line that a statement's
+    // sequence point spans, gcov the lines where its code runs.
+    List<int> LaterLines(SyntaxNode node)
+    {
+        int first = Line(node.SpanStart);
+        var lines = new SortedSet<int>();
+        foreach (SyntaxToken t in node.DescendantTokens(n => n == node || !Nested(n)))
+        {
+            int line = Line(t.SpanStart);
+            if (line == first || t.Kind() is SyntaxKind.OpenBraceToken or SyntaxKind.CloseBraceToken) continue;
+            int lineStart = tree.GetText().Lines[line - 1].Start;
+            if (string.IsNullOrWhiteSpace(text_[lineStart..t.SpanStart])) lines.Add(line);
+        }
+        return [.. lines];
+    }
+
+    static bool Nested(SyntaxNode n) =>
+        n is StatementSyntax or ElseClauseSyntax or CatchClauseSyntax or FinallyClauseSyntax or SwitchSectionSyntax
+          or AnonymousFunctionExpressionSyntax or SwitchExpressionArmSyntax;
 
     void Statement(StatementSyntax? s, bool inSequence)
     {
@@ -409,17 +442,17 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                          returns: !IsVoid(local.ReturnType, local.Modifiers), wrapGet: false);
                 return;
             case LocalDeclarationStatementSyntax decl:
-                if (!decl.IsConst && decl.Declaration.Variables.Any(v => v.Initializer != null)) StatementSite(s, inSequence);
+                if (!decl.IsConst && decl.Declaration.Variables.Any(v => v.Initializer != null)) StatementSite(s, inSequence, spansLines: true);
                 Expressions(decl);
                 return;
             case IfStatementSyntax i:
-                StatementSite(s, inSequence);
+                StatementSite(s, inSequence, spansLines: true);
                 Walk(i.Condition);
                 Statement(i.Statement, false);
                 Statement(i.Else?.Statement, false);
                 return;
             case SwitchStatementSyntax sw:
-                StatementSite(s, inSequence);
+                StatementSite(s, inSequence, spansLines: true);
                 Walk(sw.Expression);
                 foreach (SwitchSectionSyntax section in sw.Sections) Section(section);
                 return;
@@ -454,7 +487,7 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                 Statements(u.Block);
                 return;
             case UsingStatementSyntax or LockStatementSyntax or FixedStatementSyntax:
-                StatementSite(s, inSequence);
+                StatementSite(s, inSequence, spansLines: true);
                 Expressions(s, skipStatements: true);
                 Statement(s switch
                 {
@@ -466,7 +499,7 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                 return;
             default:
                 // Expressions, return, throw, yield, break, continue, goto.
-                StatementSite(s, inSequence);
+                StatementSite(s, inSequence, spansLines: true);
                 Expressions(s);
                 return;
         }

@@ -142,6 +142,21 @@ public class PlacementTests
                 yield return 2;                     //=1
             }
             """ },
+        { "statements over several lines", """
+            static int Run() {                      //=1
+                int n = 1;                          //=1
+                for (int i = 0; i < 2; i++)         //=3
+                    if (i > 0) n += Add(i,          //=2
+                                        n);         //=1
+                Action never = () =>                //=1
+                {
+                    n++;                            //=0
+                };
+                return n                            //=1
+                    + 1;                            //=1
+            }
+            static int Add(int a, int b) => a + b;  //=1
+            """ },
     };
 
     [Theory]
