@@ -4,9 +4,11 @@
 // a line's count is how often control entered it; a line counts once per
 // function (of several sites on one line of one function, the first in the
 // text is kept); a statement over several lines counts its further lines
-// with its first. Functions count the line of their name on entry; a loop
-// header counts each test of its condition. Nothing is inserted that starts a
-// new line: the copy keeps the original's line numbers.
+// with its first. Functions count the line of their name on entry, a
+// constructor's ": base(...)" with it; a loop header counts each test of its
+// condition; an initialiser of a field or property each time it runs.
+// Nothing is inserted that starts a new line: the copy keeps the original's
+// line numbers.
 using Microsoft.CodeAnalysis;
 using Microsoft.CodeAnalysis.CSharp;
 using Microsoft.CodeAnalysis.CSharp.Syntax;
@@ -145,6 +147,9 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                 Property(property, prefix);
                 break;
             case BaseFieldDeclarationSyntax field:
+                if (!field.Modifiers.Any(SyntaxKind.ConstKeyword))
+                    foreach (VariableDeclaratorSyntax v in field.Declaration.Variables)
+                        if (v.Initializer != null) InitializerSites(v, v.Initializer.Value);
                 InContext(prefix + string.Join(",", field.Declaration.Variables.Select(v => v.Identifier.ValueText)),
                           () => Expressions(field));
                 break;
@@ -168,7 +173,10 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
             Function(a, a.Body, a.ExpressionBody, a.Keyword, prefix + name + "." + a.Keyword.ValueText,
                      returns: a.Keyword.IsKind(SyntaxKind.GetKeyword), wrapGet: false);
         if (property is PropertyDeclarationSyntax { Initializer: { } init })
+        {
+            InitializerSites(init, init.Value);
             InContext(prefix + name, () => Expressions(init));
+        }
     }
 
     static SyntaxToken NameToken(BaseMethodDeclarationSyntax method) => method switch
@@ -249,6 +257,10 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
         {
             BeginFunction(shown, out var saved);
             BlockEntry(body, name.SpanStart, shown);
+            // ": base(...)" counts its lines on entry to the body, which it runs before.
+            if (decl is ConstructorDeclarationSyntax { Initializer: { } init })
+                foreach (int line in LaterLines(init).Prepend(Line(init.SpanStart)))
+                    NewSite(line, init.SpanStart).Edits.Add(new Edit(body.OpenBraceToken.Span.End, 0, EditOrder.Probe, Probe(line)));
             Expressions(decl, skip: body);  // default values, constructor initialisers
             Statements(body);
             EndFunction(saved);
@@ -676,9 +688,7 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
     void Arm(SwitchExpressionArmSyntax arm)
     {
         ExpressionSyntax e = arm.Expression;
-        if (model == null || e is ThrowExpressionSyntax or AnonymousFunctionExpressionSyntax) return;
-        ITypeSymbol? type = model.GetTypeInfo(e).Type;
-        if (type == null || type.IsRefLikeType || type.TypeKind == TypeKind.Error) return;
+        if (!Typed(e)) return;
         int start = arm.SpanStart;
         int lineStart = tree.GetText().Lines.GetLineFromPosition(start).Start;
         if (!string.IsNullOrWhiteSpace(text_[lineStart..start])) return;
@@ -687,6 +697,33 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
         site.Edits.Add(new Edit(e.SpanStart, 0, EditOrder.Open,
                                 $"(global::mirt.mirt_dotnet.mirt_fn_net_cond({literal_}, {line}) ? ("));
         site.Edits.Add(new Edit(e.Span.End, 0, EditOrder.Close, ") : default!)"));
+    }
+
+    // A field's or property's initialiser counts its lines each time it runs
+    // (at every construction, once for a static one): its value becomes
+    // "(probe && ... true ? (value) : default!)", as an arm's does, and
+    // values that an arm would leave as written stay so. An initialiser to
+    // the type's default value (0, false, null) runs no code in an optimised
+    // build and has no probe.
+    void InitializerSites(SyntaxNode counted, ExpressionSyntax value)
+    {
+        if (!Typed(value) || model!.GetConstantValue(value) is { HasValue: true, Value: var c } &&
+                             (c == null || c.GetType().IsValueType && c.Equals(Activator.CreateInstance(c.GetType()))))
+            return;
+        structure_.Add(new Edit(value.SpanStart, 0, EditOrder.Open, "("));
+        foreach (int line in LaterLines(counted).Prepend(Line(counted.SpanStart)))
+            NewSite(line, counted.SpanStart).Edits.Add(new Edit(value.SpanStart, 0, EditOrder.Probe,
+                $"global::mirt.mirt_dotnet.mirt_fn_net_cond({literal_}, {line}) && "));
+        structure_.Add(new Edit(value.SpanStart, 0, EditOrder.Return, "true ? ("));
+        structure_.Add(new Edit(value.Span.End, 0, EditOrder.Close, ") : default!)"));
+    }
+
+    // Whether "(c ? (e) : default!)" has e's type.
+    bool Typed(ExpressionSyntax e)
+    {
+        if (model == null || e is ThrowExpressionSyntax or AnonymousFunctionExpressionSyntax) return false;
+        ITypeSymbol? type = model.GetTypeInfo(e).Type;
+        return type != null && !type.IsRefLikeType && type.TypeKind != TypeKind.Error;
     }
 
     // ---- #line default ----
