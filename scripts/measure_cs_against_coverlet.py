@@ -12,6 +12,7 @@ with the library instrumented by mirt-instrument-cs, and compares per file.
                          (default: $MIRT_NATIVE_BIN, else this repository's build/native/bin)
     --configuration C    build configuration (default Release)
     --coverlet VERSION   coverlet.collector version (default 6.0.4)
+    --runs N             run the tests N times each, in turn, for the times (default 1)
     --details            also print every disagreeing line (always written to WORK/details.txt)
 
 The tree is copied twice into WORK, bin, obj and .git left out, with an empty
@@ -26,14 +27,18 @@ Only the sources under the library's folder are compared. The figures:
   could run   lines both list / lines either lists (mirt: the line map; coverlet:
               its Cobertura lines, every line that a sequence point spans)
   ran         lines on which both agree whether they ran / lines both list
-Two kinds of lines that only one lists are left aside and counted apart, since
-they differ by definition: lines holding only braces ("}", "});", "{"; coverlet
-lists a method's closing brace and some opening ones), and the line of a
-function's name, which mirt counts on entry (the first line of each function in
-its line maps).
-and the wall time of each test run. Results in WORK: coverlet.xml, mirt.out,
-mirt.xml, summary.txt, details.txt, and a log of each build and run.
-Exit status 0, or 1 when a build, a run or a tool fails.
+Left aside and counted apart, since they differ by definition: lines that only
+one lists and that hold only braces ("}", "});", "{"; coverlet lists a method's
+closing brace and some opening ones) or a function's name (mirt counts it on
+entry: the first line of each function in its line maps), and the files that
+only one lists (mirt leaves generated sources alone). The disagreeing lines
+are counted by kind (auto-property accessors, switch labels, ...), and the
+summary gives the wall time of each test run and of each build.
+
+Results in WORK: coverlet.xml, mirt.out, mirt.xml, summary.txt, details.txt
+(every disagreeing line, with its kind and text), and a log of each build and
+run. Failing tests are reported, not fatal. Exit status 0, or 1 when a build
+or a tool fails.
 """
 import argparse
 import collections
@@ -48,6 +53,14 @@ import xml.etree.ElementTree as ET
 REPO = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 SHIELD = "<Project />\n"
 BRACES = re.compile(r"^[{}][{}();,\s]*$")
+# Lines that one tool lists by its own definition: the kinds of disagreement
+# that the summary counts apart (tool, and the pattern of the line's text).
+KINDS = [
+    ("auto-property accessors", "coverlet", re.compile(r"\{\s*(get|set|init)\s*;")),
+    ("comments inside a statement", "coverlet", re.compile(r"^//")),
+    ("switch labels, finally, break, continue", "mirt",
+     re.compile(r"^(case\b.*:|default:|finally$|break;|continue;|switch\s*\()")),
+]
 START = time.monotonic()
 
 
@@ -61,7 +74,11 @@ def run(log, args, cwd=None, env=None):
     with open(log, "w") as out:
         status = subprocess.call(args, cwd=cwd, env=env, stdout=out, stderr=subprocess.STDOUT)
     seconds = time.monotonic() - start
-    if status != 0:
+    if "test-" in os.path.basename(log):  # failing tests are reported, not fatal
+        with open(log) as f:
+            results = [line.strip() for line in f if re.match(r"\s*(Passed|Failed)!", line)]
+        print(f"tests: exit status {status}; {results[-1] if results else 'no result line'}")
+    elif status != 0:
         with open(log) as f:
             sys.stdout.write("".join(f.readlines()[-30:]))
         sys.exit(f"measure_cs_against_coverlet: failed ({status}): {' '.join(args)} (log: {log})")
@@ -117,7 +134,7 @@ def compare(coverlet, mirt, entries, only, sources):
     """The table (one row per file and the total), every disagreeing line, and
     the count of each kind of line left aside."""
     rows, details = [], []
-    total, aside = collections.Counter(), collections.Counter()
+    total, aside, kinds = collections.Counter(), collections.Counter(), collections.Counter()
     for name in sorted(set(coverlet) | set(mirt)):
         if not name.startswith(only + os.sep):
             continue
@@ -125,6 +142,9 @@ def compare(coverlet, mirt, entries, only, sources):
             text = f.read().split("\n")
         source = lambda line: text[line - 1].strip() if line <= len(text) else ""
         c, m = dict(coverlet.get(name, {})), dict(mirt.get(name, {}))
+        if not c or not m:
+            aside[f"lines of files only {'coverlet' if c else 'mirt'} lists"] += len(c or m)
+            continue
         for line in set(c) ^ set(m):
             kind = ("brace lines" if BRACES.match(source(line)) else
                     "function entry lines" if line in m and line in entries.get(name, ()) else None)
@@ -142,9 +162,12 @@ def compare(coverlet, mirt, entries, only, sources):
                 continue
             why = ("coverlet only" if line not in m else "mirt only" if line not in c
                    else "ran: coverlet only" if c[line] else "ran: mirt only")
-            details.append(f"{name}:{line}: {why} (coverlet {c.get(line, '-')}, mirt {m.get(line, '-')}): {source(line)}")
+            kind = next((k for k, tool, pattern in KINDS if why == tool + " only" and pattern.search(source(line))), "")
+            kinds[kind or why] += 1
+            details.append(f"{name}:{line}: {why}{' (' + kind + ')' if kind else ''} "
+                           f"(coverlet {c.get(line, '-')}, mirt {m.get(line, '-')}): {source(line)}")
     rows.append(("total", total))
-    return rows, details, aside
+    return rows, details, aside, kinds
 
 
 def percent(part, whole):
@@ -161,7 +184,8 @@ def table(rows):
 
 
 def main():
-    p = argparse.ArgumentParser(usage=__doc__.split("\n\n")[1].strip())
+    p = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter,
+                                usage=argparse.SUPPRESS, add_help=True)
     p.add_argument("test")
     p.add_argument("library")
     p.add_argument("--root")
@@ -169,6 +193,7 @@ def main():
     p.add_argument("--mirt", default=os.environ.get("MIRT_NATIVE_BIN", os.path.join(REPO, "build/native/bin")))
     p.add_argument("--configuration", default="Release")
     p.add_argument("--coverlet", default="6.0.4")
+    p.add_argument("--runs", type=int, default=1)
     p.add_argument("--details", action="store_true")
     a = p.parse_args()
 
@@ -201,7 +226,8 @@ def main():
     copy_tree(root, os.path.join(work, "coverlet"))
     add_to_project(in_copy("coverlet", test), f'  <ItemGroup>\n    <PackageReference Include="coverlet.collector" '
                                               f'Version="{a.coverlet}" />\n  </ItemGroup>\n')
-    run(os.path.join(work, "build-coverlet.log"), ["dotnet", "build", in_copy("coverlet", test)] + config, env=env)
+    coverlet_build = run(os.path.join(work, "build-coverlet.log"), ["dotnet", "build", in_copy("coverlet", test)] + config,
+                         env=env)
 
     phase("mirt build")
     copy_tree(root, os.path.join(work, "mirt"))
@@ -211,43 +237,51 @@ def main():
   </PropertyGroup>
   <Import Project="{REPO}/managed/build/Mirt.Coverage.targets" />
 """)
-    run(os.path.join(work, "build-mirt.log"), ["dotnet", "build", in_copy("mirt", test)] + config, env=env)
+    mirt_build = run(os.path.join(work, "build-mirt.log"), ["dotnet", "build", in_copy("mirt", test)] + config, env=env)
 
+    # Each round runs the tests plain, with coverlet and with mirt; the first
+    # round's coverage is compared, and each run's best time is shown.
     test_run = ["dotnet", "test", "--no-build"] + config
-    phase("plain tests")
-    plain_s = run(os.path.join(work, "test-plain.log"), test_run + [in_copy("coverlet", test)], env=env)
-    phase("coverlet tests")
-    results = os.path.join(work, "coverlet-results")
-    shutil.rmtree(results, ignore_errors=True)
-    coverlet_s = run(os.path.join(work, "test-coverlet.log"), test_run + [
-        in_copy("coverlet", test), "--collect:XPlat Code Coverage", "--results-directory", results], env=env)
-    found = [os.path.join(d, f) for d, _, fs in os.walk(results) for f in fs if f == "coverage.cobertura.xml"]
-    if len(found) != 1:
-        sys.exit(f"measure_cs_against_coverlet: {len(found)} Cobertura files in {results}")
-    shutil.copy(found[0], os.path.join(work, "coverlet.xml"))
-
-    phase("mirt tests")
+    results, exit_file = os.path.join(work, "coverlet-results"), os.path.join(work, "mirt.out")
+    mirt_env = dict(env, MIRTHOST="dotnet", CodeCoverageAutomation="1", MIRT_TEST_NAME=name,
+                    LD_LIBRARY_PATH=mirt_bin + os.pathsep + env.get("LD_LIBRARY_PATH", ""))
+    times = collections.defaultdict(list)
+    for n in range(a.runs):
+        phase(f"tests, round {n + 1} of {a.runs}")
+        shutil.rmtree(results, ignore_errors=True)
+        if os.path.exists(exit_file):
+            os.remove(exit_file)
+        times["plain"].append(run(os.path.join(work, "test-plain.log"), test_run + [in_copy("coverlet", test)], env=env))
+        times["coverlet"].append(run(os.path.join(work, "test-coverlet.log"), test_run + [
+            in_copy("coverlet", test), "--collect:XPlat Code Coverage", "--results-directory", results], env=env))
+        times["mirt"].append(run(os.path.join(work, "test-mirt.log"), test_run + [in_copy("mirt", test)],
+                                 env=dict(mirt_env, MIRT_EXIT_FILE=exit_file)))
+        if n == 0:
+            found = [os.path.join(d, f) for d, _, fs in os.walk(results) for f in fs if f == "coverage.cobertura.xml"]
+            if len(found) != 1:
+                sys.exit(f"measure_cs_against_coverlet: {len(found)} Cobertura files in {results}")
+            shutil.copy(found[0], os.path.join(work, "coverlet.xml"))
+            if not os.path.exists(exit_file):
+                sys.exit(f"measure_cs_against_coverlet: no {exit_file}: did the tests load libmirt64.so?")
+            exit_file = os.path.join(work, "tmp", "later-rounds.out")
     exit_file = os.path.join(work, "mirt.out")
-    if os.path.exists(exit_file):
-        os.remove(exit_file)
-    mirt_env = dict(env, MIRTHOST="dotnet", CodeCoverageAutomation="1", MIRT_EXIT_FILE=exit_file,
-                    MIRT_TEST_NAME=name, LD_LIBRARY_PATH=mirt_bin + os.pathsep + env.get("LD_LIBRARY_PATH", ""))
-    mirt_s = run(os.path.join(work, "test-mirt.log"), test_run + [in_copy("mirt", test)], env=mirt_env)
-    if not os.path.exists(exit_file):
-        sys.exit(f"measure_cs_against_coverlet: no {exit_file}: did the tests load libmirt64.so?")
+    plain_s, coverlet_s, mirt_s = (min(times[k]) for k in ("plain", "coverlet", "mirt"))
     maps = os.path.join(os.path.dirname(in_copy("mirt", library)), "obj")
     run(os.path.join(work, "report.log"), [report, "--map", maps, "cobertura", exit_file,
                                            "-o", os.path.join(work, "mirt.xml")], cwd=work)
 
     phase("comparing")
     only = os.path.relpath(os.path.dirname(library), root)
-    rows, details, aside = compare(read_cobertura(os.path.join(work, "coverlet.xml"), os.path.join(work, "coverlet")),
+    rows, details, aside, kinds = compare(read_cobertura(os.path.join(work, "coverlet.xml"), os.path.join(work, "coverlet")),
                                    read_cobertura(os.path.join(work, "mirt.xml"), os.path.join(work, "mirt")),
                                    function_lines(maps, os.path.join(work, "mirt")), only, os.path.join(work, "mirt"))
     summary = table(rows) + ["", "left aside: " + (", ".join(f"{n} {k}" for k, n in sorted(aside.items())) or "none"),
-                             f"test run (wall, s): plain {plain_s:.1f}, coverlet {coverlet_s:.1f}, "
+                             "disagreeing lines: " + (", ".join(f"{n} {k}" for k, n in kinds.most_common()) or "none"),
+                             f"test run (wall, s, best of {a.runs}): plain {plain_s:.1f}, coverlet {coverlet_s:.1f}, "
                                  f"mirt {mirt_s:.1f}; mirt/coverlet {mirt_s / coverlet_s:.2f}, "
-                                 f"mirt/plain {mirt_s / plain_s:.2f}, coverlet/plain {coverlet_s / plain_s:.2f}"]
+                                 f"mirt/plain {mirt_s / plain_s:.2f}, coverlet/plain {coverlet_s / plain_s:.2f}",
+                             f"build (wall, s, restore included): coverlet's copy {coverlet_build:.1f}, "
+                             f"mirt's copy {mirt_build:.1f} (the instrumenter runs in it)"]
     with open(os.path.join(work, "summary.txt"), "w") as f:
         f.write("\n".join(summary) + "\n")
     with open(os.path.join(work, "details.txt"), "w") as f:
