@@ -718,12 +718,16 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
         structure_.Add(new Edit(value.Span.End, 0, EditOrder.Close, ") : default!)"));
     }
 
-    // Whether "(c ? (e) : default!)" has e's type.
+    // Whether "(c ? (e) : default!)" has e's type and converts where e
+    // converts: a constant or an interpolated string may convert where a
+    // value of its type cannot ("byte b = 5", a FormattableString).
     bool Typed(ExpressionSyntax e)
     {
         if (model == null || e is ThrowExpressionSyntax or AnonymousFunctionExpressionSyntax) return false;
-        ITypeSymbol? type = model.GetTypeInfo(e).Type;
-        return type != null && !type.IsRefLikeType && type.TypeKind != TypeKind.Error;
+        TypeInfo info = model.GetTypeInfo(e);
+        if (info.Type is not { } type || type.IsRefLikeType || type.TypeKind == TypeKind.Error) return false;
+        return info.ConvertedType is not { } target || SymbolEqualityComparer.Default.Equals(type, target) ||
+               model.Compilation.ClassifyCommonConversion(type, target).IsImplicit;
     }
 
     // ---- #line default ----

@@ -160,6 +160,7 @@ public class PlacementTests
             class Box : Base {
                 public int Size = Add(2, 0);        //=2
                 bool _unset = false;
+                byte _small = 5;
                 public Box(int n)                   //=2
                     : base(n,                       //=2
                            Add(n, 0)) { }           //=2
