@@ -68,13 +68,14 @@ def phase(name):
     print(f"== {name} (at {int(time.monotonic() - START)} s)", flush=True)
 
 
-def run(log, args, cwd=None, env=None):
-    """Runs args with their output in log; the wall time in seconds, or exits on failure."""
+def run(log, args, cwd=None, env=None, tests=False):
+    """Runs args with their output in log; the wall time in seconds. A failure
+    ends the measurement, except that failing tests are only reported."""
     start = time.monotonic()
     with open(log, "w") as out:
         status = subprocess.call(args, cwd=cwd, env=env, stdout=out, stderr=subprocess.STDOUT)
     seconds = time.monotonic() - start
-    if "test-" in os.path.basename(log):  # failing tests are reported, not fatal
+    if tests:
         with open(log) as f:
             results = [line.strip() for line in f if re.match(r"\s*(Passed|Failed)!", line)]
         print(f"tests: exit status {status}; {results[-1] if results else 'no result line'}")
@@ -131,8 +132,8 @@ def function_lines(maps, base):
 
 
 def compare(coverlet, mirt, entries, only, sources):
-    """The table (one row per file and the total), every disagreeing line, and
-    the count of each kind of line left aside."""
+    """The table (one row per file and the total), every disagreeing line, the
+    count of each kind of line left aside and of each kind of disagreement."""
     rows, details = [], []
     total, aside, kinds = collections.Counter(), collections.Counter(), collections.Counter()
     for name in sorted(set(coverlet) | set(mirt)):
@@ -241,21 +242,24 @@ def main():
 
     # Each round runs the tests plain, with coverlet and with mirt; the first
     # round's coverage is compared, and each run's best time is shown.
-    test_run = ["dotnet", "test", "--no-build"] + config
+    def test_run(label, copy, env, *extra):
+        return run(os.path.join(work, f"test-{label}.log"),
+                   ["dotnet", "test", "--no-build", *config, in_copy(copy, test), *extra], env=env, tests=True)
+
     results, exit_file = os.path.join(work, "coverlet-results"), os.path.join(work, "mirt.out")
     mirt_env = dict(env, MIRTHOST="dotnet", CodeCoverageAutomation="1", MIRT_TEST_NAME=name,
                     LD_LIBRARY_PATH=mirt_bin + os.pathsep + env.get("LD_LIBRARY_PATH", ""))
     times = collections.defaultdict(list)
     for n in range(a.runs):
         phase(f"tests, round {n + 1} of {a.runs}")
+        out = exit_file if n == 0 else os.path.join(work, "tmp", "later-rounds.out")
         shutil.rmtree(results, ignore_errors=True)
-        if os.path.exists(exit_file):
-            os.remove(exit_file)
-        times["plain"].append(run(os.path.join(work, "test-plain.log"), test_run + [in_copy("coverlet", test)], env=env))
-        times["coverlet"].append(run(os.path.join(work, "test-coverlet.log"), test_run + [
-            in_copy("coverlet", test), "--collect:XPlat Code Coverage", "--results-directory", results], env=env))
-        times["mirt"].append(run(os.path.join(work, "test-mirt.log"), test_run + [in_copy("mirt", test)],
-                                 env=dict(mirt_env, MIRT_EXIT_FILE=exit_file)))
+        if os.path.exists(out):
+            os.remove(out)
+        times["plain"].append(test_run("plain", "coverlet", env))
+        times["coverlet"].append(test_run("coverlet", "coverlet", env, "--collect:XPlat Code Coverage",
+                                          "--results-directory", results))
+        times["mirt"].append(test_run("mirt", "mirt", dict(mirt_env, MIRT_EXIT_FILE=out)))
         if n == 0:
             found = [os.path.join(d, f) for d, _, fs in os.walk(results) for f in fs if f == "coverage.cobertura.xml"]
             if len(found) != 1:
@@ -263,8 +267,6 @@ def main():
             shutil.copy(found[0], os.path.join(work, "coverlet.xml"))
             if not os.path.exists(exit_file):
                 sys.exit(f"measure_cs_against_coverlet: no {exit_file}: did the tests load libmirt64.so?")
-            exit_file = os.path.join(work, "tmp", "later-rounds.out")
-    exit_file = os.path.join(work, "mirt.out")
     plain_s, coverlet_s, mirt_s = (min(times[k]) for k in ("plain", "coverlet", "mirt"))
     maps = os.path.join(os.path.dirname(in_copy("mirt", library)), "obj")
     run(os.path.join(work, "report.log"), [report, "--map", maps, "cobertura", exit_file,
