@@ -3,9 +3,12 @@
 // Every statement that starts code on a line gets a probe before it, so that
 // a line's count is how often control entered it; a line counts once per
 // function (of several sites on one line of one function, the first in the
-// text is kept). Functions count the line of their name on entry; a loop
-// header counts each test of its condition. Nothing is inserted that starts a
-// new line: the copy keeps the original's line numbers.
+// text is kept); a statement over several lines counts its further lines
+// with its first. Functions count the line of their name on entry, a
+// constructor's ": base(...)" with it; a loop header counts each test of its
+// condition; an initialiser of a field or property each time it runs.
+// Nothing is inserted that starts a new line: the copy keeps the original's
+// line numbers.
 using Microsoft.CodeAnalysis;
 using Microsoft.CodeAnalysis.CSharp;
 using Microsoft.CodeAnalysis.CSharp.Syntax;
@@ -144,6 +147,9 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                 Property(property, prefix);
                 break;
             case BaseFieldDeclarationSyntax field:
+                if (!field.Modifiers.Any(SyntaxKind.ConstKeyword))
+                    foreach (VariableDeclaratorSyntax v in field.Declaration.Variables)
+                        if (v.Initializer != null) InitializerSites(v, v.Initializer.Value);
                 InContext(prefix + string.Join(",", field.Declaration.Variables.Select(v => v.Identifier.ValueText)),
                           () => Expressions(field));
                 break;
@@ -167,7 +173,10 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
             Function(a, a.Body, a.ExpressionBody, a.Keyword, prefix + name + "." + a.Keyword.ValueText,
                      returns: a.Keyword.IsKind(SyntaxKind.GetKeyword), wrapGet: false);
         if (property is PropertyDeclarationSyntax { Initializer: { } init })
+        {
+            InitializerSites(init, init.Value);
             InContext(prefix + name, () => Expressions(init));
+        }
     }
 
     static SyntaxToken NameToken(BaseMethodDeclarationSyntax method) => method switch
@@ -248,6 +257,10 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
         {
             BeginFunction(shown, out var saved);
             BlockEntry(body, name.SpanStart, shown);
+            // ": base(...)" counts its lines on entry to the body, which it runs before.
+            if (decl is ConstructorDeclarationSyntax { Initializer: { } init })
+                foreach (int line in LaterLines(init).Prepend(Line(init.SpanStart)))
+                    NewSite(line, init.SpanStart).Edits.Add(new Edit(body.OpenBraceToken.Span.End, 0, EditOrder.Probe, Probe(line)));
             Expressions(decl, skip: body);  // default values, constructor initialisers
             Statements(body);
             EndFunction(saved);
@@ -295,12 +308,16 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
     }
 
     // The entry probe, one for the expression's own line when it starts
-    // another, and "return" where the expression is a value.
+    // another and one for each further line it begins, and "return" where
+    // the expression is a value.
     void BodyProbes(ExpressionSyntax e, int anchor, int line, bool returns)
     {
         NewSite(line, anchor).Edits.Add(new Edit(e.SpanStart, 0, EditOrder.Probe, Probe(line)));
         int own = Line(e.SpanStart);
         if (own != line) NewSite(own, e.SpanStart).Edits.Add(new Edit(e.SpanStart, 0, EditOrder.Probe, Probe(own)));
+        if (e is not AnonymousFunctionExpressionSyntax)
+            foreach (int later in LaterLines(e))
+                NewSite(later, e.SpanStart).Edits.Add(new Edit(e.SpanStart, 0, EditOrder.Probe, Probe(later)));
         if (returns && e is not ThrowExpressionSyntax)
             structure_.Add(new Edit(e.SpanStart, 0, EditOrder.Return, "return "));
     }
@@ -379,18 +396,46 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
     }
 
     // A probe before s; s becomes a block when it is not one of a sequence
-    // of statements (the body of an if, a loop, an else).
-    void StatementSite(StatementSyntax s, bool inSequence)
+    // of statements (the body of an if, a loop, an else). With spansLines,
+    // the further lines that s's own text begins count with it.
+    void StatementSite(StatementSyntax s, bool inSequence, bool spansLines = false)
     {
         int at = s.SpanStart;
         Site site = NewSite(Line(at), at);
+        List<int> later = spansLines ? LaterLines(s) : [];
         if (!inSequence)
         {
-            site.Edits.Add(new Edit(at, 0, EditOrder.Open, "{ "));
-            site.Edits.Add(new Edit(s.Span.End, 0, EditOrder.Close, " }"));
+            // The block stays when another site takes the first line, since the later lines' probes go before s too.
+            List<Edit> wrap = later.Count > 0 ? structure_ : site.Edits;
+            wrap.Add(new Edit(at, 0, EditOrder.Open, "{ "));
+            wrap.Add(new Edit(s.Span.End, 0, EditOrder.Close, " }"));
         }
         site.Edits.Add(new Edit(at, 0, EditOrder.Probe, Probe(site.Line)));
+        foreach (int line in later) NewSite(line, at).Edits.Add(new Edit(at, 0, EditOrder.Probe, Probe(line)));
     }
+
+    // A statement or expression over several lines counts, each time it is
+    // entered, every further line that its own text begins: not the text of
+    // a statement, lambda, switch section or switch expression arm inside
+    // it, nor a brace. coverlet counts every line that a statement's
+    // sequence point spans, gcov the lines where its code runs.
+    List<int> LaterLines(SyntaxNode node)
+    {
+        int first = Line(node.SpanStart);
+        var lines = new SortedSet<int>();
+        foreach (SyntaxToken t in node.DescendantTokens(n => n == node || !Nested(n)))
+        {
+            int line = Line(t.SpanStart);
+            if (line == first || t.Kind() is SyntaxKind.OpenBraceToken or SyntaxKind.CloseBraceToken) continue;
+            int lineStart = tree.GetText().Lines[line - 1].Start;
+            if (string.IsNullOrWhiteSpace(text_[lineStart..t.SpanStart])) lines.Add(line);
+        }
+        return [.. lines];
+    }
+
+    static bool Nested(SyntaxNode n) =>
+        n is StatementSyntax or ElseClauseSyntax or CatchClauseSyntax or FinallyClauseSyntax or SwitchSectionSyntax
+          or AnonymousFunctionExpressionSyntax or SwitchExpressionArmSyntax;
 
     void Statement(StatementSyntax? s, bool inSequence)
     {
@@ -409,17 +454,17 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                          returns: !IsVoid(local.ReturnType, local.Modifiers), wrapGet: false);
                 return;
             case LocalDeclarationStatementSyntax decl:
-                if (!decl.IsConst && decl.Declaration.Variables.Any(v => v.Initializer != null)) StatementSite(s, inSequence);
+                if (!decl.IsConst && decl.Declaration.Variables.Any(v => v.Initializer != null)) StatementSite(s, inSequence, spansLines: true);
                 Expressions(decl);
                 return;
             case IfStatementSyntax i:
-                StatementSite(s, inSequence);
+                StatementSite(s, inSequence, spansLines: true);
                 Walk(i.Condition);
                 Statement(i.Statement, false);
                 Statement(i.Else?.Statement, false);
                 return;
             case SwitchStatementSyntax sw:
-                StatementSite(s, inSequence);
+                StatementSite(s, inSequence, spansLines: true);
                 Walk(sw.Expression);
                 foreach (SwitchSectionSyntax section in sw.Sections) Section(section);
                 return;
@@ -454,7 +499,7 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                 Statements(u.Block);
                 return;
             case UsingStatementSyntax or LockStatementSyntax or FixedStatementSyntax:
-                StatementSite(s, inSequence);
+                StatementSite(s, inSequence, spansLines: true);
                 Expressions(s, skipStatements: true);
                 Statement(s switch
                 {
@@ -466,7 +511,7 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                 return;
             default:
                 // Expressions, return, throw, yield, break, continue, goto.
-                StatementSite(s, inSequence);
+                StatementSite(s, inSequence, spansLines: true);
                 Expressions(s);
                 return;
         }
@@ -643,9 +688,7 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
     void Arm(SwitchExpressionArmSyntax arm)
     {
         ExpressionSyntax e = arm.Expression;
-        if (model == null || e is ThrowExpressionSyntax or AnonymousFunctionExpressionSyntax) return;
-        ITypeSymbol? type = model.GetTypeInfo(e).Type;
-        if (type == null || type.IsRefLikeType || type.TypeKind == TypeKind.Error) return;
+        if (!Typed(e)) return;
         int start = arm.SpanStart;
         int lineStart = tree.GetText().Lines.GetLineFromPosition(start).Start;
         if (!string.IsNullOrWhiteSpace(text_[lineStart..start])) return;
@@ -654,6 +697,37 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
         site.Edits.Add(new Edit(e.SpanStart, 0, EditOrder.Open,
                                 $"(global::mirt.mirt_dotnet.mirt_fn_net_cond({literal_}, {line}) ? ("));
         site.Edits.Add(new Edit(e.Span.End, 0, EditOrder.Close, ") : default!)"));
+    }
+
+    // A field's or property's initialiser counts its lines each time it runs
+    // (at every construction, once for a static one): its value becomes
+    // "(probe && ... true ? (value) : default!)", as an arm's does, and
+    // values that an arm would leave as written stay so. An initialiser to
+    // the type's default value (0, false, null) runs no code in an optimised
+    // build and has no probe.
+    void InitializerSites(SyntaxNode counted, ExpressionSyntax value)
+    {
+        if (!Typed(value) || model!.GetConstantValue(value) is { HasValue: true, Value: var c } &&
+                             (c == null || c.GetType().IsValueType && c.Equals(Activator.CreateInstance(c.GetType()))))
+            return;
+        structure_.Add(new Edit(value.SpanStart, 0, EditOrder.Open, "("));
+        foreach (int line in LaterLines(counted).Prepend(Line(counted.SpanStart)))
+            NewSite(line, counted.SpanStart).Edits.Add(new Edit(value.SpanStart, 0, EditOrder.Probe,
+                $"global::mirt.mirt_dotnet.mirt_fn_net_cond({literal_}, {line}) && "));
+        structure_.Add(new Edit(value.SpanStart, 0, EditOrder.Return, "true ? ("));
+        structure_.Add(new Edit(value.Span.End, 0, EditOrder.Close, ") : default!)"));
+    }
+
+    // Whether "(c ? (e) : default!)" has e's type and converts where e
+    // converts: a constant or an interpolated string may convert where a
+    // value of its type cannot ("byte b = 5", a FormattableString).
+    bool Typed(ExpressionSyntax e)
+    {
+        if (model == null || e is ThrowExpressionSyntax or AnonymousFunctionExpressionSyntax) return false;
+        TypeInfo info = model.GetTypeInfo(e);
+        if (info.Type is not { } type || type.IsRefLikeType || type.TypeKind == TypeKind.Error) return false;
+        return info.ConvertedType is not { } target || SymbolEqualityComparer.Default.Equals(type, target) ||
+               model.Compilation.ClassifyCommonConversion(type, target).IsImplicit;
     }
 
     // ---- #line default ----

@@ -116,7 +116,7 @@ public class PlacementTests
                     _ => 0,                         //=0
                 };
             }
-            static readonly object s_gate = new object();
+            static readonly object s_gate = new object();  //=1
             """ },
         { "expression bodies, lambdas, iterators and local functions", """
             static int Run() {                      //=1
@@ -141,6 +141,31 @@ public class PlacementTests
                 yield return 1;                     //=1
                 yield return 2;                     //=1
             }
+            """ },
+        { "statements over several lines and initialisers", """
+            static int Run() {                      //=1
+                int n = new Box(1).Size + new Box(2).Size;  //=1
+                for (int i = 0; i < 2; i++)         //=3
+                    if (i > 0) n += Add(i,          //=2
+                                        n);         //=1
+                Action never = () =>                //=1
+                {
+                    n++;                            //=0
+                };
+                return n                            //=1
+                    + s_made;                       //=1
+            }
+            static int s_made = Add(0, 0);          //=1
+            static int Add(int a, int b) => a + b;  //=6
+            class Box : Base {
+                public int Size = Add(2, 0);        //=2
+                bool _unset = false;
+                byte _small = 5;
+                public Box(int n)                   //=2
+                    : base(n,                       //=2
+                           Add(n, 0)) { }           //=2
+            }
+            class Base { public Base(int a, int b) { } }  //=2
             """ },
     };
 
