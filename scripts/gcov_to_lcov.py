@@ -13,7 +13,8 @@ the folder each object was compiled in. The counts of sources that an object
 includes to reach its static functions) form a test section of their own,
 "included". Lines marked LCOV_EXCL_LINE, or between LCOV_EXCL_START and
 LCOV_EXCL_STOP, are left out, as lcov does. Branch outcomes become BRDA lines,
-without the outcomes that only an exception takes (gcov's "throw" branches), each
+without the outcomes of calls that may throw (gcov's "throw" branch and the
+"fallthrough" before it, the call's return), each
 line's outcomes in gcov's order, added up over objects that list as many for the
 line. Exit status 1 when gcov fails.
 """
@@ -47,7 +48,14 @@ SOURCE_EXTENSIONS = {".c", ".cc", ".cpp", ".cxx", ".c++", ".C"}
 
 
 def add_branches(lines, number, entry):
-    outcomes = [b["count"] for b in entry.get("branches", []) if not b.get("throw")]
+    outcomes, last = [], None
+    for b in entry.get("branches", []):
+        if b.get("throw"):
+            if last is not None and last.get("fallthrough") and outcomes:
+                outcomes.pop()  # the call's return, no decision
+        else:
+            outcomes.append(b["count"])
+        last = b
     if not outcomes:
         return
     known = lines.get(number)

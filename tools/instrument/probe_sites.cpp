@@ -637,6 +637,8 @@ private:
 
     struct LoopFrame {
         std::vector<std::pair<const Stmt*, bool>> continues;  // with "in a sequence"
+        std::vector<std::pair<const Stmt*, bool>> breaks;     // those that leave this loop
+        int switches = 0;                                     // open switches inside it
     };
 
     // Entry before the loop, and a probe where each iteration ends: at the end
@@ -668,6 +670,37 @@ private:
         }
         // A continue inside a macro cannot take a probe: that path goes uncounted.
         for (const auto& c : frame.continues) probe_before(site, c.first, c.second);
+        sites_.push_back(std::move(site));
+    }
+
+    // A range-for's condition is written nowhere, so its outcomes are counted
+    // where they lead: going round at the start of the body, ending right
+    // after the loop, which every break of the loop jumps past (to a label
+    // after the count). Not where a break cannot take that jump: inside a
+    // macro, or in a constexpr function, where goto is not allowed.
+    void range_for_branches(const CXXForRangeStmt* r, bool in_sequence, const LoopFrame& frame) {
+        if (!counting_branches() || (guarded_ && !frame.breaks.empty())) return;
+        std::optional<unsigned> begin = main_offset(r->getBeginLoc());
+        std::optional<unsigned> end = end_offset(r);
+        if (!begin || !end || governed_by_pragma(*begin)) return;
+        Site site = branch_site(*begin, "for", {"true", "false"});
+        if (auto* block = dyn_cast<CompoundStmt>(r->getBody())) {
+            std::optional<unsigned> open = main_offset(block->getLBracLoc());
+            if (!open) return;
+            site.probes.push_back({Probe::statement, *open + 1});
+        } else if (!probe_before(site, r->getBody(), false)) {
+            return;
+        }
+        for (const auto& [jump, jump_in_sequence] : frame.breaks) {
+            if (!probe_before(site, jump, jump_in_sequence)) return;
+            site.probes.back().form = Probe::break_jump;
+            site.probes.back().outcome = 1;
+        }
+        if (!in_sequence) site.wraps.push_back({*begin, *end});
+        Probe exit{Probe::loop_exit, *end};
+        exit.body_start = *begin;
+        exit.outcome = 1;
+        site.probes.push_back(exit);
         sites_.push_back(std::move(site));
     }
 
@@ -786,7 +819,9 @@ private:
             walk_header(sw->getInit());
             walk_header(sw->getConditionVariableDeclStmt());
             if (!sw->getConditionVariableDeclStmt()) walk_expr(sw->getCond());
+            if (!loops_.empty()) ++loops_.back().switches;  // its breaks leave the switch
             walk(sw->getBody(), false);
+            if (!loops_.empty()) --loops_.back().switches;
         } else if (auto* w = dyn_cast<WhileStmt>(s)) {
             walk_header(w->getConditionVariableDeclStmt());
             if (!w->getConditionVariableDeclStmt()) walk_expr(w->getCond());
@@ -811,6 +846,7 @@ private:
             walk_expr(r->getRangeInit());
             LoopFrame frame = walk_loop_body(r->getBody());
             latch_site(s, r->getBody(), in_sequence, frame);
+            range_for_branches(r, in_sequence, frame);
         } else if (is_label(s)) {
             label_site(s, in_sequence);
             walk(sub_of_label(s), in_sequence);
@@ -838,7 +874,10 @@ private:
             statement_site(s, in_sequence);
             if (!loops_.empty()) loops_.back().continues.push_back({s, in_sequence});
         } else if (is_void_cast_alone(s)) {
-        } else if (isa<Expr>(s) || isa<ReturnStmt>(s) || isa<BreakStmt>(s) || isa<GotoStmt>(s) ||
+        } else if (isa<BreakStmt>(s)) {
+            statement_site(s, in_sequence);
+            if (!loops_.empty() && loops_.back().switches == 0) loops_.back().breaks.push_back({s, in_sequence});
+        } else if (isa<Expr>(s) || isa<ReturnStmt>(s) || isa<GotoStmt>(s) ||
                    isa<IndirectGotoStmt>(s) || isa<AsmStmt>(s) || isa<CoreturnStmt>(s)) {
             statement_site(s, in_sequence);
             if (isa<Expr>(s)) walk_expr(s);

@@ -186,6 +186,7 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
     for (const Site& site : selected) {
         if (site.file != file) continue;
         if (site.branch) {
+            for (const Wrap& w : site.wraps) wraps.insert(w);
             // The outcomes' ids and places in the branch table, as branch_outcomes numbers them.
             if (site.line != branch_line) {
                 branch_line = site.line;
@@ -199,6 +200,10 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
             }
             branch_next += static_cast<int>(site.outcomes.size());
             if (counted.size() != site.outcomes.size()) continue;  // past 100 outcomes on the line
+            std::string loop_end;
+            for (const Probe& p : site.probes)
+                if (p.form == Probe::break_jump && loop_end.empty())
+                    loop_end = "mirt_loop_end" + std::to_string((*unique)++) + "_";
             for (const Probe& p : site.probes) {
                 if (p.form == Probe::decision) {
                     auto text = decision_text(source, counted[0], counted[1], site.guarded);
@@ -219,6 +224,13 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
                                        "goto " + skip + "; default: " +
                                            counted_expression(source, counted[p.outcome], false) + "; " + skip +
                                            ": ; "});
+                } else if (p.form == Probe::loop_exit) {
+                    // After the loop, inside any wrap of it, as a body-end probe is.
+                    std::string count = counted_expression(source, counted[p.outcome], site.guarded) + "; ";
+                    if (!loop_end.empty()) count += loop_end + ": ; ";
+                    inserts.push_back({p.offset, 0, -2 * static_cast<long long>(p.body_start), sequence++, count});
+                } else if (p.form == Probe::break_jump) {
+                    inserts.push_back({p.offset, 2, 0, sequence++, "goto " + loop_end + "; "});
                 } else {
                     inserts.push_back({p.offset, 2, 0, sequence++,
                                        counted_expression(source, counted[p.outcome], site.guarded) + "; "});

@@ -39,6 +39,10 @@ struct Probe {
         no_case,      // before the closing brace of a switch without default: a
                       // default label that counts the jump when no case matches,
                       // which the code above skips
+        loop_exit,    // right after a loop (from body_start, the loop's first
+                      // byte): counts its end by its condition; a label after
+                      // the count takes the loop's breaks past it
+        break_jump,   // before a break of that loop: the jump to that label
     };
     Form form = statement;
     unsigned offset = 0;

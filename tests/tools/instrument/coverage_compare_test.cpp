@@ -29,17 +29,27 @@ const std::string kIndexFile = "/tmp/index.txt";
 
 // gcov -b -c's listing: each line's count (0 for code that never ran; the
 // first row of a line is its total) and its branch counts in gcov's order
-// ("never executed" is 0).
+// ("never executed" is 0), without those of calls that may throw (a
+// "throw" outcome and the "fallthrough" before it, the call's return).
 void read_gcov(const std::string& path, std::map<int, long long>* counts,
                std::map<int, std::vector<long long>>* branches) {
     static const std::regex row(R"(^\s*([^:]+):\s*(\d+):.*$)");
     static const std::regex branch(R"(^branch\s+\d+\s+(taken (\d+)|never executed).*$)");
     int line = 0;
+    bool after_fallthrough = false;
     for (const std::string& text : mirt_test::lines_of(mirt_test::read_file(path))) {
         std::smatch m;
         if (std::regex_match(text, m, branch)) {
-            (*branches)[line].push_back(m[2].matched ? std::stoll(m[2].str()) : 0);
-        } else if (std::regex_match(text, m, row)) {
+            std::vector<long long>& outcomes = (*branches)[line];
+            if (text.find("(throw)") == std::string::npos)
+                outcomes.push_back(m[2].matched ? std::stoll(m[2].str()) : 0);
+            else if (after_fallthrough && !outcomes.empty())
+                outcomes.pop_back();
+            after_fallthrough = text.find("(fallthrough)") != std::string::npos;
+            continue;
+        }
+        after_fallthrough = false;
+        if (std::regex_match(text, m, row)) {
             std::string count = m[1].str();
             line = std::stoi(m[2].str());
             if (line == 0 || count == "-" || counts->count(line)) continue;
