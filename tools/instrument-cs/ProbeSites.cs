@@ -6,7 +6,8 @@
 // text is kept); a statement over several lines counts its further lines
 // with its first. Functions count the line of their name on entry, a
 // constructor's ": base(...)" with it; a loop header counts each test of its
-// condition; an initialiser of a field or property each time it runs.
+// condition; an initialiser of a field or property each time it runs; from
+// C# 14, a property's compiler-made accessor its own line on each call.
 // Nothing is inserted that starts a new line: the copy keeps the original's
 // line numbers.
 using Microsoft.CodeAnalysis;
@@ -169,14 +170,71 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
             ExpressionBody(body, pd.SemicolonToken, pd.Identifier, prefix + name, returns: true, wrapGet: true);
         else if (property is IndexerDeclarationSyntax { ExpressionBody: { } ibody } id)
             ExpressionBody(ibody, id.SemicolonToken, id.ThisKeyword, prefix + name, returns: true, wrapGet: true);
+        bool autoBodies = property is PropertyDeclarationSyntax auto && AutoAccessorsTakeBodies(auto);
         foreach (AccessorDeclarationSyntax a in property.AccessorList?.Accessors ?? default)
-            Function(a, a.Body, a.ExpressionBody, a.Keyword, prefix + name + "." + a.Keyword.ValueText,
-                     returns: a.Keyword.IsKind(SyntaxKind.GetKeyword), wrapGet: false);
+        {
+            if (autoBodies && a.Body == null && a.ExpressionBody == null)
+                AutoAccessor((PropertyDeclarationSyntax)property, a, prefix + name + "." + a.Keyword.ValueText);
+            else
+                Function(a, a.Body, a.ExpressionBody, a.Keyword, prefix + name + "." + a.Keyword.ValueText,
+                         returns: a.Keyword.IsKind(SyntaxKind.GetKeyword), wrapGet: false);
+        }
         if (property is PropertyDeclarationSyntax { Initializer: { } init })
         {
             InitializerSites(init, init.Value);
             InContext(prefix + name, () => Expressions(init));
         }
+    }
+
+    // Whether the compiler-made accessors of p ("get;", "set;", "init;") can
+    // be written out on its backing field, "field", and mean the same: from
+    // C# 14, where p has a body (not in an interface, not abstract, extern or
+    // partial), no member named "field" is in scope (the keyword would
+    // hide it, with a warning), and its nullability cannot change the
+    // warning of a constructor that leaves it unset (a non-nullable
+    // reference without initialiser that is not required).
+    bool AutoAccessorsTakeBodies(PropertyDeclarationSyntax p)
+    {
+        if (model == null || ((CSharpParseOptions)tree.Options).LanguageVersion < LanguageVersion.CSharp14) return false;
+        if (p.ExplicitInterfaceSpecifier != null ||
+            p.Modifiers.Any(m => m.Kind() is SyntaxKind.AbstractKeyword or SyntaxKind.ExternKeyword or SyntaxKind.PartialKeyword))
+            return false;
+        try
+        {
+            if (model.GetDeclaredSymbol(p) is not IPropertySymbol symbol || symbol.Type.TypeKind == TypeKind.Error ||
+                symbol.ContainingType.TypeKind == TypeKind.Interface)
+                return false;
+            if (!model.LookupSymbols(p.SpanStart, name: "field").IsEmpty) return false;
+            return symbol.Type.IsValueType || symbol.NullableAnnotation != NullableAnnotation.NotAnnotated ||
+                   p.Initializer != null || symbol.IsRequired || !model.GetNullableContext(p.SpanStart).WarningsEnabled();
+        }
+        catch (Exception)
+        {
+            return false;
+        }
+    }
+
+    // "get;" becomes "get { probe; return field; }", "set;" and "init;"
+    // "{ probe; field = value; }", counting the accessor's line on each call.
+    // A struct's compiler-made getter does not change the struct; written
+    // out, it says so with "readonly", else a readonly member calling it
+    // would copy the struct (with a warning).
+    void AutoAccessor(PropertyDeclarationSyntax property, AccessorDeclarationSyntax a, string shown)
+    {
+        BeginFunction(shown, out var saved);
+        int line = Line(a.Keyword.SpanStart);
+        bool get = a.Keyword.IsKind(SyntaxKind.GetKeyword);
+        NewSite(line, a.Keyword.SpanStart).Edits.Add(new Edit(a.SemicolonToken.SpanStart, a.SemicolonToken.Span.Length,
+            EditOrder.Open, "{ " + Probe(line) + (get ? "return field; }" : "field = value; }")));
+        functions_.Add(new FunctionLines(line, line, shown));
+        EndFunction(saved);
+        bool mutableStruct = model!.GetDeclaredSymbol(property)?.ContainingType is { TypeKind: TypeKind.Struct, IsReadOnly: false };
+        if (!get || !mutableStruct || a.Modifiers.Any(SyntaxKind.ReadOnlyKeyword) ||
+            property.Modifiers.Any(m => m.Kind() is SyntaxKind.StaticKeyword or SyntaxKind.ReadOnlyKeyword))
+            return;
+        // "readonly" goes on the property when the getter is its only accessor.
+        bool only = property.AccessorList!.Accessors.Count == 1;
+        structure_.Add(new Edit(only ? property.Type.SpanStart : a.Keyword.SpanStart, 0, EditOrder.Open, "readonly "));
     }
 
     static SyntaxToken NameToken(BaseMethodDeclarationSyntax method) => method switch

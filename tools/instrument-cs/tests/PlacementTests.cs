@@ -142,7 +142,7 @@ public class PlacementTests
                 yield return 2;                     //=1
             }
             """ },
-        { "statements over several lines and initialisers", """
+        { "statements over several lines, initialisers and properties", """
             static int Run() {                      //=1
                 int n = new Box(1).Size + new Box(2).Size;  //=1
                 for (int i = 0; i < 2; i++)         //=3
@@ -153,10 +153,10 @@ public class PlacementTests
                     n++;                            //=0
                 };
                 return n                            //=1
-                    + s_made;                       //=1
+                    + s_made + Shapes();            //=1
             }
             static int s_made = Add(0, 0);          //=1
-            static int Add(int a, int b) => a + b;  //=6
+            static int Add(int a, int b) => a + b;  //=7
             class Box : Base {
                 public int Size = Add(2, 0);        //=2
                 bool _unset = false;
@@ -166,6 +166,32 @@ public class PlacementTests
                            Add(n, 0)) { }           //=2
             }
             class Base { public Base(int a, int b) { } }  //=2
+            static int Shapes() {                   //=1
+                var p = new Props(3) { Name = "n" };//=1
+                Props.Made++;                       //=1
+                return p.Id + p.Size + p.Name.Length + Props.Made + new Pair(2).Twice();  //=1
+            }
+            class Props {
+                public int Id { get; }              //=1
+                public int Size { get; private set; } = Add(1, 1);  //=4
+                public required string Name
+                    { get;                          //=1
+                      init; }                       //=1
+                public static int Made { get; set; }  //=3
+                public Props(int id) { Id = id; Size += 1; }  //=1
+            #nullable enable
+                public string Label { get; set; }
+            #nullable restore
+            }
+            struct Pair {
+                public int A { get; }               //=1
+                public int B { get; set; }          //=2
+                public Pair(int a) { A = a; B = a; }  //=1
+                public readonly int Twice() => A + B;  //=1
+            }
+            interface IHas { int Id { get; } }
+            abstract class Ab { public abstract int V { get; set; } }
+            class Named { public int field; public int V { get; set; } }
             """ },
     };
 
@@ -187,6 +213,8 @@ public class PlacementTests
         using var image = new MemoryStream();
         var emitted = compilation.Emit(image);
         Assert.True(emitted.Success, title + ":\n" + string.Join("\n", emitted.Diagnostics) + "\n" + result.Text);
+        // A build that treats warnings as errors would fail on a warning the original does not have.
+        Assert.Empty(Warnings(emitted.Diagnostics).Except(Warnings(Compile(tree).GetDiagnostics())));
         Assembly assembly = Assembly.Load(image.ToArray());
         assembly.GetType("Case")!.GetMethod("Run", BindingFlags.Static | BindingFlags.NonPublic)!.Invoke(null, null);
         var hits = (Dictionary<int, int>)assembly.GetType("mirt.mirt_dotnet")!.GetField("Hits")!.GetValue(null)!;
@@ -237,6 +265,9 @@ public class PlacementTests
         Assert.Contains($"{source}: warning MIRT001: compiled without coverage probes: its instrumented copy does not compile: CS0117", output.ToString());
         Directory.Delete(folder, true);
     }
+
+    static IEnumerable<string> Warnings(IEnumerable<Diagnostic> diagnostics) =>
+        diagnostics.Where(d => d.Severity == DiagnosticSeverity.Warning).Select(d => d.Id).Distinct();
 
     static Dictionary<int, int> Expected(string source)
     {
