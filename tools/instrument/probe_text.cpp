@@ -104,8 +104,13 @@ std::string probe_expression(ProbeStyle style, const Names& names, int line, int
         return "c_mirt_fn2(" + names.of("mirt_branch_source") + ", " + std::to_string(line) + ")";
     std::string slot = names.of(branch ? "mirt_branches" : "mirt_counters") + "[" + std::to_string(counter) + "]";
     if (style == ProbeStyle::table) return "++" + slot;
-    // Relaxed: each count is exact; the order among counters does not matter.
-    if (style == ProbeStyle::atomic) return "__atomic_fetch_add(&" + slot + ", 1, __ATOMIC_RELAXED)";
+    if (style == ProbeStyle::atomic) {
+        // A plain increment in this thread's own table; the slow way claims
+        // one, or counts atomically in the shared table (thread_tables below).
+        std::string table = names.of(branch ? "mirt_branches" : "mirt_counters");
+        std::string k = std::to_string(counter);
+        return "(" + table + "mine_ ? ++" + table + "mine_[" + k + "] : " + table + "slow_(" + k + "))";
+    }
     return "c_mirt_fn2(" + names.of("mirt_source") + ", " + std::to_string(line) + ")";
 }
 
@@ -278,6 +283,44 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
     return body;
 }
 
+// The atomic style's tables of one kind (a file's line or branch counters):
+// besides the shared table, which counts atomically, kThreadTables - 1 more
+// tables registered under the same name, each held by one thread at a time,
+// in which that thread counts with plain increments. The runtime adds up
+// tables of one name (they differ in their line tables: the k-th has k more
+// entries of line 0, which never count); a thread claims a free one on its
+// first count and gives it back when it ends (C++11 and later: a
+// thread_local's destructor; in C a table stays claimed by its first
+// thread). Threads that find none free count atomically in the shared table.
+constexpr int kThreadTables = 8;
+
+std::string thread_tables(const std::string& table, bool cplusplus) {
+    const std::string n = std::to_string(kThreadTables);
+    std::string t;
+    t += "static mirt_probe_count_* " + table + "tables_[" + n + "];\n";
+    t += "static int " + table + "owners_[" + n + "];\n";
+    t += "static __thread mirt_probe_count_* " + table + "mine_;\n";
+    t += "static __thread int " + table + "ended_;\n";
+    if (cplusplus) {
+        t += "#if __cplusplus >= 201103L\n";
+        t += "struct " + table + "held_t {\n    int index;\n    ~" + table + "held_t() {\n";
+        t += "        " + table + "mine_ = 0;\n        " + table + "ended_ = 1;\n";
+        t += "        if (index > 0) __atomic_store_n(&" + table + "owners_[index], 0, __ATOMIC_RELEASE);\n";
+        t += "    }\n};\nstatic thread_local " + table + "held_t " + table + "held_;\n#endif\n";
+    }
+    t += "static mirt_probe_count_ " + table + "slow_(int k) {\n    int i;\n";
+    t += "    for (i = 1; i < " + n + " && !" + table + "ended_; ++i) {\n";
+    t += "        if (!" + table + "tables_[i] || __atomic_load_n(&" + table + "owners_[i], __ATOMIC_RELAXED) ||\n";
+    t += "            __atomic_exchange_n(&" + table + "owners_[i], 1, __ATOMIC_ACQUIRE))\n";
+    t += "            continue;\n";
+    t += "        " + table + "mine_ = " + table + "tables_[i];\n";
+    if (cplusplus) t += "#if __cplusplus >= 201103L\n        " + table + "held_.index = i;\n#endif\n";
+    t += "        return ++" + table + "mine_[k];\n    }\n";
+    // Relaxed: each count is exact; the order among counters does not matter.
+    t += "    return __atomic_add_fetch(&" + table + "[k], 1, __ATOMIC_RELAXED);\n}\n";
+    return t;
+}
+
 }  // namespace
 
 std::string probe_declarations(bool cplusplus, ProbeStyle style) {
@@ -312,6 +355,9 @@ std::vector<std::string> render_unit(const std::vector<SourceText>& files, Probe
     }
     int unique = 0;
     std::string prologue, registration;
+    // The atomic style's further tables take line tables that are longer by
+    // up to kThreadTables - 1 entries of line 0 (the rest of the array).
+    const std::string extra_lines = style == ProbeStyle::atomic ? " + " + std::to_string(kThreadTables - 1) : "";
     for (size_t j = 0; j < files.size(); ++j) {
         const SourceText& source = files[j];
         Names names = names_of(j);
@@ -330,7 +376,8 @@ std::vector<std::string> render_unit(const std::vector<SourceText>& files, Probe
                 prologue += "static mirt_probe_count_ " + names.of("mirt_early_branches") + "[" + count + "];\n";
                 prologue += "static mirt_probe_count_* " + names.of("mirt_branches") + " = " +
                             names.of("mirt_early_branches") + ";\n";
-                registration += "static int " + names.of("mirt_branch_ids") + "[" + count + "] = {";
+                if (style == ProbeStyle::atomic) prologue += thread_tables(names.of("mirt_branches"), source.cplusplus);
+                registration += "static int " + names.of("mirt_branch_ids") + "[" + count + extra_lines + "] = {";
                 for (size_t i = 0; i < branches.size(); ++i)
                     registration += (i ? ", " : "") + std::to_string(branches[i].id);
                 registration += "};\n";
@@ -345,8 +392,9 @@ std::vector<std::string> render_unit(const std::vector<SourceText>& files, Probe
         // in the early table; the registration adds them to the library's.
         prologue += "static mirt_probe_count_ " + names.of("mirt_early_counts") + "[" + count + "];\n";
         prologue += "static mirt_probe_count_* " + names.of("mirt_counters") + " = " + names.of("mirt_early_counts") + ";\n";
+        if (style == ProbeStyle::atomic) prologue += thread_tables(names.of("mirt_counters"), source.cplusplus);
         std::string table = names.of("mirt_lines");
-        registration += "static int " + table + "[" + count + "] = {";
+        registration += "static int " + table + "[" + count + extra_lines + "] = {";
         for (size_t i = 0; i < lines.size(); ++i) registration += (i ? ", " : "") + std::to_string(lines[i]);
         registration += "};\n";
     }
@@ -374,6 +422,9 @@ std::vector<std::string> render_unit(const std::vector<SourceText>& files, Probe
             main += "        for (i = 0; i < " + n + "; ++i) counters[i] += " + names.of(early) + "[i];\n";
             main += "        " + names.of(table) + " = counters;\n";
             main += "    }\n";
+            if (style == ProbeStyle::atomic)
+                main += "    for (i = 1; i < " + std::to_string(kThreadTables) + "; ++i) " + names.of(table) +
+                        "tables_[i] = c_mirt_reg2(" + names.of(source) + ", " + n + " + i, " + names.of(ids) + ");\n";
         };
         for (size_t j = 0; j < files.size(); ++j) {
             Names names = names_of(j);

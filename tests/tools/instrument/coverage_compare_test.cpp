@@ -249,7 +249,7 @@ TEST(GcovComparison, FunctionStyleCountsCalls) { compare(kClasses, "function"); 
 TEST(GcovComparison, LineAndAtomicStylesAreExactUnderThreads) {
     for (const char* style : {"line", "atomic"}) {
         std::map<int, long long> counts = compare(kThreads, style);
-        EXPECT_EQ(counts[9], 800000) << style;
-        EXPECT_EQ(counts[8], 800004) << style;
+        EXPECT_EQ(counts[11], 4800000) << style;
+        EXPECT_EQ(counts[10], 4800024) << style;
     }
 }
