@@ -153,6 +153,10 @@ int main(int argc, char**) {  //+
     for (Shape* s : shapes) total += s->area();  //+
     for (Shape* s : shapes) delete s;  //+
     for (int i = 0; i < 9; ++i) total += guarded(i);  //+
+    for (int x : ints) {  //+ a range-for that a break leaves: no end by its condition
+        if (x > 4) break;  //+
+        total += x;  //+
+    }
     for (int i = 0; i < 3; ++i) total += counter();  //+
     constexpr int limit = 2 >  //+
                           1 + cube(0);
