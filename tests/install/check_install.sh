@@ -69,8 +69,9 @@ if [ "$tools" = 1 ]; then
   grep -q "app;util compiled and linked through $prefix/bin/mirt-cc" "$work/covered.log" ||
     { echo "mirt64_coverage(): not the installed mirt-cc"; cat "$work/covered.log"; exit 1; }
   cmake --build "$work/covered" >/dev/null
-  ldd "$work/covered/app" | grep -q "$prefix/.*libmirt64.so" ||
-    { echo "covered app: not linked to the installed library:"; ldd "$work/covered/app"; exit 1; }
+  libs=$(ldd "$work/covered/app")  # not piped: grep -q ends early, and ldd's SIGPIPE fails the pipe
+  grep -q "$prefix/.*libmirt64.so" <<<"$libs" ||
+    { echo "covered app: not linked to the installed library: $libs"; exit 1; }
   rm -f /tmp/mirt_exit.out
   "$work/covered/app" 12 >/dev/null || true  # its status is part of its output
   summary=$(cd "$work" && "$prefix/bin/mirt-report" --map covered summary /tmp/mirt_exit.out 2>&1)
@@ -82,8 +83,9 @@ if [ "$tools" = 1 ]; then
   grep -q "compiling and linking through $prefix/bin/mirt-cc" "$work/whole.log" ||
     { echo "the installed module did not find the installed mirt-cc"; cat "$work/whole.log"; exit 1; }
   cmake --build "$work/whole" >/dev/null
-  ldd "$work/whole/app" | grep -q "$prefix/.*libmirt64.so" ||
-    { echo "whole project: not linked to the installed library:"; ldd "$work/whole/app"; cat "$work/whole.log"; exit 1; }
+  libs=$(ldd "$work/whole/app")
+  grep -q "$prefix/.*libmirt64.so" <<<"$libs" ||
+    { echo "whole project: not linked to the installed library: $libs"; cat "$work/whole.log"; exit 1; }
   # Its CTest test writes the file that the pattern names, headed by the test's name.
   (cd "$work/whole" && ctest >/dev/null) || true
   runs=("$work"/runs/app-*.out)
