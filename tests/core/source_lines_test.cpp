@@ -69,22 +69,13 @@ TEST_F(RuntimeTest, NamesAreTheBytesOfEachCallAndMergedCountsSum) {
 // Enough files to split buckets many times over: every file keeps its lines.
 TEST_F(RuntimeTest, ManyFilesSurviveTheTableGrowing) {
     std::vector<std::string> names;
-    for (int i = 0; i < 5000; ++i)
-        names.push_back("d" + std::to_string(i % 7) + "/f" + std::to_string(i));
+    for (int i = 0; i < 5000; ++i) names.push_back("d" + std::to_string(i % 7) + "/f" + std::to_string(i));
     for (int round = 0; round < 3; ++round) {
-        for (size_t i = 0; i < names.size(); ++i)
-            mirt_fn2(names[i].data(), static_cast<int>(i % 13));
+        for (size_t i = 0; i < names.size(); ++i) mirt_fn2(names[i].data(), static_cast<int>(i % 13));
     }
-    size_t seen = 0;
-    file_line_table().for_each([&](const FileLineTable::Entry& e) {
-        ++seen;
-        ASSERT_EQ(e.lines.size(), 1u) << e.name;
-        EXPECT_EQ(e.lines.begin()->second, 3);
-    });
-    EXPECT_EQ(seen, names.size());
     EXPECT_EQ(file_line_table().file_count(), names.size());
-    for (size_t i = 0; i < names.size(); i += 97)
-        EXPECT_EQ(lines_in(names[i]), (Lines{{static_cast<int32_t>(i % 13), 3}})) << names[i];
+    for (size_t i = 0; i < names.size(); ++i)
+        ASSERT_EQ(lines_in(names[i]), (Lines{{static_cast<int32_t>(i % 13), 3}})) << names[i];
 }
 
 // Sixty-four threads on the same eight lines while writes read the tables:
