@@ -69,9 +69,11 @@ TEST_F(RuntimeTest, NamesAreTheBytesOfEachCallAndMergedCountsSum) {
 // Enough files to split buckets many times over: every file keeps its lines.
 TEST_F(RuntimeTest, ManyFilesSurviveTheTableGrowing) {
     std::vector<std::string> names;
-    for (int i = 0; i < 5000; ++i) names.push_back("d" + std::to_string(i % 7) + "/f" + std::to_string(i));
+    for (int i = 0; i < 5000; ++i)
+        names.push_back("d" + std::to_string(i % 7) + "/f" + std::to_string(i));
     for (int round = 0; round < 3; ++round) {
-        for (size_t i = 0; i < names.size(); ++i) mirt_fn2(names[i].data(), static_cast<int>(i % 13));
+        for (size_t i = 0; i < names.size(); ++i)
+            mirt_fn2(names[i].data(), static_cast<int>(i % 13));
     }
     EXPECT_EQ(file_line_table().file_count(), names.size());
     for (size_t i = 0; i < names.size(); ++i)

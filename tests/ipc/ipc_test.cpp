@@ -121,9 +121,8 @@ TEST_F(RuntimeTest, DataFileReaderTrustsNoLength) {
     // Counts at their largest with almost nothing behind them; a name longer
     // than the file is cut to the rest of the file.
     size_t points_before = merged_points().size();
-    ModuleRecord* head = merged_module(std::string(8, '\xFF') +
-                                       std::string("\x02\0\0\0\0\0\0\0ab\xFF\xFF\xFF\x7F\x05\0\0\0", 18),
-                                       "ab");
+    const std::string ab("\x02\0\0\0\0\0\0\0ab\xFF\xFF\xFF\x7F\x05\0\0\0", 18);
+    ModuleRecord* head = merged_module(std::string(8, '\xFF') + ab, "ab");
     ASSERT_EQ(head->count, 1);  // four bytes left: one line number
     EXPECT_EQ(head->lines[0], 5);
     EXPECT_EQ(head->counters[0], 0);

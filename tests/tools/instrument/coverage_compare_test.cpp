@@ -105,7 +105,8 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
     // Read at once: the exit file is one for the whole machine.
     const mirt_test::Counts output = mirt_test::line_counts_in(mirt_test::read_file(kExitFile));
     for (const auto& [key, count] : output)
-        if (key.rfind(c.name + ":", 0) == 0) r->mirt[std::stoi(key.substr(c.name.size() + 1))] = count;
+        if (key.rfind(c.name + ":", 0) == 0)
+            r->mirt[std::stoi(key.substr(c.name.size() + 1))] = count;
 
     ProcessResult gcov = shell("cd " + r->folder + " && gcov -b -c " + c.name);
     ASSERT_EQ(gcov.exit_code, 0) << gcov.err;

@@ -104,7 +104,8 @@ TEST(CoverageParser, CountLinesGoWithTheirFileOrTheSimpleCounters) {
 // Record groups: header-only ones, several in a file, and headings that
 // start over in each group. (Test cases summed over groups: CoverageFiles.)
 TEST(CoverageParser, RecordGroupsStartTheirHeadingsOver) {
-    auto p = parse_text("=== a\n>>> x\n=== b\n>>> y\n--- d\n### f\n1,1\n=== a\n>>> z\n### g\n2,5\n");
+    auto p = parse_text("=== a\n>>> x\n=== b\n>>> y\n--- d\n### f\n1,1\n"
+                        "=== a\n>>> z\n### g\n2,5\n");
     ASSERT_TRUE(p.ok);
     ASSERT_EQ(p.groups.size(), 3u);
     EXPECT_TRUE(p.groups[0].files.empty());
