@@ -221,7 +221,7 @@ TEST(GcovComparison, FunctionStyleCountsCalls) { compare(kClasses, "function"); 
 TEST(GcovComparison, LineAndAtomicStylesAreExactUnderThreads) {
     for (const char* style : {"line", "atomic"}) {
         std::map<int, long long> counts = compare(kThreads, style);
-        EXPECT_EQ(counts[9], 800000) << style;
-        EXPECT_EQ(counts[8], 800004) << style;
+        EXPECT_EQ(counts[9], 4000000) << style;
+        EXPECT_EQ(counts[8], 4000004) << style;
     }
 }

@@ -1,11 +1,11 @@
-// threads.cpp: four threads run the same loop at once.
+// threads.cpp: four threads run the same loop at once, long enough to overlap.
 #include <cstdio>
 #include <thread>
 #include <vector>
 
 static long work(int id) {
     long s = 0;
-    for (int i = 0; i < 200000; ++i)
+    for (int i = 0; i < 1000000; ++i)
         s += (i ^ id) & 7;
     return s;
 }
