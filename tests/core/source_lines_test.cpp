@@ -75,16 +75,9 @@ TEST_F(RuntimeTest, ManyFilesSurviveTheTableGrowing) {
         for (size_t i = 0; i < names.size(); ++i)
             mirt_fn2(names[i].data(), static_cast<int>(i % 13));
     }
-    size_t seen = 0;
-    file_line_table().for_each([&](const FileLineTable::Entry& e) {
-        ++seen;
-        ASSERT_EQ(e.lines.size(), 1u) << e.name;
-        EXPECT_EQ(e.lines.begin()->second, 3);
-    });
-    EXPECT_EQ(seen, names.size());
     EXPECT_EQ(file_line_table().file_count(), names.size());
-    for (size_t i = 0; i < names.size(); i += 97)
-        EXPECT_EQ(lines_in(names[i]), (Lines{{static_cast<int32_t>(i % 13), 3}})) << names[i];
+    for (size_t i = 0; i < names.size(); ++i)
+        ASSERT_EQ(lines_in(names[i]), (Lines{{static_cast<int32_t>(i % 13), 3}})) << names[i];
 }
 
 // Sixty-four threads on the same eight lines while writes read the tables:

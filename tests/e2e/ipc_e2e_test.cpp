@@ -65,12 +65,10 @@ TEST_F(IpcE2E, HostGathersClearsAndCollectsAtItsEnd) {
     EXPECT_EQ(wait_program(b), 0);
 }
 
-// A killed client and a registration under a process id that belongs to
-// another program are found dead at their monitors' ten-second time-out; the
-// write that waited for them then holds the other client's counts exactly.
-// A killed host then leaves its client running: it goes on counting and ends
-// at once, its final counts left in a data file that nobody reads; a client
-// that starts after it runs stand-alone and writes its own exit file.
+// A killed client and a registration under another program's process id are
+// found dead at their monitors' ten-second time-out; the write that waited holds
+// the other client's counts. A killed host leaves its client running (its final
+// counts go to a data file nobody reads); a later client runs stand-alone.
 TEST_F(IpcE2E, GatherEndsWhenDeadClientsAreFoundAndClientsOutliveTheHost) {
     Child& host = start_host();
     ASSERT_TRUE(wait_for("host.ready"));
@@ -104,12 +102,9 @@ TEST_F(IpcE2E, GatherEndsWhenDeadClientsAreFoundAndClientsOutliveTheHost) {
     EXPECT_EQ(line_counts_in(read_file(exit_file)), (Counts{{"late.c:4", 2}}));
 }
 
-// Each registration here once had the host delete or make files outside its
-// folder, or wait for ever on a client that could never answer (its events
-// were never made, or the process named was the host itself). None gets an
-// answer or takes a client number, and the host's next write ends at once.
-// Connections that send nothing, more of them than the host serves at once,
-// are dropped after a time limit, and the host goes on.
+// Registrations that would have the host touch files outside its folder or wait
+// for a client that cannot answer get no answer nor a client number, and the
+// next write ends at once. Silent connections are dropped after a time limit.
 TEST_F(IpcE2E, RegistrationsAndConnectionsThatBreakTheRules) {
     const std::string host_itself = "CR:pelvanor.exe:" + std::to_string(start_host().pid);
     ASSERT_TRUE(wait_for("host.ready"));

@@ -1,8 +1,7 @@
-// Tests of collection's pieces inside one process: names and messages, named events, data files.
+// Tests of collection's pieces inside one process: names and messages, data files.
 #include <map>
 
 #include "ipc/data_file.h"
-#include "platform/events.h"
 #include "core/modules.h"
 #include "ipc/names.h"
 #include "platform/process.h"
@@ -47,35 +46,6 @@ TEST(IpcNames, NamesAndRegistrationTexts) {
         EXPECT_EQ(name, c.name) << c.text;
         EXPECT_EQ(pid, c.pid) << c.text;
     }
-}
-
-// Auto-reset: one wait takes a signal, the next one times out; a wait on
-// several events reports the one that was set; a missing event cannot be
-// opened or signalled.
-TEST(IpcEvents, SignalsAreTakenOnceEach) {
-    std::string base = "mirt_unit_event_" + std::to_string(platform::current_process_id());
-    platform::EventHandle first = create_numbered_event(base.c_str(), 1, false);
-    platform::EventHandle second = create_numbered_event(base.c_str(), 2, false);
-    ASSERT_TRUE(first != 0 && second != 0);
-    EXPECT_EQ(open_numbered_event(base.c_str(), 3), 0);
-    EXPECT_FALSE(signal_named_event((base + "_3").c_str()));
-
-    platform::EventHandle opened = open_numbered_event(base.c_str(), 2);
-    ASSERT_NE(opened, 0);
-    platform::EventHandle both[2] = {first, opened};
-    EXPECT_EQ(platform::wait_any(both, 2, 0), platform::wait_timeout);
-    EXPECT_TRUE(signal_named_event((base + "_2").c_str()));
-    EXPECT_TRUE(platform::set_event(second));  // a second set of a set event changes nothing
-    EXPECT_EQ(platform::wait_any(both, 2, 1000), 1);
-    EXPECT_EQ(platform::wait_any(both, 2, 50), platform::wait_timeout);
-
-    platform::set_event(first);
-    EXPECT_FALSE(platform::wait_all(both, 2, 50));
-    platform::set_event(first);
-    platform::set_event(second);
-    EXPECT_TRUE(platform::wait_all(both, 2, 1000));
-    for (platform::EventHandle event : {opened, first, second}) platform::close_event(event);
-    EXPECT_EQ(open_numbered_event(base.c_str(), 1), 0);
 }
 
 // A merge that failed holds nothing: the next merge and write run (they
@@ -148,18 +118,14 @@ TEST_F(RuntimeTest, DataFileReaderTrustsNoLength) {
         EXPECT_EQ(module_names(), std::vector<std::string>{name});
         return module_registry().at(name);
     };
-    // Cut after the first line number: the module has one entry, count 0.
-    ModuleRecord* head = merged_module(whole.substr(0, 8 + 8 + 3 + 4 + 4), "mod");
-    ASSERT_EQ(head->count, 1);
-    EXPECT_EQ(head->lines[0], 10);
-    EXPECT_EQ(head->counters[0], 0);
     // Counts at their largest with almost nothing behind them; a name longer
     // than the file is cut to the rest of the file.
     size_t points_before = merged_points().size();
-    head = merged_module(std::string(8, '\xFF') +
-                         std::string("\x02\0\0\0\0\0\0\0ab\xFF\xFF\xFF\x7F\x05\0\0\0", 18), "ab");
+    const std::string ab("\x02\0\0\0\0\0\0\0ab\xFF\xFF\xFF\x7F\x05\0\0\0", 18);
+    ModuleRecord* head = merged_module(std::string(8, '\xFF') + ab, "ab");
     ASSERT_EQ(head->count, 1);  // four bytes left: one line number
     EXPECT_EQ(head->lines[0], 5);
+    EXPECT_EQ(head->counters[0], 0);
     EXPECT_EQ(merged_points().size(), points_before);
     merged_module(std::string(8, '\x01') + std::string(8, '\x7F') + "abc", "abc");
 }

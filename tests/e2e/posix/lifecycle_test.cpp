@@ -23,15 +23,10 @@ TEST_F(Lifecycle, ExitWhileOtherThreadsProbe) {
     remove_file(index_file_path());
 }
 
-// A forked child counts from zero and takes no part in its parent's
-// collection. Stand-alone, the parent's hits were once written twice (at each
-// exit); as a client, the child handed its final data over under the
-// parent's number, the host dropped the parent, and the parent's later counts
-// were lost. Now the child writes its own exit output. A client that unloads
-// the library goes on running: the library's threads were stopped at the
-// unload, so that the host's later writes (which once woke the client's
-// thread in code no longer mapped) reach nothing of it; its counts reached
-// the host at the unload.
+// A forked child counts from zero, takes no part in its parent's collection
+// and writes its own exit output. A client that unloads the library runs on:
+// its counts reached the host at the unload, and the host's later writes
+// reach nothing of it (its threads were stopped).
 TEST_F(Lifecycle, ClientsThatForkOrUnloadTheLibrary) {
     std::vector<std::string> run = {"line", "p.c", "1", "fork", "c.c", "line", "p.c", "2"};
     EXPECT_EQ(run_program(path("client.exe"), run, env, folder).exit_code, 0);
@@ -57,11 +52,9 @@ TEST_F(Lifecycle, ClientsThatForkOrUnloadTheLibrary) {
     EXPECT_EQ(wait_program(unloading), 0);
 }
 
-// The clients' folder on a small file system of its own (tmpfs, in this test
-// process's private mount namespace), filled up but for 16 KiB: a client's
-// data file of some 48 KiB cannot be written whole. The host once merged the
-// cut file without a word; now the client removes it and both say so in the
-// error log, and the host's output holds the module whole or not at all.
+// The clients' folder on a private tmpfs, full but for 16 KiB: a client's
+// 48 KiB data file cannot be written whole. The client removes it, both say so
+// in the error log, and the host's output holds the module whole or not at all.
 TEST_F(Lifecycle, FullTemporaryFolder) {
     if (geteuid() != 0 || unshare(CLONE_NEWNS) != 0 ||
         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||

@@ -3,12 +3,12 @@
 // POSIX code.
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 
 #include "platform/timer.h"
+#include "tests/support/test_support.h"
 
 using namespace mirt::platform;
 
@@ -32,15 +32,10 @@ TEST(TimerThreadTest, TicksOnItsOwnThreadAndAForkedChildStopsWithoutWaiting) {
     for (int i = 0; i < 1000 && running == 0; ++i) usleep(10 * 1000);
     ASSERT_EQ(running, 1);
     EXPECT_TRUE(other_thread);
-    pid_t child = fork();
-    if (child == 0) {
-        alarm(5);
+    EXPECT_TRUE(mirt_test::run_in_forked_child([id] {
+        alarm(5);  // a wait for the parent's tick would end the child here
         hold_timer(id);
         stop_timer(id);
-        _exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    }));
     stop_timer(id);
 }

@@ -59,28 +59,6 @@ void read_gcov(const std::string& path, std::map<int, long long>* counts,
     }
 }
 
-// The counts that the runtime wrote for one source (every section, added up).
-std::map<int, long long> read_mirt_output(const std::string& output, const std::string& source) {
-    std::map<int, long long> counts;
-    size_t slash = source.rfind('/');
-    std::string dir = source.substr(0, slash), file = source.substr(slash + 1);
-    std::string current_dir, current_file;
-    for (const std::string& line : mirt_test::lines_of(output)) {
-        if (line.compare(0, 4, "--- ") == 0) {
-            current_dir = line.substr(4);
-        } else if (line.compare(0, 4, "### ") == 0) {
-            current_file = line.substr(4);
-        } else if (line.compare(0, 4, "=== ") == 0 || line.compare(0, 4, ">>> ") == 0) {
-            current_dir.clear();
-            current_file.clear();
-        } else if (current_dir == dir && current_file == file) {
-            size_t comma = line.find(',');
-            if (comma != std::string::npos) counts[std::stoi(line.substr(0, comma))] += std::stoll(line.substr(comma + 1));
-        }
-    }
-    return counts;
-}
-
 struct Corpus {
     std::string name;                 // file in the corpus folder
     std::string compiler;             // g++ or gcc
@@ -135,8 +113,10 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
     EXPECT_EQ(b.exit_code, a.exit_code);
     ASSERT_TRUE(mirt_test::file_exists(kExitFile)) << "the runtime wrote its exit output";
     // Read at once: the exit file is one for the whole machine.
-    const std::string output = mirt_test::read_file(kExitFile);
-    r->mirt = read_mirt_output(output, r->source);
+    const mirt_test::Counts output = mirt_test::line_counts_in(mirt_test::read_file(kExitFile));
+    for (const auto& [key, count] : output)
+        if (key.rfind(c.name + ":", 0) == 0)
+            r->mirt[std::stoi(key.substr(c.name.size() + 1))] = count;
 
     ProcessResult gcov = shell("cd " + r->folder + " && gcov -b -c " + c.name);
     ASSERT_EQ(gcov.exit_code, 0) << gcov.err;
@@ -150,12 +130,14 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
     ASSERT_EQ(lines.exit_code, 0) << lines.err;
     for (const std::string& l : mirt_test::lines_of(lines.out)) r->probed.insert(std::stoi(l.substr(l.rfind(':') + 1)));
     // Every branch outcome that the map lists, with the count the runtime wrote (0 when it wrote none).
-    std::map<int, long long> taken = read_mirt_output(output, r->source + "#branches");
     for (const std::string& l : mirt_test::lines_of(mirt_test::read_file(r->folder + "/map"))) {
         std::istringstream fields(l);
         std::string word;
         int line = 0, id = 0;
-        if (fields >> word >> line >> id && word == "branch") r->mirt_branches[line].push_back(taken[id]);
+        if (fields >> word >> line >> id && word == "branch") {
+            auto taken = output.find(c.name + "#branches:" + std::to_string(id));
+            r->mirt_branches[line].push_back(taken == output.end() ? 0 : taken->second);
+        }
     }
 }
 
@@ -244,7 +226,7 @@ TEST(GcovComparison, PlainC) { compare(kPlainC, "table"); }
 TEST(GcovComparison, PlainCLineStyle) { compare(kPlainC, "line"); }
 TEST(GcovComparison, FunctionStyleCountsCalls) { compare(kClasses, "function"); }
 
-// And the loop body really ran on four threads at once, counted exactly by
+// And the loop body really ran on twelve threads at once, counted exactly by
 // both styles that promise it.
 TEST(GcovComparison, LineAndAtomicStylesAreExactUnderThreads) {
     for (const char* style : {"line", "atomic"}) {

@@ -109,20 +109,13 @@ TEST(Placement, StrictC89TakesDeclarationProbes) {
                {"-std=c89", "-pedantic", "-Wdeclaration-after-statement", "-Wunused-macros"});
 }
 
-TEST(Placement, TemplatesAndConstexprGetOneGuardedSetOfProbes) {
-    Instrumented in = instrument("classes.cpp", {"-std=c++20"}, ProbeStyle::table);
-    ASSERT_TRUE(in.result.parsed);
-    // The template's body is written once, whatever its instantiations.
-    EXPECT_EQ(occurrences(in.result.text, "; T s = T();"), 1u);
-    EXPECT_NE(in.result.text.find("if (!__builtin_is_constant_evaluated()) ++mirt_counters_["), std::string::npos);
+// A guard that probes in constexpr functions need, the one text of a template
+// and macros left alone show in the copies that compile and in gcov's counts.
+TEST(Placement, FunctionStyleScopesEveryFunctionThatRuns) {
     Instrumented fn = instrument("classes.cpp", {"-std=c++20"}, ProbeStyle::function);
     EXPECT_EQ(occurrences(fn.result.text, "mirt_obj mirt_scope"), 18u)
         << "one scope per function, lambda and member; none in the constexpr or consteval function, "
            "nor in the template that nothing instantiates";
-    // The macro's own statements stay as they were; its use is counted before it.
-    EXPECT_NE(instrument("control.cpp", {"-std=c++20"}, ProbeStyle::table).result.text.find(
-                  "#define CHECK(x) do { if (!(x)) throw std::runtime_error(#x); } while (0)"),
-              std::string::npos);
 }
 
 TEST(Placement, UnparsableSourcePassesThroughUnchanged) {

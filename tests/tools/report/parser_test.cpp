@@ -5,7 +5,6 @@
 
 using namespace mirt_report;
 using mirt_report_test::parse_text;
-using mirt_report_test::set_of;
 
 namespace {
 
@@ -102,31 +101,16 @@ TEST(CoverageParser, CountLinesGoWithTheirFileOrTheSimpleCounters) {
     EXPECT_TRUE(parse_text("").ok && parse_text("").groups.empty());
 }
 
-// Record groups: header-only ones, several in a file, the same test name
-// more than once (summed, labels kept once each) and headings that start
-// over in each group.
-TEST(CoverageParser, RecordGroupsAndTheirTestCases) {
-    const std::string text =
-        "=== a\n>>> x\n"
-        "=== b\n>>> y\n--- d\n### f\n1,1\n"
-        "=== a\n>>> z\n### g\n2,5\n"
-        "=== a\n>>> x\n--- d\n### f\n1,2\n";
-    auto p = parse_text(text);
+// Record groups: header-only ones, several in a file, and headings that
+// start over in each group. (Test cases summed over groups: CoverageFiles.)
+TEST(CoverageParser, RecordGroupsStartTheirHeadingsOver) {
+    auto p = parse_text("=== a\n>>> x\n=== b\n>>> y\n--- d\n### f\n1,1\n"
+                        "=== a\n>>> z\n### g\n2,5\n");
     ASSERT_TRUE(p.ok);
-    ASSERT_EQ(p.groups.size(), 4u);
+    ASSERT_EQ(p.groups.size(), 3u);
     EXPECT_TRUE(p.groups[0].files.empty());
     EXPECT_TRUE(p.groups[0].simple_counters.empty());
     EXPECT_EQ(lines_of(p.groups[2], "/g"), (LineCounts{{2, 5}}));  // no directory heading in its own group
-
-    CoverageSet set = set_of(text);
-    ASSERT_EQ(set.tests().size(), 2u);
-    const TestCase& a = set.tests()[0];
-    EXPECT_EQ(a.name, "a");
-    EXPECT_EQ(a.record_groups, 3u);
-    EXPECT_EQ(a.labels, (std::vector<std::string>{"x", "z"}));
-    EXPECT_EQ(lines_of(a, "d/f"), (LineCounts{{1, 2}}));
-    EXPECT_EQ(lines_of(a, "/g"), (LineCounts{{2, 5}}));
-    EXPECT_EQ(set.tests()[1].name, "b");
 }
 
 // Each malformed input stops the reading with its line number and a message.

@@ -43,6 +43,24 @@ public sealed class CoverageTests : IDisposable
                      markers.Select(m => counts.GetValueOrDefault(Native.Line(m))).ToArray());
     }
 
+    // Names reach the runtime as ASCII, a question mark for any other
+    // character, each ending where its text ends; an empty or missing name
+    // records nothing.
+    [Fact]
+    public void NamesArriveAsAsciiAndEmptyNamesRecordNothing()
+    {
+        string output = Run("names", () =>
+        {
+            mirt_dotnet.mirt_fn_net("s/Caf\u00e9.cs", 3);
+            mirt_dotnet.mirt_fn_net("s/ab.cs", 2);
+            mirt_dotnet.mirt_fn_net("s/ab.cs"[..3], 1);
+            mirt_dotnet.mirt_fn_net("", 5);
+            mirt_dotnet.mirt_fn_net(null!, 5);
+        });
+        Assert.Equal("=== names\n>>> dotnet\n--- s\n### Caf?.cs\n3,1\n### a\n1,1\n### ab.cs\n2,1\n",
+                     File.ReadAllText(output));
+    }
+
     [Fact]
     public void StackTracesAndCallerInfoNameTheOriginalSource()
     {
