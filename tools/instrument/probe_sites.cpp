@@ -1117,7 +1117,8 @@ private:
         if (!init) return;
         const Expr* e = init->IgnoreImplicit();
         const Expr* first = nullptr;
-        if (auto* made = dyn_cast<CXXConstructExpr>(e)) {
+        auto* made = dyn_cast<CXXConstructExpr>(e);
+        if (made) {
             if (made->getNumArgs() > 0) first = made->getArg(0);
         } else if (auto* list = dyn_cast<ParenListExpr>(e)) {
             if (list->getNumExprs() > 0) first = list->getExpr(0);
@@ -1128,8 +1129,7 @@ private:
         }
         // A constant counts too ("done_(false)": the member is stored on
         // that line), except in braces, where a comma would make it narrow.
-        auto* construct = dyn_cast<CXXConstructExpr>(e);
-        bool braces = isa<InitListExpr>(e) || (construct && construct->isListInitialization());
+        bool braces = isa<InitListExpr>(e) || (made && made->isListInitialization());
         if (first && !isa<CXXDefaultArgExpr>(first->IgnoreImplicit())) operand_site(first, from_line, !braces);
     }
 

@@ -102,15 +102,13 @@ Names names_of(size_t file) { return Names{file == 0 ? "" : std::to_string(file)
 std::string probe_expression(ProbeStyle style, const Names& names, int line, int counter, bool branch = false) {
     if (branch && style == ProbeStyle::line)
         return "c_mirt_fn2(" + names.of("mirt_branch_source") + ", " + std::to_string(line) + ")";
-    std::string slot = names.of(branch ? "mirt_branches" : "mirt_counters") + "[" + std::to_string(counter) + "]";
-    if (style == ProbeStyle::table) return "++" + slot;
-    if (style == ProbeStyle::atomic) {
-        // A plain increment in this thread's own table; the slow way claims
-        // one, or counts atomically in the shared table (thread_tables below).
-        std::string table = names.of(branch ? "mirt_branches" : "mirt_counters");
-        std::string k = std::to_string(counter);
+    const std::string table = names.of(branch ? "mirt_branches" : "mirt_counters");
+    const std::string k = std::to_string(counter);
+    if (style == ProbeStyle::table) return "++" + table + "[" + k + "]";
+    // A plain increment in this thread's own table; the slow way claims one,
+    // or counts atomically in the shared table (thread_tables below).
+    if (style == ProbeStyle::atomic)
         return "(" + table + "mine_ ? ++" + table + "mine_[" + k + "] : " + table + "slow_(" + k + "))";
-    }
     return "c_mirt_fn2(" + names.of("mirt_source") + ", " + std::to_string(line) + ")";
 }
 
