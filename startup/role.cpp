@@ -39,10 +39,11 @@ bool is_shell_process() {
 
 namespace {
 // A private folder of this user that someone else has taken switches
-// collection off; that is said once, not left unexplained.
-void report_taken_folder() {
+// collection off; that is said once, not left unexplained. checked: the
+// folder was looked at already (a client's search for its host does).
+void report_taken_folder(bool checked) {
     char folder[512];
-    if (platform::temp_folder(folder, sizeof folder)) return;
+    if (!checked && platform::temp_folder(folder, sizeof folder)) return;
     if (const char* taken = platform::refused_private_folder())
         MIRT_REPORT_REFUSED_AS(taken, "a private folder");
 }
@@ -50,18 +51,21 @@ void report_taken_folder() {
 
 // A failed registration leaves the process stand-alone.
 Role start_role() {
-    if (!is_shell_process()) report_taken_folder();
+    // The shell takes no part in collection, even as the configured host.
+    bool shell = is_shell_process();
     if (is_host) {
+        if (!shell) report_taken_folder(false);
         gather_before_write = gather_for_write;
         clear_other_processes = clear_clients;
-        // The shell takes no part in collection, even as the configured host.
-        if (!is_shell_process()) start_host_pipe_server();
+        if (!shell) start_host_pipe_server();
         return Role::host;
     }
-    if (!is_shell_process() && connect_to_host()) {
+    if (shell) return Role::stand_alone;
+    if (connect_to_host()) {
         start_client_listener();
         return Role::client;
     }
+    report_taken_folder(true);
     return Role::stand_alone;
 }
 

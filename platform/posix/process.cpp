@@ -4,7 +4,9 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -29,11 +31,29 @@ ssize_t exe_base_name(const char* link, char* buffer, size_t size) {
 }
 }  // namespace
 
+// The program's name is read once: it stays the same across fork(), and a
+// new program image loads the library afresh. Start-up asks for it several
+// times, and each read of the link costs a short process.
 size_t module_base_name(char* buffer, size_t size) {
+    static char name[NAME_MAX + 1];
+    static std::atomic<int> state{0};  // 1: being kept, 2: kept
     if (buffer == nullptr || size == 0) return 0;
     buffer[0] = '\0';
-    ssize_t length = exe_base_name("/proc/self/exe", buffer, size);
-    return length < 0 ? 0 : static_cast<size_t>(length);
+    char found[NAME_MAX + 1];
+    const char* source = name;
+    if (state.load(std::memory_order_acquire) != 2) {
+        if (exe_base_name("/proc/self/exe", found, sizeof found) < 0) return 0;
+        source = found;
+        int none = 0;
+        if (state.compare_exchange_strong(none, 1)) {
+            memcpy(name, found, sizeof name);
+            state.store(2, std::memory_order_release);
+        }
+    }
+    size_t length = strnlen(source, size - 1);
+    memcpy(buffer, source, length);
+    buffer[length] = '\0';
+    return length;
 }
 
 uint32_t current_process_id() { return static_cast<uint32_t>(getpid()); }
