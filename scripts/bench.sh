@@ -124,25 +124,22 @@ cpu=$(lscpu 2>/dev/null | sed -n 's/^Model name: *//p' | head -1)
     echo
     echo "## Start and end of a process (bench/startup/)"
     echo
-    echo "One short program built plain, with \`g++ --coverage\` and through \`mirt-cc\` (table style),"
-    echo "started with \`posix_spawn\` and waited for: a trivial run that ends at once, and a suite of"
-    echo "22 short test runs; processor time of the started processes (user and system, from \`wait4\`),"
-    echo "median of 5, each process writing its coverage at exit."
+    echo "A short program built plain, with \`g++ --coverage\` and through \`mirt-cc\` (table style), as"
+    echo "one source (\`startup\`) and as one source with twelve more (\`startup_units\`), started with"
+    echo "\`posix_spawn\` and waited for: a trivial run that ends at once, and a suite of 22 short test"
+    echo "runs. Each iteration starts the three builds in turn, in a rotating order; processor time of"
+    echo "the started processes (user and system, from \`wait4\`), median of 5 repetitions, each process"
+    echo "writing its coverage at exit; the ratios are those of the same iterations' sums."
     echo
     echo "| run | plain | gcov | mirt | mirt / plain | mirt / gcov | gcov / plain |"
     echo "|---|---:|---:|---:|---:|---:|---:|"
     awk -F, '
+        /^name,/ { for (i = 1; i <= NF; i++) { c = $i; gsub(/"/, "", c); col[c] = i } }
         /_median"?,/ {
-            name = $1; gsub(/"/, "", name); sub(/_median$/, "", name)
-            split(name, part, "/"); t = $3; unit = $5; gsub(/"/, "", unit)
-            if (unit == "ms") t *= 1000
-            us[part[1], part[2]] = t; if (!(part[1] in seen)) { seen[part[1]] = 1; runs[++n] = part[1] }
-        }
-        END {
-            for (i = 1; i <= n; i++) {
-                r = runs[i]; p = us[r, "startup_plain"]; g = us[r, "startup_gcov"]; m = us[r, "startup_mirt"]
-                printf "| %s | %.0f us | %.0f us | %.0f us | %.2fx | %.2fx | %.2fx |\n", r, p, g, m, m / p, m / g, g / p
-            }
+            name = $1; gsub(/"/, "", name); sub(/\/repeats.*$/, "", name)
+            printf "| %s | %.0f us | %.0f us | %.0f us | %.2fx | %.2fx | %.2fx |\n", name,
+                $col["plain_us"], $col["gcov_us"], $col["mirt_us"],
+                $col["mirt_per_plain"], $col["mirt_per_gcov"], $col["gcov_per_plain"]
         }' "$scratch/startup.csv"
     echo
     cat bench/findings.md

@@ -27,6 +27,10 @@ int reversed(const char* text, char* out, size_t size) {
 }
 }  // namespace
 
+#ifdef WITH_UNITS
+int units_check(long n);
+#endif
+
 int main(int argc, char** argv) {
     if (argc < 2) return 0;
     long n = atol(argv[1]);
@@ -35,5 +39,8 @@ int main(int argc, char** argv) {
     if (digit_sum(n) < 0) ++failures;
     if (is_prime(n) && n % 2 == 0 && n != 2) ++failures;
     if (reversed(argv[1], out, sizeof out) != static_cast<int>(strlen(argv[1]))) ++failures;
+#ifdef WITH_UNITS
+    failures += units_check(n);
+#endif
     return failures;
 }

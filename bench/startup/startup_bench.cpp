@@ -1,10 +1,14 @@
-// The cost of starting and ending an instrumented process: one short program
-// built plain, with g++ --coverage and through mirt-cc (table style), each
-// started as a trivial run (no work) and as a suite of 22 short test runs, all measured in one run. After the runs it prints the
-// ratios; the target is an instrumented process that costs no more to start
-// and end than a gcov-instrumented one. The time is the processor time of the
-// started processes (user and system, from wait4), which the load of a shared
-// machine disturbs far less than their wall time.
+// The cost of starting and ending an instrumented process: a short program
+// built plain, with g++ --coverage and through mirt-cc (table style), as one
+// source and as one source with twelve more (a test program linked with the
+// library it tests), each started as a trivial run (no work) and as a suite
+// of 22 short test runs. The target is an instrumented process that costs no
+// more to start and end than a gcov-instrumented one.
+//
+// Each iteration starts the three builds in turn, in an order that rotates,
+// so that the load of a shared machine falls on all three alike; the counters
+// give each build's processor time per iteration (user and system, from
+// wait4) and the ratios of the same iterations' sums.
 #include <benchmark/benchmark.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -16,13 +20,12 @@
 #include <string>
 #include <vector>
 
-#include "bench/median_collector.h"
-
 extern char** environ;
 
 namespace {
 
 constexpr int kSuiteSize = 22;
+constexpr const char* kBuilds[] = {"plain", "gcov", "mirt"};
 std::string program_folder;
 
 // Starts program with args and waits for its end; its processor time in
@@ -40,31 +43,38 @@ double run(const std::string& program, const char* arg) {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-void BM_Trivial(benchmark::State& state, const char* variant) {
-    std::string program = program_folder + "/" + variant;
+// program: "startup" (one source) or "startup_units"; runs: 1 (a trivial
+// run) or the suite's size.
+void BM_Start(benchmark::State& state, const char* program, int runs) {
+    std::vector<std::string> args;
+    for (int i = 0; i < runs; ++i) args.push_back(std::to_string(1000003L * (i + 1)));
+    double total[3] = {0, 0, 0};
+    int rotation = 0;
     for (auto _ : state) {
-        double cpu = run(program, nullptr);
-        if (cpu < 0) state.SkipWithError("cannot start the program");
-        state.SetIterationTime(cpu < 0 ? 0 : cpu);
-    }
-}
-
-void BM_Suite(benchmark::State& state, const char* variant) {
-    std::string program = program_folder + "/" + variant;
-    std::vector<std::string> numbers;
-    for (int i = 0; i < kSuiteSize; ++i) numbers.push_back(std::to_string(1000003L * (i + 1)));
-    for (auto _ : state) {
-        double total = 0;
-        for (const std::string& n : numbers) {
-            double cpu = run(program, n.c_str());
-            if (cpu < 0) state.SkipWithError("cannot start the program");
-            total += cpu < 0 ? 0 : cpu;
+        double iteration = 0;
+        for (int k = 0; k < 3; ++k) {
+            int build = (rotation + k) % 3;
+            std::string path = program_folder + "/" + program + "_" + kBuilds[build];
+            for (int i = 0; i < runs; ++i) {
+                double cpu = run(path, runs == 1 ? nullptr : args[i].c_str());
+                if (cpu < 0) {
+                    state.SkipWithError("cannot start the program");
+                    return;
+                }
+                total[build] += cpu;
+                iteration += cpu;
+            }
         }
-        state.SetIterationTime(total);
+        rotation = (rotation + 1) % 3;
+        state.SetIterationTime(iteration);
     }
+    for (int b = 0; b < 3; ++b)
+        state.counters[std::string(kBuilds[b]) + "_us"] =
+            benchmark::Counter(total[b] * 1e6, benchmark::Counter::kAvgIterations);
+    state.counters["mirt_per_gcov"] = total[1] > 0 ? total[2] / total[1] : 0;
+    state.counters["mirt_per_plain"] = total[0] > 0 ? total[2] / total[0] : 0;
+    state.counters["gcov_per_plain"] = total[0] > 0 ? total[1] / total[0] : 0;
 }
-
-const char* const kVariants[] = {"startup_plain", "startup_gcov", "startup_mirt"};
 
 }  // namespace
 
@@ -81,24 +91,16 @@ int main(int argc, char** argv) {
     setenv("MIRT_EXIT_FILE", (std::string(scratch) + "/exit.out").c_str(), 1);
     setenv("GCOV_PREFIX", scratch, 1);
     setenv("TMPDIR", scratch, 1);
-    for (const char* variant : kVariants) {
-        benchmark::RegisterBenchmark((std::string("BM_Trivial/") + variant).c_str(), BM_Trivial, variant)
-            ->UseManualTime()->Unit(benchmark::kMicrosecond)->Repetitions(5)->ReportAggregatesOnly(true);
-        benchmark::RegisterBenchmark((std::string("BM_Suite/") + variant).c_str(), BM_Suite, variant)
-            ->UseManualTime()->Unit(benchmark::kMicrosecond)->Repetitions(5)->ReportAggregatesOnly(true);
+    for (const char* program : {"startup", "startup_units"}) {
+        for (int runs : {1, kSuiteSize}) {
+            std::string name = std::string(runs == 1 ? "BM_Trivial/" : "BM_Suite/") + program;
+            benchmark::RegisterBenchmark(name.c_str(), BM_Start, program, runs)
+                ->UseManualTime()->Unit(benchmark::kMicrosecond)->Repetitions(5)->ReportAggregatesOnly(true);
+        }
     }
-    MedianCollector collector(true);
-    benchmark::RunSpecifiedBenchmarks(&collector);
+    benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     std::string clean = std::string("rm -rf '") + scratch + "'";
     if (std::system(clean.c_str()) != 0) std::fprintf(stderr, "could not remove %s\n", scratch);
-    for (const char* run : {"BM_Trivial", "BM_Suite"}) {
-        double plain = collector.medians[std::string(run) + "/startup_plain"];
-        double gcov = collector.medians[std::string(run) + "/startup_gcov"];
-        double mirt = collector.medians[std::string(run) + "/startup_mirt"];
-        if (plain > 0 && gcov > 0 && mirt > 0)
-            std::printf("%s: mirt-cc %.2fx the uninstrumented time, %.2fx the time of --coverage (gcov itself: %.2fx)\n",
-                        run, mirt / plain, mirt / gcov, gcov / plain);
-    }
     return 0;
 }
