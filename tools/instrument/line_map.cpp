@@ -62,9 +62,13 @@ std::string line_map_text(const LineMapUnit& unit) {
         for (const FunctionLines& fn : f.functions)
             out += "function " + std::to_string(fn.first_line) + " " + std::to_string(fn.last_line) + " " +
                    without_line_breaks(fn.name) + "\n";
-        for (const BranchOutcome& b : f.branches)
+        for (const BranchOutcome& b : f.branches) {
             out += "branch " + std::to_string(b.line) + " " + std::to_string(b.id) + " " + std::to_string(b.decision) +
                    " " + std::to_string(b.outcome) + " " + without_line_breaks(b.text) + "\n";
+            if (!b.counted())
+                out += "from " + std::to_string(b.id) + " " + std::to_string(b.from_line) + " " +
+                       std::to_string(b.less_line) + "\n";
+        }
     }
     return out + "end\n";
 }

@@ -15,6 +15,9 @@
 //   branch LINE ID D O TEXT      a branch outcome: its line, its counter's number in the
 //                                table "NAME#branches", its decision's place on the line,
 //                                its place in the decision, what it is ("if true")
+//   from ID PLUS MINUS           the outcome before it has no counter: its count is
+//                                line PLUS's less line MINUS's (0: none), which
+//                                count nothing else
 //   unprobed REASON              the file was built without probes
 //   end
 //

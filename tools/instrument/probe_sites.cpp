@@ -369,16 +369,18 @@ private:
 
     // A probe inside a loop condition: it counts every evaluation, which is
     // each entry into the loop plus each further iteration.
-    void condition_site(const Stmt* loop, const Expr* cond) {
-        if (!counting_lines()) return;
+    // Its anchor, 0 when it has none.
+    unsigned condition_site(const Stmt* loop, const Expr* cond) {
+        if (!counting_lines()) return 0;
         std::optional<unsigned> at = begin_offset(cond->getBeginLoc());
         std::optional<unsigned> loop_begin = main_offset(loop->getBeginLoc());
-        if (!at) return;
+        if (!at) return 0;
         int line = line_at(*at);
         unsigned anchor = (loop_begin && line_at(*loop_begin) == line) ? *loop_begin : *at;
         Site site = new_site(line, anchor);
         site.probes.push_back({Probe::prefix, *at});
         sites_.push_back(std::move(site));
+        return anchor;
     }
 
     // The end of expression e in the current file (after its last token, or
@@ -471,7 +473,8 @@ private:
 
     // A condition's two outcomes: "((cond) ? (true counted, true) : (false
     // counted, false))". The operands of && and || count for themselves.
-    void decision_site(const Expr* cond, const std::string& kind) {
+    // sources: where the line counts give the outcomes (see OutcomeSource).
+    void decision_site(const Expr* cond, const std::string& kind, std::vector<OutcomeSource> sources = {}) {
         if (!counting_branches() || !cond || is_logical(cond)) return;
         std::optional<unsigned> begin = begin_offset(cond->getBeginLoc());
         std::optional<unsigned> end = expr_end(cond);
@@ -480,7 +483,68 @@ private:
         Probe p{Probe::decision, *begin};
         p.end = *end;
         site.probes.push_back(p);
+        site.sources = std::move(sources);
         sites_.push_back(std::move(site));
+    }
+
+    // ---- outcomes that the line counts give ----
+    //
+    // A branch that only its decision enters (the body of a loop, the then or
+    // else of an if) counts its entries in the site of its first statement:
+    // an outcome that leads there needs no counter where that site's line
+    // counts nothing else (select_sites checks that). The other outcome of a
+    // loop, or of an if without else, is then the decision's evaluations less
+    // those entries, where a site counts the evaluations and the condition
+    // cannot throw (an exception leaves by neither outcome).
+
+    // The anchor of the site that counts the entries of branch, when only
+    // the decision enters it: its first statement is one that a site counts
+    // once per entry, with no label on it; 0 otherwise.
+    unsigned entry_anchor(const Stmt* branch) const {
+        if (auto* block = dyn_cast_or_null<CompoundStmt>(branch)) branch = block->body_empty() ? nullptr : block->body_front();
+        if (!branch || !(isa<Expr>(branch) || isa<DeclStmt>(branch) || isa<ReturnStmt>(branch) ||
+                         isa<IfStmt>(branch) || isa<SwitchStmt>(branch) || isa<BreakStmt>(branch) ||
+                         isa<ContinueStmt>(branch) || isa<GotoStmt>(branch)))
+            return 0;
+        std::optional<unsigned> at = begin_offset(branch->getBeginLoc());
+        return at ? *at : 0;
+    }
+
+    // Whether evaluating e may throw (never in C): a call of anything not
+    // declared noexcept, new, throw, a dynamic_cast or typeid that checks.
+    bool may_throw(const Stmt* e) const {
+        if (!e || !lo_.CPlusPlus) return false;
+        if (isa<CXXNewExpr>(e) || isa<CXXThrowExpr>(e) || isa<CXXDynamicCastExpr>(e) || isa<CXXTypeidExpr>(e))
+            return true;
+        if (isa<LambdaExpr>(e) || isa<UnaryExprOrTypeTraitExpr>(e) || isa<CXXNoexceptExpr>(e)) return false;
+        auto nothrow = [](const FunctionDecl* f) {
+            if (!f) return false;
+            if (f->getBuiltinID() != 0) return true;
+            auto* proto = f->getType()->getAs<FunctionProtoType>();
+            return proto && proto->isNothrow();
+        };
+        if (auto* call = dyn_cast<CallExpr>(e); call && !nothrow(call->getDirectCallee())) return true;
+        if (auto* made = dyn_cast<CXXConstructExpr>(e); made && !nothrow(made->getConstructor())) return true;
+        for (const Stmt* child : e->children())
+            if (may_throw(child)) return true;
+        return false;
+    }
+
+    // The outcomes of a loop's condition: true enters the body, false is the
+    // evaluations (counted at evaluations) less the entries.
+    std::vector<OutcomeSource> loop_sources(const Expr* cond, const Stmt* body, unsigned evaluations) const {
+        unsigned entries = entry_anchor(body);
+        if (!entries) return {};
+        if (!evaluations || may_throw(cond)) return {{entries, 0}};
+        return {{entries, 0}, {evaluations, entries}};
+    }
+
+    std::vector<OutcomeSource> if_sources(const IfStmt* i) const {
+        unsigned then_entries = entry_anchor(i->getThen());
+        if (i->getElse()) return {{then_entries, 0}, {entry_anchor(i->getElse()), 0}};
+        std::optional<unsigned> statement = begin_offset(i->getBeginLoc());
+        if (!then_entries || !statement || i->getInit() || may_throw(i->getCond())) return {{then_entries, 0}};
+        return {{then_entries, 0}, {*statement, then_entries}};
     }
 
     // The arms of ?: are counted through its condition, whose true and false
@@ -514,6 +578,7 @@ private:
             p.body_start = site.probes.empty() ? 0 : *begin;
             p.outcome = static_cast<int>(site.outcomes.size());
             site.outcomes.push_back(label);
+            site.sources.push_back({only_jumped_to(sw, c) ? *begin : 0, 0});
             site.probes.push_back(p);
         }
         bool has_default = std::any_of(cases.begin(), cases.end(), [](const SwitchCase* c) { return isa<DefaultStmt>(c); });
@@ -526,6 +591,24 @@ private:
     // program does or what the compiler says: not where the jump to it would
     // cross a declaration of the body's own scope (an error in C++), and not
     // on an enumeration, where a default would silence -Wswitch.
+    // Whether control reaches case label c only by the switch's jump: it
+    // stands in the switch's block, first or after a statement that jumps
+    // away, and no label follows it. Its line's count is then the jumps.
+    static bool only_jumped_to(const SwitchStmt* sw, const SwitchCase* c) {
+        auto* body = dyn_cast_or_null<CompoundStmt>(sw->getBody());
+        if (!body || is_label(c->getSubStmt())) return false;
+        const Stmt* before = nullptr;
+        auto at = std::find(body->body_begin(), body->body_end(), c);
+        if (at == body->body_end()) return false;
+        if (at == body->body_begin()) return true;
+        before = *(at - 1);
+        while (before && is_label(before)) before = sub_of_label(before);
+        if (auto* e = dyn_cast_or_null<Expr>(before)) before = e->IgnoreImplicit();
+        return isa_and_nonnull<BreakStmt>(before) || isa_and_nonnull<ReturnStmt>(before) ||
+               isa_and_nonnull<ContinueStmt>(before) || isa_and_nonnull<GotoStmt>(before) ||
+               isa_and_nonnull<CXXThrowExpr>(before);
+    }
+
     void no_case_probe(const SwitchStmt* sw, Site* site) {
         auto* body = dyn_cast<CompoundStmt>(sw->getBody());
         if (!body || sw->getCond()->IgnoreParenImpCasts()->getType()->isEnumeralType()) return;
@@ -804,7 +887,7 @@ private:
             // if constexpr chooses at compile time: only its branches run.
             if (!i->isConstexpr()) statement_site(s, in_sequence);
             if (!i->isConstexpr() && !i->getConditionVariableDeclStmt() && !constant_condition(i->getCond()))
-                decision_site(i->getCond(), "if");
+                decision_site(i->getCond(), "if", if_sources(i));
             walk_header(i->getInit());
             bool saved_constant = constant_context_;
             constant_context_ = constant_context_ || i->isConstexpr();
@@ -829,8 +912,8 @@ private:
             if (w->getConditionVariable()) {
                 latch_site(s, w->getBody(), in_sequence, frame);
             } else if (!constant_condition(w->getCond())) {
-                condition_site(s, w->getCond());
-                decision_site(w->getCond(), "while");
+                unsigned evaluations = condition_site(s, w->getCond());
+                decision_site(w->getCond(), "while", loop_sources(w->getCond(), w->getBody(), evaluations));
             }
         } else if (auto* d = dyn_cast<DoStmt>(s)) {
             walk_loop_body(d->getBody());
@@ -907,8 +990,8 @@ private:
             return;
         }
         if (cond && !constant_condition(cond)) {
-            condition_site(f, cond);
-            decision_site(cond, "for");
+            unsigned evaluations = condition_site(f, cond);
+            decision_site(cond, "for", loop_sources(cond, f->getBody(), evaluations));
             // The initialisation on a line of its own counts entries there,
             // the increment on a line of its own each increment.
             std::optional<unsigned> at = begin_offset(cond->getBeginLoc());

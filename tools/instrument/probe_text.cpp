@@ -35,6 +35,30 @@ std::vector<Site> select_sites(std::vector<Site> candidates) {
     std::set<std::tuple<int, int, int>> taken;  // (file, line, function)
     for (Site& site : candidates)
         if (site.branch || taken.insert({site.file, site.line, site.function}).second) kept.push_back(std::move(site));
+
+    // A line whose only site is the one that an outcome's source names counts
+    // exactly what passes that site: the outcome's count follows from it.
+    std::map<std::pair<int, int>, int> sites_on_line;   // (file, line) -> kept line sites
+    std::map<std::pair<int, unsigned>, int> line_of;    // (file, anchor) -> line
+    for (const Site& site : kept) {
+        if (site.branch) continue;
+        ++sites_on_line[{site.file, site.line}];
+        line_of[{site.file, site.anchor}] = site.line;
+    }
+    auto only_site = [&](int file, unsigned anchor) {
+        auto found = line_of.find({file, anchor});
+        return found != line_of.end() && sites_on_line[{file, found->second}] == 1 ? found->second : 0;
+    };
+    for (Site& site : kept) {
+        if (!site.branch) continue;
+        site.derived.assign(site.outcomes.size(), {0, 0});
+        for (size_t k = 0; k < site.sources.size() && k < site.outcomes.size(); ++k) {
+            const OutcomeSource& from = site.sources[k];
+            int plus = from.plus ? only_site(site.file, from.plus) : 0;
+            int minus = from.minus ? only_site(site.file, from.minus) : 0;
+            if (plus != 0 && (from.minus == 0 || (minus != 0 && minus != plus))) site.derived[k] = {plus, minus};
+        }
+    }
     return kept;
 }
 
@@ -45,7 +69,7 @@ std::vector<int> counted_lines(const std::vector<Site>& sites, int file) {
     return std::vector<int>(lines.begin(), lines.end());
 }
 
-std::vector<BranchOutcome> branch_outcomes(const std::vector<Site>& sites, int file) {
+std::vector<BranchOutcome> branch_outcomes(const std::vector<Site>& sites, int file, bool counted_only) {
     std::vector<BranchOutcome> out;
     int line = -1, next = 0, decision = 0;
     for (const Site& site : sites) {  // ordered by line and anchor
@@ -55,10 +79,13 @@ std::vector<BranchOutcome> branch_outcomes(const std::vector<Site>& sites, int f
             next = 0;
             decision = 0;
         }
-        for (size_t k = 0; k < site.outcomes.size(); ++k)
-            if (next + static_cast<int>(k) < 100)
-                out.push_back({line, line * 100 + next + static_cast<int>(k), decision, static_cast<int>(k),
-                               site.kind + " " + site.outcomes[k]});
+        for (size_t k = 0; k < site.outcomes.size(); ++k) {
+            if (next + static_cast<int>(k) >= 100) continue;
+            BranchOutcome b{line, line * 100 + next + static_cast<int>(k), decision, static_cast<int>(k),
+                            site.kind + " " + site.outcomes[k]};
+            if (k < site.derived.size()) std::tie(b.from_line, b.less_line) = site.derived[k];
+            if (!counted_only || b.counted()) out.push_back(std::move(b));
+        }
         next += static_cast<int>(site.outcomes.size());
         ++decision;
     }
@@ -121,12 +148,14 @@ std::string counted_expression(const SourceText& source, const std::string& expr
 }
 
 // The two parts of a decision's text: before the condition and after it.
+// An outcome without a counter (empty) is only its value.
 std::pair<std::string, std::string> decision_text(const SourceText& source, const std::string& on_true,
                                                   const std::string& on_false, bool guarded) {
-    const char* yes = source.cplusplus ? "true" : "1";
-    const char* no = source.cplusplus ? "false" : "0";
-    return {"((", ") ? (" + counted_expression(source, on_true, guarded) + ", " + yes + ") : (" +
-                      counted_expression(source, on_false, guarded) + ", " + no + "))"};
+    auto outcome = [&](const std::string& counter, const char* value) {
+        return counter.empty() ? std::string(value) : counted_expression(source, counter, guarded) + ", " + value;
+    };
+    return {"((", ") ? (" + outcome(on_true, source.cplusplus ? "true" : "1") + ") : (" +
+                      outcome(on_false, source.cplusplus ? "false" : "0") + "))"};
 }
 
 std::string probe_text(const SourceText& source, const Names& names, ProbeStyle style, const Site& site,
@@ -195,11 +224,13 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
                 branch_line = site.line;
                 branch_next = 0;
             }
+            // An outcome that the line counts give has no counter: "".
             std::vector<std::string> counted;
             for (size_t k = 0; k < site.outcomes.size(); ++k) {
                 int id = site.line * 100 + branch_next + static_cast<int>(k);
                 if (branch_next + static_cast<int>(k) >= 100) break;
-                counted.push_back(probe_expression(style, names, id, branch_index++, true));
+                bool derived = k < site.derived.size() && site.derived[k].first != 0;
+                counted.push_back(derived ? "" : probe_expression(style, names, id, branch_index++, true));
             }
             branch_next += static_cast<int>(site.outcomes.size());
             if (counted.size() != site.outcomes.size()) continue;  // past 100 outcomes on the line
@@ -209,9 +240,11 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
                     loop_end = "mirt_loop_end" + std::to_string((*unique)++) + "_";
             for (const Probe& p : site.probes) {
                 if (p.form == Probe::decision) {
+                    if (counted[0].empty() && counted[1].empty()) continue;
                     auto text = decision_text(source, counted[0], counted[1], site.guarded);
                     enclose(p.offset, p.end, text.first, text.second);
                 } else if (p.form == Probe::case_entry) {
+                    if (counted[p.outcome].empty()) continue;
                     // "goto skip; case X: count; skip: ;": control that falls
                     // into the case from above passes the count by.
                     std::string count = counted_expression(source, counted[p.outcome], false) + "; ";
@@ -365,7 +398,7 @@ std::vector<std::string> render_unit(const std::vector<SourceText>& files, Probe
         const std::string& shown = source.shown.empty() ? source.path : source.shown;
         if (j > 0) out.push_back(bom + "#line 1 " + quoted(shown) + "\n" + body);
         else out.push_back(body);
-        std::vector<BranchOutcome> branches = branch_outcomes(selected, static_cast<int>(j));
+        std::vector<BranchOutcome> branches = branch_outcomes(selected, static_cast<int>(j), true);
         if (!branches.empty() && style != ProbeStyle::function) {
             const std::string count = std::to_string(branches.size());
             prologue += "static char " + names.of("mirt_branch_source") + "[] = " + quoted(source.path + "#branches") +
@@ -429,7 +462,7 @@ std::vector<std::string> render_unit(const std::vector<SourceText>& files, Probe
             std::vector<int> lines = counted_lines(selected, static_cast<int>(j));
             if (!lines.empty())
                 register_table(names, lines.size(), "mirt_source", "mirt_lines", "mirt_early_counts", "mirt_counters");
-            size_t branches = branch_outcomes(selected, static_cast<int>(j)).size();
+            size_t branches = branch_outcomes(selected, static_cast<int>(j), true).size();
             if (branches > 0)
                 register_table(names, branches, "mirt_branch_source", "mirt_branch_ids", "mirt_early_branches",
                                "mirt_branches");

@@ -59,6 +59,17 @@ struct Probe {
 // its first byte and the byte after its end (after its semicolon).
 using Wrap = std::pair<unsigned, unsigned>;
 
+// Where a branch outcome's count can come from instead of a counter: the
+// count of the site anchored at plus (the first statement of the branch that
+// the outcome enters, which nothing else enters), less that of the site
+// anchored at minus (0: none; the site that counts the decision's
+// evaluations, when the other outcome is plus). Anchors are offsets in the
+// site's file.
+struct OutcomeSource {
+    unsigned plus = 0;
+    unsigned minus = 0;
+};
+
 // One way control reaches a source line: its probes all count that line.
 struct Site {
     int file = 0;             // which file of the translation unit (0: its own source)
@@ -75,6 +86,13 @@ struct Site {
     bool branch = false;
     std::vector<std::string> outcomes;  // what each outcome is ("true", "case 3:")
     std::string kind;                   // "if", "while", "for", "do", "&&", "||", "?:", "switch"
+    // Outcomes that the line counts already give need no counter of their
+    // own. While sites are found, an outcome may name the sites whose lines
+    // would give it (see OutcomeSource); select_sites keeps that where those
+    // lines count nothing else, and the outcome's count is then from_line's
+    // count less less_line's (0: none). Empty, or from_line 0: counted.
+    std::vector<OutcomeSource> sources;
+    std::vector<std::pair<int, int>> derived;  // per outcome: (from_line, less_line)
 };
 
 // One branch outcome of a file, numbered as its counter is: line * 100 plus
@@ -86,10 +104,15 @@ struct BranchOutcome {
     int decision = 0;   // the decision's place on its line
     int outcome = 0;    // the outcome's place in its decision
     std::string text;   // "if true", "switch case 3"
+    // An outcome without a counter: from_line's count less less_line's.
+    int from_line = 0;
+    int less_line = 0;
+    bool counted() const { return from_line == 0; }
 };
 
-// The branch outcomes of one file's branch sites, in counter order.
-std::vector<BranchOutcome> branch_outcomes(const std::vector<Site>& sites, int file);
+// The branch outcomes of one file's branch sites, in id order; counted_only:
+// those with a counter, in counter order.
+std::vector<BranchOutcome> branch_outcomes(const std::vector<Site>& sites, int file, bool counted_only = false);
 
 // A function of the line map: calls are the count of its first line (a line
 // where two functions start counts the calls of both).
@@ -103,7 +126,9 @@ struct FunctionLines {
 // Keeps, for each line, the site that comes first on it among those of each
 // function: control enters a line once from the code above it, and once more
 // for every function (lambda, one-line member) that starts on it and is called.
-// Branch sites are all kept. Sites come back ordered by file, line, then anchor.
+// Branch sites are all kept, each outcome's derived set where the sites that
+// its sources name were kept and are the only ones on their lines. Sites come
+// back ordered by file, line, then anchor.
 std::vector<Site> select_sites(std::vector<Site> candidates);
 
 // The distinct counted lines of the sites of one file, ascending.

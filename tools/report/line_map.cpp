@@ -90,6 +90,16 @@ bool read_line_map(std::istream& in, const std::string& name, MapUnit& unit, std
                 !number_of(outcome_text, b.outcome) || b.line < 1 || id / 100 != b.line)
                 return fail("expected \"branch LINE ID DECISION OUTCOME TEXT\"");
             file->branches[id] = b;
+        } else if (word == "from") {
+            std::istringstream fields(rest);
+            std::string id_text, from_text, less_text, more;
+            fields >> id_text >> from_text >> less_text >> more;
+            int32_t id = 0, from = 0, less = 0;
+            if (!number_of(id_text, id) || !number_of(from_text, from) || !number_of(less_text, less) ||
+                !more.empty() || from < 1 || less < 0 || !file->branches.count(id))
+                return fail("expected \"from ID LINE LINE\" after the branch ID");
+            file->branches[id].from_line = from;
+            file->branches[id].less_line = less;
         } else if (word == "unprobed") {
             file->unprobed = rest;
         } else {
@@ -111,7 +121,12 @@ void LineMap::add(const MapUnit& unit) {
         if (file.checksum != into.checksum) continue;  // an older version of the file
         into.lines.insert(file.lines.begin(), file.lines.end());
         into.functions.insert(file.functions.begin(), file.functions.end());
-        into.branches.insert(file.branches.begin(), file.branches.end());
+        // An outcome that one object counts and another leaves to the line
+        // counts (the two built differently) is taken as counted.
+        for (const auto& [id, branch] : file.branches) {
+            auto [at, added] = into.branches.insert({id, branch});
+            if (!added && branch.from_line == 0) at->second.from_line = at->second.less_line = 0;
+        }
         if (into.unprobed.empty()) into.unprobed = file.unprobed;
         if (file.built > into.built) {
             into.built = file.built;
@@ -174,6 +189,22 @@ MappedBranch branch_of(const LineMap* map, const std::string& file, int32_t id) 
         if (found != f->branches.end()) return found->second;
     }
     return MappedBranch{id / 100, 0, id % 100, "branch " + std::to_string(id % 100)};
+}
+
+void derive_branch_counts(CoverageSet& set, const LineMap& map) {
+    set.for_each_test([&](TestCase& t) {
+        for (const auto& [name, file] : map.files()) {
+            auto lines = t.files.find(name);
+            auto count = [&](int32_t line) -> int64_t {
+                if (line == 0 || lines == t.files.end()) return 0;
+                auto found = lines->second.find(line);
+                return found == lines->second.end() ? 0 : found->second;
+            };
+            for (const auto& [id, branch] : file.branches)
+                if (branch.from_line != 0)
+                    t.branches[name].emplace(id, std::max<int64_t>(0, count(branch.from_line) - count(branch.less_line)));
+        }
+    });
 }
 
 void add_unrun_lines(CoverageSet& set, const LineMap& map) {

@@ -30,6 +30,10 @@ struct MappedBranch {
     int32_t decision = 0;  // the decision's place on its line
     int32_t outcome = 0;   // the outcome's place in its decision
     std::string text;      // "if true", "switch case 3"
+    // An outcome without a counter of its own: line from_line's count less
+    // line less_line's (0: none). 0: counted.
+    int32_t from_line = 0;
+    int32_t less_line = 0;
 };
 
 // What the maps say of one file (named as its probes name it).
@@ -78,6 +82,11 @@ MappedBranch branch_of(const LineMap* map, const std::string& file, int32_t id);
 // "*.mirtmap" files at any depth (hidden folders skipped). A broken map is
 // reported and skipped; false when a path cannot be read at all.
 bool load_line_maps(const std::vector<std::string>& paths, LineMap& map, std::vector<Diagnostic>& diagnostics);
+
+// Every test case gets the counts of the branch outcomes that the maps give
+// from its line counts (mirt-cc leaves out their counters); a count that the
+// coverage lists itself stays.
+void derive_branch_counts(CoverageSet& set, const LineMap& map);
 
 // Every test case gets each mapped line that it does not list, with count 0,
 // and each mapped file that it never touched: what could run but did not;

@@ -129,14 +129,21 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
     ProcessResult lines = run_process(list, true);
     ASSERT_EQ(lines.exit_code, 0) << lines.err;
     for (const std::string& l : mirt_test::lines_of(lines.out)) r->probed.insert(std::stoi(l.substr(l.rfind(':') + 1)));
-    // Every branch outcome that the map lists, with the count the runtime wrote (0 when it wrote none).
+    // Every branch outcome that the map lists, with the count the runtime wrote
+    // (0 when it wrote none), or the one that the map gives from two lines'
+    // counts ("from ID PLUS MINUS" after it).
+    auto count_of = [&](int line) { return line != 0 && r->mirt.count(line) ? r->mirt.at(line) : 0; };
+    int line = 0;
     for (const std::string& l : mirt_test::lines_of(mirt_test::read_file(r->folder + "/map"))) {
         std::istringstream fields(l);
         std::string word;
-        int line = 0, id = 0;
-        if (fields >> word >> line >> id && word == "branch") {
-            auto taken = output.find(c.name + "#branches:" + std::to_string(id));
-            r->mirt_branches[line].push_back(taken == output.end() ? 0 : taken->second);
+        int first = 0, second = 0, third = 0;
+        if (!(fields >> word >> first >> second)) continue;
+        if (word == "branch") {
+            auto taken = output.find(c.name + "#branches:" + std::to_string(second));
+            r->mirt_branches[line = first].push_back(taken == output.end() ? 0 : taken->second);
+        } else if (word == "from" && fields >> third) {
+            r->mirt_branches[line].back() = count_of(second) - count_of(third);
         }
     }
 }
