@@ -111,7 +111,8 @@ public class PlacementTests
                     n += t.Length;                  //=1
                 return n switch                     //=1
                 {
-                    7 => 50,                        //=1
+                    7 =>                            //=1
+                        50,                         //=1
                     < 0 => throw new ArgumentException(),
                     _ => 0,                         //=0
                 };
@@ -161,6 +162,7 @@ public class PlacementTests
                 public int Size = Add(2, 0);        //=2
                 bool _unset = false;
                 byte _small = 5;
+                List<int> _seen = [];               //=2
                 public Box(int n)                   //=2
                     : base(n,                       //=2
                            Add(n, 0)) { }           //=2
