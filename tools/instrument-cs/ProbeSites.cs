@@ -135,6 +135,10 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                 foreach (MemberDeclarationSyntax m in ns.Members) Member(m, prefix + ns.Name + ".");
                 break;
             case TypeDeclarationSyntax type:
+                // A primary constructor's base call runs at each construction, as an initialiser does.
+                if (type.BaseList?.Types.FirstOrDefault() is PrimaryConstructorBaseTypeSyntax
+                        { ArgumentList.Arguments: [{ RefKindKeyword.RawKind: 0 } first, ..] } primaryBase)
+                    InitializerSites(primaryBase, first.Expression);
                 foreach (MemberDeclarationSyntax m in type.Members) Member(m, prefix + type.Identifier.ValueText + ".");
                 break;
             case GlobalStatementSyntax global:

@@ -167,10 +167,11 @@ public class PlacementTests
                     : base(n,                       //=2
                            Add(n, 0)) { }           //=2
             }
-            class Base { public Base(int a, int b) { } }  //=2
+            class Base { public Base(int a, int b) { } }  //=3
+            class Sub(int n) : Base(n + 1, n) { }   //=1
             static int Shapes() {                   //=1
                 var p = new Props(3) { Name = "n" };//=1
-                Props.Made++;                       //=1
+                Props.Made += new Sub(1) is null ? 0 : 1;  //=1
                 return p.Id + p.Size + p.Name.Length + Props.Made + new Pair(2).Twice();  //=1
             }
             class Props {
