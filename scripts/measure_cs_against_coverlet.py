@@ -14,6 +14,8 @@ with the library instrumented by mirt-instrument-cs, and compares per file.
     --coverlet VERSION   coverlet.collector version (default 6.0.4)
     --runs N             run the tests N times each, in turn, for the times (default 1)
     --details            also print every disagreeing line (always written to WORK/details.txt)
+    --fail-under PCT     exit status 2 when "could run" (the kinds of line that differ
+                         by definition left out) or "ran" agrees on less than PCT%
 
 The tree is copied twice into WORK, bin, obj and .git left out, with an empty
 Directory.Build.props and .targets in WORK so that no file above it takes part:
@@ -37,8 +39,8 @@ summary gives the wall time of each test run and of each build.
 
 Results in WORK: coverlet.xml, mirt.out, mirt.xml, summary.txt, details.txt
 (every disagreeing line, with its kind and text), and a log of each build and
-run. Failing tests are reported, not fatal. Exit status 0, or 1 when a build
-or a tool fails.
+run. Failing tests are reported, not fatal. Exit status 0, 1 when a build or
+a tool fails, 2 when an agreement is below --fail-under.
 """
 import argparse
 import collections
@@ -61,6 +63,9 @@ KINDS = [
     ("switch labels, finally, break, continue", "mirt",
      re.compile(r"^(case\b.*:|default:|finally$|break;|continue;|switch\s*\()")),
 ]
+# The kinds that differ by each tool's definition (docs/managed.md): --fail-under
+# leaves them out of "could run".
+BY_DEFINITION = {"comments inside a statement", "switch labels, finally, break, continue"}
 START = time.monotonic()
 
 
@@ -196,6 +201,7 @@ def main():
     p.add_argument("--coverlet", default="6.0.4")
     p.add_argument("--runs", type=int, default=1)
     p.add_argument("--details", action="store_true")
+    p.add_argument("--fail-under", type=float)
     a = p.parse_args()
 
     test, library = os.path.abspath(a.test), os.path.abspath(a.library)
@@ -277,8 +283,10 @@ def main():
     rows, details, aside, kinds = compare(read_cobertura(os.path.join(work, "coverlet.xml"), os.path.join(work, "coverlet")),
                                    read_cobertura(os.path.join(work, "mirt.xml"), os.path.join(work, "mirt")),
                                    function_lines(maps, os.path.join(work, "mirt")), only, os.path.join(work, "mirt"))
+    total, defined = rows[-1][1], sum(kinds[k] for k in BY_DEFINITION)
     summary = table(rows) + ["", "left aside: " + (", ".join(f"{n} {k}" for k, n in sorted(aside.items())) or "none"),
                              "disagreeing lines: " + (", ".join(f"{n} {k}" for k, n in kinds.most_common()) or "none"),
+                             f"could run, the kinds by definition left out: {percent(total['both'], total['either'] - defined)}",
                              f"test run (wall, s, best of {a.runs}): plain {plain_s:.1f}, coverlet {coverlet_s:.1f}, "
                                  f"mirt {mirt_s:.1f}; mirt/coverlet {mirt_s / coverlet_s:.2f}, "
                                  f"mirt/plain {mirt_s / plain_s:.2f}, coverlet/plain {coverlet_s / plain_s:.2f}",
@@ -291,6 +299,14 @@ def main():
     print("\n".join(summary + (details if a.details else [])))
     print(f"every disagreeing line: {os.path.join(work, 'details.txt')}")
     phase("done")
+    # No line compared at all is a failure too: the floor is then not met.
+    low = [f"{what} {percent(part, whole)}" for what, part, whole in
+           (("could run (the kinds by definition left out)", total["both"], total["either"] - defined),
+            ("ran", total["alike"], total["both"]))
+           if a.fail_under is not None and (not whole or 100.0 * part / whole < a.fail_under)]
+    if low:
+        print(f"measure_cs_against_coverlet: below {a.fail_under:g}%: {', '.join(low)}")
+        sys.exit(2)
 
 
 if __name__ == "__main__":

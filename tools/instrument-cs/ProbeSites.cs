@@ -135,6 +135,10 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
                 foreach (MemberDeclarationSyntax m in ns.Members) Member(m, prefix + ns.Name + ".");
                 break;
             case TypeDeclarationSyntax type:
+                // A primary constructor's base call runs at each construction, as an initialiser does.
+                if (type.BaseList?.Types.FirstOrDefault() is PrimaryConstructorBaseTypeSyntax
+                        { ArgumentList.Arguments: [{ RefKindKeyword.RawKind: 0 } first, ..] } primaryBase)
+                    InitializerSites(primaryBase, first.Expression);
                 foreach (MemberDeclarationSyntax m in type.Members) Member(m, prefix + type.Identifier.ValueText + ".");
                 break;
             case GlobalStatementSyntax global:
@@ -738,36 +742,39 @@ sealed class SiteFinder(SyntaxTree tree, SemanticModel? model, string probeName)
         }
     }
 
-    // An arm of a switch expression on a line of its own counts that line
-    // each time it is chosen: its expression becomes "(probe ? (expression)
-    // : default!)", which has the expression's type. Arms whose expression
+    // An arm of a switch expression on a line of its own counts that line,
+    // and each further line that its own text begins, each time it is
+    // chosen: its expression becomes "(probe && ... true ? (expression) :
+    // default!)", which has the expression's type. Arms whose expression
     // has no type of its own (null, default, a lambda, a throw) or a type
     // that a conditional cannot carry (a ref struct) stay as written.
     void Arm(SwitchExpressionArmSyntax arm)
     {
-        ExpressionSyntax e = arm.Expression;
-        if (!Typed(e)) return;
         int start = arm.SpanStart;
         int lineStart = tree.GetText().Lines.GetLineFromPosition(start).Start;
-        if (!string.IsNullOrWhiteSpace(text_[lineStart..start])) return;
-        int line = Line(start);
-        Site site = NewSite(line, start);
-        site.Edits.Add(new Edit(e.SpanStart, 0, EditOrder.Open,
-                                $"(global::mirt.mirt_dotnet.mirt_fn_net_cond({literal_}, {line}) ? ("));
-        site.Edits.Add(new Edit(e.Span.End, 0, EditOrder.Close, ") : default!)"));
+        if (Typed(arm.Expression) && string.IsNullOrWhiteSpace(text_[lineStart..start])) CountedValue(arm, arm.Expression);
     }
 
     // A field's or property's initialiser counts its lines each time it runs
-    // (at every construction, once for a static one): its value becomes
-    // "(probe && ... true ? (value) : default!)", as an arm's does, and
-    // values that an arm would leave as written stay so. An initialiser to
-    // the type's default value (0, false, null) runs no code in an optimised
-    // build and has no probe.
+    // (at every construction, once for a static one), as an arm's do; a
+    // collection expression ("= []"), which has no type of its own, takes
+    // its target's. An initialiser to the type's default value (0, false,
+    // null) runs no code in an optimised build and has no probe.
     void InitializerSites(SyntaxNode counted, ExpressionSyntax value)
     {
-        if (!Typed(value) || model!.GetConstantValue(value) is { HasValue: true, Value: var c } &&
-                             (c == null || c.GetType().IsValueType && c.Equals(Activator.CreateInstance(c.GetType()))))
+        bool typed = Typed(value) || value is CollectionExpressionSyntax &&
+                     model!.GetTypeInfo(value).ConvertedType is { IsRefLikeType: false, TypeKind: not TypeKind.Error };
+        if (!typed || model!.GetConstantValue(value) is { HasValue: true, Value: var c } &&
+                      (c == null || c.GetType().IsValueType && c.Equals(Activator.CreateInstance(c.GetType()))))
             return;
+        CountedValue(counted, value);
+    }
+
+    // Counts the lines of counted where value is computed: "(probe && ...
+    // true ? (value) : default!)", one probe per line, so that a probe
+    // dropped for a line already counted leaves the rest as it was.
+    void CountedValue(SyntaxNode counted, ExpressionSyntax value)
+    {
         structure_.Add(new Edit(value.SpanStart, 0, EditOrder.Open, "("));
         foreach (int line in LaterLines(counted).Prepend(Line(counted.SpanStart)))
             NewSite(line, counted.SpanStart).Edits.Add(new Edit(value.SpanStart, 0, EditOrder.Probe,

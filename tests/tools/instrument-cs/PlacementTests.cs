@@ -111,7 +111,8 @@ public class PlacementTests
                     n += t.Length;                  //=1
                 return n switch                     //=1
                 {
-                    7 => 50,                        //=1
+                    7 =>                            //=1
+                        50,                         //=1
                     < 0 => throw new ArgumentException(),
                     _ => 0,                         //=0
                 };
@@ -161,14 +162,16 @@ public class PlacementTests
                 public int Size = Add(2, 0);        //=2
                 bool _unset = false;
                 byte _small = 5;
+                List<int> _seen = [];               //=2
                 public Box(int n)                   //=2
                     : base(n,                       //=2
                            Add(n, 0)) { }           //=2
             }
-            class Base { public Base(int a, int b) { } }  //=2
+            class Base { public Base(int a, int b) { } }  //=3
+            class Sub(int n) : Base(n + 1, n) { }   //=1
             static int Shapes() {                   //=1
                 var p = new Props(3) { Name = "n" };//=1
-                Props.Made++;                       //=1
+                Props.Made += new Sub(1) is null ? 0 : 1;  //=1
                 return p.Id + p.Size + p.Name.Length + Props.Made + new Pair(2).Twice();  //=1
             }
             class Props {
