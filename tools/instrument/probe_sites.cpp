@@ -510,23 +510,41 @@ private:
         return at ? *at : 0;
     }
 
-    // Whether evaluating e may throw (never in C): a call of anything not
-    // declared noexcept, new, throw, a dynamic_cast or typeid that checks.
-    bool may_throw(const Stmt* e) const {
-        if (!e || !lo_.CPlusPlus) return false;
-        if (isa<CXXNewExpr>(e) || isa<CXXThrowExpr>(e) || isa<CXXDynamicCastExpr>(e) || isa<CXXTypeidExpr>(e))
+    // Whether the evaluations of condition e may differ from the entries of
+    // what holds it: e may throw (C++: a call of anything not declared
+    // noexcept, new, throw, a dynamic_cast or typeid that checks), or calls
+    // a function that returns twice (setjmp: the condition is evaluated again
+    // after a longjmp).
+    bool evaluations_may_differ(const Stmt* e) const {
+        if (!e) return false;
+        if (lo_.CPlusPlus &&
+            (isa<CXXNewExpr>(e) || isa<CXXThrowExpr>(e) || isa<CXXDynamicCastExpr>(e) || isa<CXXTypeidExpr>(e)))
             return true;
         if (isa<LambdaExpr>(e) || isa<UnaryExprOrTypeTraitExpr>(e) || isa<CXXNoexceptExpr>(e)) return false;
-        auto nothrow = [](const FunctionDecl* f) {
+        auto returns_twice = [this](const FunctionDecl* f) {
+            if (!f) return false;
+            unsigned builtin = f->getBuiltinID();
+            if (f->hasAttr<ReturnsTwiceAttr>() || (builtin != 0 && ctx_.BuiltinInfo.isReturnsTwice(builtin)))
+                return true;
+            if (!f->getIdentifier()) return false;
+            std::string name = f->getName().str();
+            return name.find("setjmp") != std::string::npos || name == "vfork" || name == "getcontext" ||
+                   name == "savectx";
+        };
+        auto nothrow = [this](const FunctionDecl* f) {
+            if (!lo_.CPlusPlus) return true;
             if (!f) return false;
             if (f->getBuiltinID() != 0) return true;
             auto* proto = f->getType()->getAs<FunctionProtoType>();
             return proto && proto->isNothrow();
         };
-        if (auto* call = dyn_cast<CallExpr>(e); call && !nothrow(call->getDirectCallee())) return true;
+        if (auto* call = dyn_cast<CallExpr>(e)) {
+            const FunctionDecl* callee = call->getDirectCallee();
+            if (returns_twice(callee) || !nothrow(callee)) return true;
+        }
         if (auto* made = dyn_cast<CXXConstructExpr>(e); made && !nothrow(made->getConstructor())) return true;
         for (const Stmt* child : e->children())
-            if (may_throw(child)) return true;
+            if (evaluations_may_differ(child)) return true;
         return false;
     }
 
@@ -535,7 +553,7 @@ private:
     std::vector<OutcomeSource> loop_sources(const Expr* cond, const Stmt* body, unsigned evaluations) const {
         unsigned entries = entry_anchor(body);
         if (!entries) return {};
-        if (!evaluations || may_throw(cond)) return {{entries, 0}};
+        if (!evaluations || evaluations_may_differ(cond)) return {{entries, 0}};
         return {{entries, 0}, {evaluations, entries}};
     }
 
@@ -543,7 +561,7 @@ private:
         unsigned then_entries = entry_anchor(i->getThen());
         if (i->getElse()) return {{then_entries, 0}, {entry_anchor(i->getElse()), 0}};
         std::optional<unsigned> statement = begin_offset(i->getBeginLoc());
-        if (!then_entries || !statement || i->getInit() || may_throw(i->getCond())) return {{then_entries, 0}};
+        if (!then_entries || !statement || i->getInit() || evaluations_may_differ(i->getCond())) return {{then_entries, 0}};
         return {{then_entries, 0}, {*statement, then_entries}};
     }
 

@@ -1,4 +1,5 @@
 /* plain.c: a C program, compiled as C. */
+#include <setjmp.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -27,6 +28,17 @@ static int table(int n) {  //+
     return s;  //+
 }
 
+/* setjmp returns twice: its condition runs again with no new entry to the if. */
+static jmp_buf retry;
+static int below(int n, int limit) { return n < limit; }  //+
+static int tries(void) {  //+
+    volatile int n = 0;  //+
+    if (setjmp(retry) != 0)  //+
+        n += 10;  //+
+    if (below(++n, 3)) longjmp(retry, 1);  //+
+    return n;  //+
+}
+
 int main(void) {  //+
     struct item items[] = {{"b", 3}, {"a", 1}, {"c", 2}};  //+
     int (*cmp)(const void*, const void*) = by_weight;  //+
@@ -35,6 +47,7 @@ int main(void) {  //+
     for (i = 1; i < 10; i++) total += table(i);  //+
     total += cmp(&items[0], &items[1]);  //+
     total += (int)strlen(items[2].name);  //+
+    total += tries();  //+
     printf("total %d\n", total);  //+
     return 0;  //+
 }
