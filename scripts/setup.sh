@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(cmake make g++ googletest libbenchmark-dev llvm g++-mingw-w64-x86-64-posix wine64 binutils-mingw-w64-x86-64
-          mono-mcs mono-runtime libcli11-dev libtinyxml2-dev nlohmann-json3-dev lcov pkg-config python3
+          libcli11-dev libtinyxml2-dev nlohmann-json3-dev lcov pkg-config python3
           clang llvm-14-dev libclang-14-dev libclang-cpp14-dev libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do

@@ -18,6 +18,9 @@ cmake --install "$build" --prefix "$prefix" >/dev/null
 for f in include/mirt64.h bin/mirt-report; do
   [ -e "$prefix/$f" ] || { echo "not installed: $f"; exit 1; }
 done
+if ls "$build"/packages/*.nupkg >/dev/null 2>&1; then
+  ls "$prefix"/share/mirt64/packages/*.nupkg >/dev/null 2>&1 || { echo "not installed: the NuGet package"; exit 1; }
+fi
 pc=$(find "$prefix" -name mirt64.pc)
 config=$(find "$prefix" -name mirt64Config.cmake)
 [ -n "$pc" ] && [ -n "$config" ] || { echo "no mirt64.pc or mirt64Config.cmake under $prefix"; exit 1; }
