@@ -802,6 +802,8 @@ private:
         exit.body_start = *begin;
         exit.outcome = 1;
         site.probes.push_back(exit);
+        // Going round is the body's entries, where its first statement's line says so.
+        site.sources = {{entry_anchor(r->getBody()), 0}};
         sites_.push_back(std::move(site));
     }
 

@@ -267,7 +267,7 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
                     inserts.push_back({p.offset, 0, -2 * static_cast<long long>(p.body_start), sequence++, count});
                 } else if (p.form == Probe::break_jump) {
                     inserts.push_back({p.offset, 2, 0, sequence++, "goto " + loop_end + "; "});
-                } else {
+                } else if (!counted[p.outcome].empty()) {
                     inserts.push_back({p.offset, 2, 0, sequence++,
                                        counted_expression(source, counted[p.outcome], site.guarded) + "; "});
                 }
