@@ -60,9 +60,16 @@ def parse_mutants(path):
 
 def copy_tree(src):
     """Copies the tracked files, rewriting only those that differ, so that an
-    unchanged file keeps its time stamp and is not rebuilt."""
+    unchanged file keeps its time stamp and is not rebuilt; files that an
+    earlier copy left and that are no longer tracked go (a build that globs a
+    folder would take them in)."""
     files = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, check=True, capture_output=True).stdout.decode().split("\0")
-    for name in filter(None, files):
+    tracked = set(filter(None, files))
+    for folder, _, names in os.walk(src):
+        for n in names:
+            if os.path.relpath(os.path.join(folder, n), src) not in tracked:
+                os.remove(os.path.join(folder, n))
+    for name in tracked:
         source, target = os.path.join(ROOT, name), os.path.join(src, name)
         if not os.path.isfile(source):
             continue
