@@ -615,11 +615,10 @@ private:
     static bool only_jumped_to(const SwitchStmt* sw, const SwitchCase* c) {
         auto* body = dyn_cast_or_null<CompoundStmt>(sw->getBody());
         if (!body || is_label(c->getSubStmt())) return false;
-        const Stmt* before = nullptr;
         auto at = std::find(body->body_begin(), body->body_end(), c);
         if (at == body->body_end()) return false;
         if (at == body->body_begin()) return true;
-        before = *(at - 1);
+        const Stmt* before = *(at - 1);
         while (before && is_label(before)) before = sub_of_label(before);
         if (auto* e = dyn_cast_or_null<Expr>(before)) before = e->IgnoreImplicit();
         return isa_and_nonnull<BreakStmt>(before) || isa_and_nonnull<ReturnStmt>(before) ||

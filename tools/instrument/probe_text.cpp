@@ -229,8 +229,7 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
             for (size_t k = 0; k < site.outcomes.size(); ++k) {
                 int id = site.line * 100 + branch_next + static_cast<int>(k);
                 if (branch_next + static_cast<int>(k) >= 100) break;
-                bool derived = k < site.derived.size() && site.derived[k].first != 0;
-                counted.push_back(derived ? "" : probe_expression(style, names, id, branch_index++, true));
+                counted.push_back(site.is_derived(k) ? "" : probe_expression(style, names, id, branch_index++, true));
             }
             branch_next += static_cast<int>(site.outcomes.size());
             if (counted.size() != site.outcomes.size()) continue;  // past 100 outcomes on the line

@@ -93,6 +93,7 @@ struct Site {
     // count less less_line's (0: none). Empty, or from_line 0: counted.
     std::vector<OutcomeSource> sources;
     std::vector<std::pair<int, int>> derived;  // per outcome: (from_line, less_line)
+    bool is_derived(size_t k) const { return k < derived.size() && derived[k].first != 0; }
 };
 
 // One branch outcome of a file, numbered as its counter is: line * 100 plus
