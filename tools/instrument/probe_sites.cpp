@@ -282,6 +282,21 @@ private:
             if (later && !runs_code(later)) later = nullptr;
             if (later) at = code_start(later);
             if (!later && in_template_) at = first_continued_operator(e);
+            // "out << \"a \"\n    \"b\";": the first call of the chain, and with
+            // it the statement's code, starts on the line of the last piece.
+            if (!later && !at) {
+                const CXXOperatorCallExpr* first_call = nullptr;
+                for (const Expr* chain = without_copies(e); auto* op = dyn_cast<CXXOperatorCallExpr>(chain);
+                     chain = without_copies(op->getArg(0))) {
+                    if (!op->isInfixBinaryOp() || op->getNumArgs() != 2) break;
+                    first_call = op;
+                }
+                if (first_call && !runs_code(first_call->getArg(0)) && split_literal_end(first_call->getArg(1))) {
+                    later = first_call->getArg(1);
+                    auto* literal = cast<StringLiteral>(later->IgnoreParenImpCasts());
+                    at = main_offset(literal->getStrTokenLoc(literal->getNumConcatenated() - 1));
+                }
+            }
         } else if (auto* r = dyn_cast<ReturnStmt>(s); r && r->getRetValue()) {
             if (in_template_) at = first_continued_operator(r->getRetValue());
             if (!at) at = new_initialiser_end(r->getRetValue());
@@ -686,8 +701,20 @@ private:
             // ordinary calls).
             unsigned builtin = call->getBuiltinCallee();
             if (builtin != 0 && !ctx_.BuiltinInfo.isPredefinedLibFunction(builtin)) return;
+            // An overloaded operator's call is made once its right operand
+            // is read: where that is a string literal in pieces over several
+            // lines, on the line of the last piece. Not after a macro's use
+            // ("CHECK(x) << \"a \"\n    \"b\""): the stream often runs only
+            // when the check fails, and gcov counts that last line whenever
+            // the statement ends, for the cleanup of the macro's objects.
             const Expr* continued = continued_operand(call);
-            if (continued) operand_site(continued, from, true);
+            bool after_macro = call->getBeginLoc().isMacroID();
+            if (continued) {
+                operand_site(continued, from, true, after_macro ? 0 : split_literal_end(continued).value_or(0));
+            } else if (auto* op = dyn_cast<CXXOperatorCallExpr>(call);
+                       op && !after_macro && op->isInfixBinaryOp() && op->getNumArgs() == 2) {
+                if (std::optional<int> end = split_literal_end(op->getArg(1))) operand_site(op->getArg(1), from, true, *end);
+            }
             if (auto* member = dyn_cast<CXXMemberCallExpr>(call)) continued_member_call(member, from);
             for (const Expr* arg : call->arguments())
                 if (arg != continued && runs_code(arg)) operand_site(arg, from);
@@ -725,6 +752,17 @@ private:
         std::optional<unsigned> operand = begin_offset(op->getArg(1)->getBeginLoc());
         if (!at || !operand || line_at(*at) != line_at(*operand) || !first_on_line(*at)) return nullptr;
         return op->getArg(1);
+    }
+
+    // The line of the last piece of a string literal written in pieces over
+    // several lines ("\"a \"\n    \"b\""), if e is one.
+    std::optional<int> split_literal_end(const Expr* e) const {
+        auto* literal = dyn_cast<StringLiteral>(e->IgnoreParenImpCasts());
+        if (!literal || literal->getNumConcatenated() < 2) return {};
+        std::optional<unsigned> first = main_offset(literal->getStrTokenLoc(0));
+        std::optional<unsigned> last = main_offset(literal->getStrTokenLoc(literal->getNumConcatenated() - 1));
+        if (!first || !last || line_at(*last) <= line_at(*first)) return {};
+        return line_at(*last);
     }
 
     bool constant_condition(const Expr* cond) const {

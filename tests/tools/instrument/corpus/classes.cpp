@@ -191,6 +191,13 @@ int main(int argc, char**) {  //+
     for (int i = 0; i < 2; ++i)  //+
         out << "total " << total + pick<true>(p.a) + pick<false>(p.b)  //+
             << '\n';  //+ an operator's call that a line of its own starts counts there
+    out << "a string in "
+           "pieces ";  //+ the operator's call: where the literal's last piece is
+    CHECKED(total < 0) << "another "  //+
+                          "one";  // gcov: counts a stream after a macro's use on its last line
+    out << total  //+
+        << "and "
+           "a third\n";  //+
     const char* const greeting =  // code on the next line only: counted there
         std::strchr("xhello", 'h');  //+
     out  //+
