@@ -47,8 +47,8 @@ int open_guarded(const char* path, int access, bool create, bool* refused) {
     }
     struct stat info;
     bool own = fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1;
-    int status = own ? fcntl(fd, F_GETFL) : -1;
-    if (status < 0 || fcntl(fd, F_SETFL, status & ~O_NONBLOCK) != 0) {
+    // Of the flags that F_SETFL sets, only O_APPEND was asked for.
+    if (!own || fcntl(fd, F_SETFL, access & O_APPEND) != 0) {
         *refused = !own;
         close(fd);
         return -1;

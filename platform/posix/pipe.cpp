@@ -27,15 +27,16 @@ int listener = -1;
 std::atomic<bool> stopping{false};
 sockaddr_un listener_address{};
 
-bool host_address(sockaddr_un* address) {
+// Only the host makes the folder: without it there is no host to find.
+bool host_address(sockaddr_un* address, bool create) {
     memset(address, 0, sizeof *address);
     address->sun_family = AF_UNIX;
-    return runtime_path(socket_name, address->sun_path, sizeof address->sun_path);
+    return runtime_path(socket_name, address->sun_path, sizeof address->sun_path, create);
 }
 
 // The socket left by a host that ended is replaced.
 bool start_listening() {
-    if (!host_address(&listener_address)) return false;
+    if (!host_address(&listener_address, true)) return false;
     int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     if (fd < 0) return false;
     unlink(listener_address.sun_path);
@@ -84,7 +85,7 @@ void stop_pipe_server() {
 // EAGAIN (busy) instead of a wait; the connected end then blocks as usual.
 PipeOpen open_host_pipe(PipeHandle* pipe) {
     sockaddr_un address;
-    if (!host_address(&address)) return PipeOpen::absent;
+    if (!host_address(&address, false)) return PipeOpen::absent;
     int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0) return PipeOpen::absent;
     if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
@@ -92,7 +93,7 @@ PipeOpen open_host_pipe(PipeHandle* pipe) {
         close(fd);
         return error == EAGAIN ? PipeOpen::busy : PipeOpen::absent;
     }
-    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    fcntl(fd, F_SETFL, 0);  // O_NONBLOCK was the only status flag set
     *pipe = fd;
     return PipeOpen::opened;
 }

@@ -32,7 +32,7 @@ const char* refused_runtime_folder() { return refusal_state == 2 ? refused_folde
 
 // Built in the caller's buffer, without formatted printing: a short process
 // pays for every page that its start touches.
-bool runtime_folder(char* buffer, size_t size) {
+bool runtime_folder(char* buffer, size_t size, bool create) {
     if (buffer == nullptr || size == 0) return false;
     buffer[0] = '\0';
     // $TMPDIR, else /tmp: the folder shared by every user.
@@ -41,7 +41,8 @@ bool runtime_folder(char* buffer, size_t size) {
     char uid[24];
     char* digit = uid + sizeof uid - 1;
     *digit = '\0';
-    for (unsigned value = static_cast<unsigned>(getuid());; value /= 10) {
+    const uid_t user = getuid();
+    for (unsigned value = static_cast<unsigned>(user);; value /= 10) {
         *--digit = static_cast<char>('0' + value % 10);
         if (value < 10) break;
     }
@@ -53,12 +54,15 @@ bool runtime_folder(char* buffer, size_t size) {
         buffer[0] = '\0';
         return false;
     }
+    // Looked at first: it exists after its first use, and a process that only
+    // looks for a host need not make it.
     struct stat info;
-    if ((mkdir(buffer, 0700) != 0 && errno != EEXIST) || lstat(buffer, &info) != 0) {
+    if (lstat(buffer, &info) != 0 &&
+        (errno != ENOENT || !create || (mkdir(buffer, 0700) != 0 && errno != EEXIST) || lstat(buffer, &info) != 0)) {
         buffer[0] = '\0';
         return false;
     }
-    if (!S_ISDIR(info.st_mode) || info.st_uid != getuid() || (info.st_mode & 077) != 0) {
+    if (!S_ISDIR(info.st_mode) || info.st_uid != user || (info.st_mode & 077) != 0) {
         int none = 0;
         if (refusal_state.compare_exchange_strong(none, 1)) {
             memcpy(refused_folder, buffer, length + 1);
@@ -72,8 +76,8 @@ bool runtime_folder(char* buffer, size_t size) {
     return true;
 }
 
-bool runtime_path(const char* name, char* buffer, size_t size) {
-    if (name == nullptr || !runtime_folder(buffer, size)) return false;
+bool runtime_path(const char* name, char* buffer, size_t size, bool create) {
+    if (name == nullptr || !runtime_folder(buffer, size, create)) return false;
     size_t length = strlen(buffer);
     if (append(buffer, size, &length, name)) return true;
     buffer[0] = '\0';
