@@ -1,5 +1,6 @@
 // probe_sites.cpp: walks the main file's functions and lists where probes go.
 #include "tools/instrument/probe_sites.h"
+#include "tools/instrument/emitted_code.h"
 
 #include <clang/AST/ASTContext.h>
 #include <clang/AST/Attr.h>
@@ -27,25 +28,6 @@ using namespace clang;
 
 namespace mirt_instrument {
 namespace {
-
-// The templated functions (members of class templates, nested or not, and
-// function templates) that some used instantiation of this translation unit
-// comes from: only those become code here.
-class UsedPatterns : public RecursiveASTVisitor<UsedPatterns> {
-public:
-    bool shouldVisitTemplateInstantiations() const { return true; }
-    bool shouldVisitImplicitCode() const { return true; }
-    bool VisitFunctionDecl(FunctionDecl* fd) {
-        // An explicit instantiation makes code whether or not it is used.
-        if (!fd->isUsed() && fd->getTemplateSpecializationKind() != TSK_ExplicitInstantiationDefinition)
-            return true;
-        for (const FunctionDecl* p = fd->getTemplateInstantiationPattern();
-             p && patterns.insert(p->getCanonicalDecl()).second; p = p->getTemplateInstantiationPattern()) {
-        }
-        return true;
-    }
-    std::set<const FunctionDecl*> patterns;
-};
 
 class SiteFinder {
 public:
@@ -1205,30 +1187,20 @@ private:
     }
 
     // Whether the compiler makes code of a function in this translation
-    // unit: a template only when something here uses an instantiation of it
-    // (or instantiates it explicitly), and in a header also an inline
-    // function only when something here uses it. One that no object uses
+    // unit: a template only when code made here reaches an instance of it
+    // (or it is instantiated explicitly), and in a header also an inline
+    // function only when code made here reaches it. One that no object makes
     // never runs in the program, and gcov does not list it either; the maps
-    // of the objects that do use it list its lines. (An unused inline
+    // of the objects that do make it list its lines. (An unused inline
     // function of the source itself keeps its never-run lines, as llvm-cov
     // shows them.)
     bool emitted_here(const FunctionDecl* fd) {
         if (fd->hasAttr<UsedAttr>()) return true;
         if (auto* method = dyn_cast<CXXMethodDecl>(fd))
             if (method->getParent()->isLambda()) return true;  // walked with the function it is in
-        if (fd->isTemplated()) return template_used(fd);
-        return file_ == 0 || !fd->isInlined() || fd->isUsed();
-    }
-
-    // A templated function (a function template, a member of a class
-    // template at any depth): used when some used function here was
-    // instantiated from it.
-    bool template_used(const FunctionDecl* fd) {
-        if (!used_patterns_) {
-            used_patterns_.emplace();
-            used_patterns_->TraverseDecl(ctx_.getTranslationUnitDecl());
-        }
-        return used_patterns_->patterns.count(fd->getCanonicalDecl()) != 0;
+        if (!fd->isTemplated() && (file_ == 0 || !fd->isInlined())) return true;
+        if (!emitted_code_) emitted_code_.emplace(ctx_);
+        return fd->isTemplated() ? emitted_code_->instance_emitted(fd) : emitted_code_->emitted(fd);
     }
 
     // The name the reports show: qualified, and in C++ with the parameter
@@ -1350,7 +1322,7 @@ private:
     bool guarded_ = false;
     int function_ = 0;        // the function being walked
     bool in_template_ = false;  // the function is a template, or inside one
-    std::optional<UsedPatterns> used_patterns_;  // found when first needed
+    std::optional<EmittedCode> emitted_code_;  // found when first needed
     int functions_seen_ = 0;
 };
 

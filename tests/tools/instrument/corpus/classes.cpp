@@ -37,6 +37,15 @@ T never_instantiated(T x) {
     return x * 3;
 }
 
+// Instantiated only for an inline function that nothing calls: no code.
+template <typename T>
+T reached_from_nothing(T x) {
+    return x + 1;
+}
+inline int never_called() {  //+ an inline function of the source keeps its lines
+    return reached_from_nothing(2);  //+
+}
+
 template <bool B>
 int pick(int x) {  //+
     if constexpr (B &&
