@@ -13,6 +13,7 @@
 #include <llvm/Support/VirtualFileSystem.h>
 
 #include <algorithm>
+#include <iterator>
 #include <fstream>
 #include <set>
 #include <memory>
@@ -227,6 +228,10 @@ InstrumentResult instrument_source(const std::string& source, Language language,
         result.problem = errors.first_error.empty() ? "Clang could not parse it" : errors.first_error;
         return result;
     }
+    auto first_alias = std::stable_partition(findings.sites.begin(), findings.sites.end(),
+                                             [](const Site& site) { return site.same_as == 0; });
+    std::vector<Site> aliases(std::make_move_iterator(first_alias), std::make_move_iterator(findings.sites.end()));
+    findings.sites.erase(first_alias, findings.sites.end());
     std::vector<Site> selected = select_sites(std::move(findings.sites));
     std::vector<SourceText> texts;
     for (size_t j = 0; j < findings.files.size(); ++j) {
@@ -240,6 +245,7 @@ InstrumentResult instrument_source(const std::string& source, Language language,
         other.original = findings.files[j].text;
         other.lines = counted_lines(selected, static_cast<int>(j));
         other.branches = branch_outcomes(selected, static_cast<int>(j));
+        other.aliases = line_aliases(aliases, selected, static_cast<int>(j));
         // The #line keeps __FILE__ as the original build has it.
         texts.push_back({other.name, findings.files[j].text, findings.cplusplus, findings.files[j].spelled});
         result.others.push_back(std::move(other));
@@ -256,6 +262,7 @@ InstrumentResult instrument_source(const std::string& source, Language language,
     result.text = copies[0];
     result.lines = counted_lines(selected);
     result.branches = branch_outcomes(selected, 0);
+    result.aliases = line_aliases(aliases, selected, 0);
     for (FunctionLines& f : findings.functions) {
         if (f.file == 0) result.functions.push_back(f);
         else result.others[static_cast<size_t>(f.file) - 1].functions.push_back(f);

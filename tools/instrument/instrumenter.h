@@ -22,6 +22,7 @@ struct ProjectFile {
     std::vector<FunctionLines> functions;
     std::vector<BranchOutcome> branches;
     std::string original;
+    std::vector<LineAlias> aliases;  // lines that count what another line counts
 };
 
 struct InstrumentResult {
@@ -33,6 +34,7 @@ struct InstrumentResult {
     std::string original;         // the source as read, for its checksum in the line map
     std::string problem;          // why the source was passed through unchanged
     std::vector<ProjectFile> others;  // with SiteOptions::headers: the project's other files it reads
+    std::vector<LineAlias> aliases;   // lines that count what another line counts
 };
 
 // The Clang arguments for a source of the command: the real compiler is asked

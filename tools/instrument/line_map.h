@@ -18,6 +18,8 @@
 //   from ID PLUS MINUS           the outcome before it has no counter: its count is
 //                                line PLUS's less line MINUS's (0: none), which
 //                                count nothing else
+//   same LINE FROM               a line without a counter: it counts what line FROM
+//                                counts, which counts nothing else
 //   unprobed REASON              the file was built without probes
 //   end
 //
@@ -44,6 +46,7 @@ struct MappedFile {
     std::vector<FunctionLines> functions;
     std::string unprobed;  // why the file has no probes; empty when it has them
     std::vector<BranchOutcome> branches;
+    std::vector<LineAlias> aliases;
 };
 
 struct LineMapUnit {

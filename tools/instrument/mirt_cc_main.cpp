@@ -350,13 +350,14 @@ void write_maps(const CompileCommand& cmd, const Options& options, const std::ve
             file.lines = o.result.lines;
             file.functions = o.result.functions;
             file.branches = o.result.branches;
+            file.aliases = o.result.aliases;
         }
         unit.files.push_back(std::move(file));
         if (o.unprobed.empty())
             for (const ProjectFile& other : o.result.others)
                 if (!other.lines.empty() || !other.branches.empty())
                     unit.files.push_back({other.name, text_checksum(other.original), other.lines, other.functions, "",
-                                          other.branches});
+                                          other.branches, other.aliases});
         std::string path = line_map_path(cmd, n, options.map_dir, folder);
         if (!write_line_map(path, line_map_text(unit)))
             std::fprintf(stderr, "mirt-cc: warning: cannot write the line map %s\n", path.c_str());

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -90,7 +91,7 @@ int main(int argc, char** argv) {
         unit.built = now_ns();
         unit.style = style;
         unit.files.push_back(
-            {source, text_checksum(r.original), r.lines, r.functions, r.parsed ? "" : r.problem, r.branches});
+            {source, text_checksum(r.original), r.lines, r.functions, r.parsed ? "" : r.problem, r.branches, r.aliases});
         if (!write_line_map(map, line_map_text(unit))) {
             std::fprintf(stderr, "mirt-instrument: cannot write %s\n", map.c_str());
             return 1;
@@ -98,7 +99,9 @@ int main(int argc, char** argv) {
     }
     std::string text;
     if (list_lines) {
-        for (int line : r.lines) text += source + ":" + std::to_string(line) + "\n";
+        std::set<int> lines(r.lines.begin(), r.lines.end());
+        for (const LineAlias& a : r.aliases) lines.insert(a.line);
+        for (int line : lines) text += source + ":" + std::to_string(line) + "\n";
     } else {
         text = r.text;
     }

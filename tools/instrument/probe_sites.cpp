@@ -223,7 +223,36 @@ private:
         int line = line_at(*begin);
         if (std::optional<int> later = code_line(s, line)) line = *later;
         Site site = new_site(line, *begin);
-        if (probe_before(site, s, in_sequence)) sites_.push_back(std::move(site));
+        if (!probe_before(site, s, in_sequence)) return;
+        sites_.push_back(std::move(site));
+        if (counting_lines() && s->getBeginLoc().isMacroID()) statement_end_alias(s, *begin, line);
+    }
+
+    // ---- the end of a macro's statement ----
+
+    // A statement that a macro's use starts and that is an if whose
+    // condition declares an object with a destructor ("EXPECT_EQ(a,\n
+    // f(b));" in googletest: "switch (0) case 0: default: if (const
+    // AssertionResult r = ...) ; else ..."): the object is destroyed where the
+    // statement ends, and gcov counts that line each time the statement runs.
+    // The line map lets the end's line count what the statement's line counts.
+    void statement_end_alias(const Stmt* s, unsigned anchor, int line) {
+        const Stmt* inner = s;
+        while (inner) {
+            if (auto* sw = dyn_cast<SwitchStmt>(inner)) inner = sw->getBody();
+            else if (auto* c = dyn_cast<CaseStmt>(inner)) inner = c->getSubStmt();
+            else if (auto* d = dyn_cast<DefaultStmt>(inner)) inner = d->getSubStmt();
+            else break;
+        }
+        auto* i = dyn_cast_or_null<IfStmt>(inner);
+        const VarDecl* v = i ? i->getConditionVariable() : nullptr;
+        const CXXRecordDecl* type = v ? v->getType()->getAsCXXRecordDecl() : nullptr;
+        if (!type || !type->hasDefinition() || !type->hasNonTrivialDestructor()) return;
+        std::optional<unsigned> end = end_offset(s);
+        if (!end || *end == 0 || line_at(*end - 1) <= line) return;
+        Site alias = new_site(line_at(*end - 1), *end - 1);
+        alias.same_as = anchor;
+        sites_.push_back(std::move(alias));
     }
 
     // A statement whose first line only names what its later lines compute

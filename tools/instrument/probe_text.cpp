@@ -62,6 +62,27 @@ std::vector<Site> select_sites(std::vector<Site> candidates) {
     return kept;
 }
 
+std::vector<LineAlias> line_aliases(const std::vector<Site>& aliases, const std::vector<Site>& selected, int file) {
+    std::map<int, int> sites_on_line;
+    std::map<unsigned, int> line_of;  // anchor -> line
+    for (const Site& site : selected) {
+        if (site.branch || site.file != file) continue;
+        ++sites_on_line[site.line];
+        line_of[site.anchor] = site.line;
+    }
+    std::map<int, int> found;
+    for (const Site& alias : aliases) {
+        auto named = line_of.find(alias.same_as);
+        if (alias.file != file || named == line_of.end() || sites_on_line[named->second] != 1 ||
+            sites_on_line.count(alias.line) || named->second == alias.line)
+            continue;
+        found.emplace(alias.line, named->second);
+    }
+    std::vector<LineAlias> out;
+    for (const auto& [line, same_as] : found) out.push_back({line, same_as});
+    return out;
+}
+
 std::vector<int> counted_lines(const std::vector<Site>& sites, int file) {
     std::set<int> lines;
     for (const Site& site : sites)

@@ -94,6 +94,15 @@ struct Site {
     std::vector<OutcomeSource> sources;
     std::vector<std::pair<int, int>> derived;  // per outcome: (from_line, less_line)
     bool is_derived(size_t k) const { return k < derived.size() && derived[k].first != 0; }
+    // A line without a probe that counts what the site at this anchor counts
+    // (line_aliases decides whether it holds); 0 for every other site.
+    unsigned same_as = 0;
+};
+
+// A line without a counter of its own that counts what another line counts.
+struct LineAlias {
+    int line = 0;
+    int same_as = 0;
 };
 
 // One branch outcome of a file, numbered as its counter is: line * 100 plus
@@ -134,6 +143,11 @@ std::vector<Site> select_sites(std::vector<Site> candidates);
 
 // The distinct counted lines of the sites of one file, ascending.
 std::vector<int> counted_lines(const std::vector<Site>& sites, int file = 0);
+
+// The aliases among candidate sites (same_as set; not in the selection) that
+// hold once the sites are selected: the line they copy has no other site than
+// the one they name, and their own line has none. By line.
+std::vector<LineAlias> line_aliases(const std::vector<Site>& aliases, const std::vector<Site>& selected, int file);
 
 struct SourceText {
     SourceText(std::string p, std::string t, bool cpp = true, std::string s = "")

@@ -100,6 +100,15 @@ bool read_line_map(std::istream& in, const std::string& name, MapUnit& unit, std
                 return fail("expected \"from ID LINE LINE\" after the branch ID");
             file->branches[id].from_line = from;
             file->branches[id].less_line = less;
+        } else if (word == "same") {
+            std::istringstream fields(rest);
+            std::string line_text, from_text, more;
+            fields >> line_text >> from_text >> more;
+            int32_t at = 0, from = 0;
+            if (!number_of(line_text, at) || !number_of(from_text, from) || !more.empty() || at < 1 || from < 1)
+                return fail("expected \"same LINE LINE\"");
+            file->same[at] = from;
+            file->lines.insert(at);
         } else if (word == "unprobed") {
             file->unprobed = rest;
         } else {
@@ -127,6 +136,7 @@ void LineMap::add(const MapUnit& unit) {
             auto [at, added] = into.branches.insert({id, branch});
             if (!added && branch.from_line == 0) at->second.from_line = at->second.less_line = 0;
         }
+        into.same.insert(file.same.begin(), file.same.end());
         if (into.unprobed.empty()) into.unprobed = file.unprobed;
         if (file.built > into.built) {
             into.built = file.built;
@@ -191,7 +201,7 @@ MappedBranch branch_of(const LineMap* map, const std::string& file, int32_t id) 
     return MappedBranch{id / 100, 0, id % 100, "branch " + std::to_string(id % 100)};
 }
 
-void derive_branch_counts(CoverageSet& set, const LineMap& map) {
+void derive_counts(CoverageSet& set, const LineMap& map) {
     set.for_each_test([&](TestCase& t) {
         for (const auto& [name, file] : map.files()) {
             auto lines = t.files.find(name);
@@ -200,6 +210,9 @@ void derive_branch_counts(CoverageSet& set, const LineMap& map) {
                 auto found = lines->second.find(line);
                 return found == lines->second.end() ? 0 : found->second;
             };
+            if (lines != t.files.end())
+                for (const auto& [line, from] : file.same)
+                    if (int64_t n = count(from); n > 0) lines->second.emplace(line, n);
             for (const auto& [id, branch] : file.branches)
                 if (branch.from_line != 0)
                     t.branches[name].emplace(id, std::max<int64_t>(0, count(branch.from_line) - count(branch.less_line)));

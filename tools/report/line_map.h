@@ -41,6 +41,7 @@ struct FileMap {
     std::set<int32_t> lines;
     std::set<MappedFunction> functions;
     std::map<int32_t, MappedBranch> branches;  // by id
+    std::map<int32_t, int32_t> same;  // a line without a counter -> the line whose count it has
     std::string unprobed;   // why it was built without probes ("" when it has them)
     std::string folder;     // the working folder of a compile that named it
     uint64_t checksum = 0;  // of the version described
@@ -83,10 +84,10 @@ MappedBranch branch_of(const LineMap* map, const std::string& file, int32_t id);
 // reported and skipped; false when a path cannot be read at all.
 bool load_line_maps(const std::vector<std::string>& paths, LineMap& map, std::vector<Diagnostic>& diagnostics);
 
-// Every test case gets the counts of the branch outcomes that the maps give
-// from its line counts (mirt-cc leaves out their counters); a count that the
-// coverage lists itself stays.
-void derive_branch_counts(CoverageSet& set, const LineMap& map);
+// Every test case gets the counts of the lines and branch outcomes that the
+// maps give from its line counts (mirt-cc leaves out their counters); a count
+// that the coverage lists itself stays.
+void derive_counts(CoverageSet& set, const LineMap& map);
 
 // Every test case gets each mapped line that it does not list, with count 0,
 // and each mapped file that it never touched: what could run but did not;

@@ -141,7 +141,7 @@ bool load(const Settings& s, bool with_map, Loaded& loaded) {
     }
     if (with_map && !load_map(s, loaded.map)) return false;
     loaded.have_map = !loaded.map.empty();
-    derive_branch_counts(loaded.set, loaded.map);
+    derive_counts(loaded.set, loaded.map);
     apply_exclusion_markers(loaded.set, loaded.map, s.filters.source_root);
     apply_file_filters(loaded.set, loaded.map, s.filters);
     add_unrun_lines(loaded.set, loaded.map);

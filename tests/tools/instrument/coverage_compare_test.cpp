@@ -131,7 +131,8 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
     for (const std::string& l : mirt_test::lines_of(lines.out)) r->probed.insert(std::stoi(l.substr(l.rfind(':') + 1)));
     // Every branch outcome that the map lists, with the count the runtime wrote
     // (0 when it wrote none), or the one that the map gives from two lines'
-    // counts ("from ID PLUS MINUS" after it).
+    // counts ("from ID PLUS MINUS" after it); a line that counts what another
+    // counts ("same LINE FROM").
     auto count_of = [&](int line) { return line != 0 && r->mirt.count(line) ? r->mirt.at(line) : 0; };
     int line = 0;
     for (const std::string& l : mirt_test::lines_of(mirt_test::read_file(r->folder + "/map"))) {
@@ -144,6 +145,8 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
             r->mirt_branches[line = first].push_back(taken == output.end() ? 0 : taken->second);
         } else if (word == "from" && fields >> third) {
             r->mirt_branches[line].back() = count_of(second) - count_of(third);
+        } else if (word == "same" && count_of(second) > 0) {
+            r->mirt[first] = count_of(second);
         }
     }
 }

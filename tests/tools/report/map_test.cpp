@@ -204,11 +204,12 @@ TEST_F(MapReport, ChangedLinesAndTheTestsThatRanThem) {
 }
 
 // Branch counters come from the "FILE#branches" tables; the map names their
-// outcomes and adds the ones never taken.
+// outcomes and adds the ones never taken. Lines 4 and 7 have no counter and
+// count what lines 3 and 6 count.
 TEST_F(MapReport, BranchOutcomesInEveryFormat) {
     write("br.out", "=== t\n>>> l\n--- /zz\n### br.c\n3,4\n6,0\n### br.c#branches\n300,3\n301,1\n");
     mkdir(mirt_test::join(folder, "brmap").c_str(), 0700);
-    write("brmap/br.o.mirtmap", map_text("00000000000000dd", 5, "/zz/br.c\nlines 3 6\n"
+    write("brmap/br.o.mirtmap", map_text("00000000000000dd", 5, "/zz/br.c\nlines 3 6\nsame 4 3\nsame 7 6\n"
                                          "branch 3 300 0 0 if true\nbranch 3 301 0 1 if false\n"
                                          "branch 6 600 0 0 ?: true\nbranch 6 601 0 1 ?: false\n"));
     auto run = [&](std::vector<std::string> args) {
@@ -217,8 +218,8 @@ TEST_F(MapReport, BranchOutcomesInEveryFormat) {
         return mirt_report_test::run_report(args, folder, true);
     };
     RunResult summary = run({"summary"});
-    EXPECT_NE(summary.output.find("    /zz/br.c: 1 of 2 lines hit (50.0%), 4 hits, 2 of 4 branch outcomes taken (50.0%); "
-                                  "never run: 6; never taken: 6 ?: true, 6 ?: false\n"),
+    EXPECT_NE(summary.output.find("    /zz/br.c: 2 of 4 lines hit (50.0%), 8 hits, 2 of 4 branch outcomes taken (50.0%); "
+                                  "never run: 6-7; never taken: 6 ?: true, 6 ?: false\n"),
               std::string::npos) << summary.output;
     EXPECT_NE(run({"lcov"}).output.find("BRDA:3,0,0,3\nBRDA:3,0,1,1\nBRDA:6,0,0,-\nBRDA:6,0,1,-\nBRF:4\nBRH:2\n"),
               std::string::npos);

@@ -12,6 +12,13 @@
 
 #define BLOCK(x) { std::printf("%d\n", x); std::printf("%d\n", x); }
 #define CHECKED(c) if (c) ; else std::cerr
+// As a test framework checks: the verdict owns its message.
+struct Verdict {
+    std::string message;
+    explicit operator bool() const { return message.empty(); }  //+
+};
+#define EXPECT_SMALL(v) switch (0) case 0: default: \
+    if (const Verdict verdict_ = Verdict{(v) < 99 ? "" : "big"}) ; else std::puts(verdict_.message.c_str())
 
 template <typename T>
 T clamp_sum(const std::vector<T>& v, T limit) {  //+
@@ -218,6 +225,8 @@ int main(int argc, char**) {  //+
         2, total);  //+ a construction: at its closing parenthesis
     total = total +  //+
         pick<true>(1);  //+ an operand that calls
+    EXPECT_SMALL(total -  //+
+                 total);  //+ the verdict is destroyed where the statement ends
     std::printf("%s%s%zu%d", out.str().c_str(), name.c_str(), sizes.size(), parts.rem);  //+
     return 0;  //+
 }
