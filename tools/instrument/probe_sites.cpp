@@ -1176,8 +1176,10 @@ private:
         int name_line = 0;
         if (name_offset) name_line = line_at(*name_offset);
         std::string shown = function_name(fd, name_line);
+        std::optional<unsigned> entry;
         if (block && brace) {
             unsigned anchor = (name_offset && *name_offset <= *brace) ? *name_offset : *brace;
+            entry = anchor;
             block_entry_site(block, line_at(anchor), anchor, true);
             // A constructor defined outside its class also counts the line
             // that closes its parameters, where gcc starts its code.
@@ -1200,7 +1202,7 @@ private:
             int from = name_line;
             for (const CXXCtorInitializer* init : ctor->inits()) {
                 if (!init->isWritten()) continue;
-                initializer_site(init->getInit(), from);
+                initializer_site(init, from, entry);
                 std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(init->getSourceLocation()));
                 if (at) from = std::max(from, line_at(*at));
                 walk_expr(init->getInit());
@@ -1254,8 +1256,16 @@ private:
 
     // A member or base initialiser on a line of its own is counted there:
     // its first written argument becomes "(probe, argument)".
-    void initializer_site(const Expr* init, int from_line) {
+    // A member or base initialiser is counted on the line that names the
+    // member, where gcc stores it, even when its arguments start below
+    // ("name_(\n    value)"); the probe goes before its first argument. One
+    // without arguments ("table_()") has no place for a probe: its line
+    // counts what the constructor's entry counts (entry: that site's anchor).
+    void initializer_site(const CXXCtorInitializer* member, int from_line, std::optional<unsigned> entry) {
+        const Expr* init = member->getInit();
         if (!init) return;
+        std::optional<unsigned> named = main_offset(sm_.getExpansionLoc(member->getSourceLocation()));
+        int line = named && !member->getSourceLocation().isMacroID() ? line_at(*named) : 0;
         const Expr* e = init->IgnoreImplicit();
         const Expr* first = nullptr;
         auto* made = dyn_cast<CXXConstructExpr>(e);
@@ -1271,7 +1281,13 @@ private:
         // A constant counts too ("done_(false)": the member is stored on
         // that line), except in braces, where a comma would make it narrow.
         bool braces = isa<InitListExpr>(e) || (made && made->isListInitialization());
-        if (first && !isa<CXXDefaultArgExpr>(first->IgnoreImplicit())) operand_site(first, from_line, !braces);
+        if (first && !isa<CXXDefaultArgExpr>(first->IgnoreImplicit())) {
+            operand_site(first, from_line, !braces, line);
+        } else if (!first && entry && line > from_line && counting_lines() && !constant_context_) {
+            Site alias = new_site(line, *named);
+            alias.same_as = *entry;
+            sites_.push_back(std::move(alias));
+        }
     }
 
     bool is_lambda_without_constexpr(const FunctionDecl* fd) const {

@@ -110,14 +110,17 @@ struct Node {
     int weight;
     Node* next;
     bool seen;
+    std::vector<int> marks;
 };
 
 Node::Node(const char* name_,  //+
            int weight_)  //+ a constructor defined outside its class: here too
-    : name(name_),  //+
+    : name(  //+ where the member is named, its arguments below
+          name_),
       weight(weight_),  //+
       next(nullptr),  //+ constants are stored on their lines
-      seen(false) {}  //+
+      seen(false),  //+
+      marks() {}  //+ made without arguments: counts as the constructor's entry
 
 // Defaulted and deleted functions have no body of their own to count.
 struct Defaulted {
