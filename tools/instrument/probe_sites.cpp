@@ -668,6 +668,17 @@ private:
         site->probes.push_back(p);
     }
 
+    // Whether e is written as the making of an object with a constructor of
+    // its own ("Path(\"a\")"): the constructor's call runs there. Not an
+    // implicit conversion or copy (a literal that becomes a string), which
+    // gcc places with the call it is an argument of.
+    static bool makes_object(const Expr* e) {
+        e = e->IgnoreImplicit();
+        auto* cast = dyn_cast<CXXFunctionalCastExpr>(e);
+        auto* made = dyn_cast<CXXConstructExpr>(cast ? cast->getSubExpr()->IgnoreImplicit() : e);
+        return made && (cast || isa<CXXTemporaryObjectExpr>(made)) && !made->getConstructor()->isTrivial();
+    }
+
     // Whether evaluating e calls something or changes something (an argument
     // that is only a name or a constant does neither).
     static bool runs_code(const Stmt* e) {
@@ -728,7 +739,7 @@ private:
             }
             if (auto* member = dyn_cast<CXXMemberCallExpr>(call)) continued_member_call(member, from);
             for (const Expr* arg : call->arguments())
-                if (arg != continued && runs_code(arg)) operand_site(arg, from);
+                if (arg != continued && (runs_code(arg) || makes_object(arg))) operand_site(arg, from);
         }
     }
 

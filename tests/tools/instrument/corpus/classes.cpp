@@ -224,6 +224,8 @@ int main(int argc, char**) {  //+
     std::string name;  //+
     name =
         label(total);  //+ an assignment whose code starts below
+    name = std::max(name,  //+
+                    std::string("z"));  //+ an argument that makes an object
     std::vector<int> sizes(
         2, total);  //+ a construction: at its closing parenthesis
     total = total +  //+
