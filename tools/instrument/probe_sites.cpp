@@ -1265,11 +1265,9 @@ private:
         return name;
     }
 
-    // A member or base initialiser on a line of its own is counted there:
-    // its first written argument becomes "(probe, argument)".
     // A member or base initialiser is counted on the line that names the
     // member, where gcc stores it, even when its arguments start below
-    // ("name_(\n    value)"); the probe goes before its first argument. One
+    // ("name_(\n    value)"); its first argument becomes "(probe, argument)". One
     // without arguments ("table_()") has no place for a probe: its line
     // counts what the constructor's entry counts (entry: that site's anchor).
     void initializer_site(const CXXCtorInitializer* member, int from_line, std::optional<unsigned> entry) {
