@@ -302,11 +302,8 @@ private:
                     if (!op->isInfixBinaryOp() || op->getNumArgs() != 2) break;
                     first_call = op;
                 }
-                if (first_call && !runs_code(first_call->getArg(0)) && split_literal_end(first_call->getArg(1))) {
-                    later = first_call->getArg(1);
-                    auto* literal = cast<StringLiteral>(later->IgnoreParenImpCasts());
-                    at = main_offset(literal->getStrTokenLoc(literal->getNumConcatenated() - 1));
-                }
+                if (first_call && !runs_code(first_call->getArg(0)))
+                    if ((at = split_literal_end(first_call->getArg(1)))) later = first_call->getArg(1);
             }
         } else if (auto* r = dyn_cast<ReturnStmt>(s); r && r->getRetValue()) {
             if (in_template_) at = first_continued_operator(r->getRetValue());
@@ -732,10 +729,12 @@ private:
             const Expr* continued = continued_operand(call);
             bool after_macro = call->getBeginLoc().isMacroID();
             if (continued) {
-                operand_site(continued, from, true, after_macro ? 0 : split_literal_end(continued).value_or(0));
+                std::optional<unsigned> end = after_macro ? std::nullopt : split_literal_end(continued);
+                operand_site(continued, from, true, end ? line_at(*end) : 0);
             } else if (auto* op = dyn_cast<CXXOperatorCallExpr>(call);
                        op && !after_macro && op->isInfixBinaryOp() && op->getNumArgs() == 2) {
-                if (std::optional<int> end = split_literal_end(op->getArg(1))) operand_site(op->getArg(1), from, true, *end);
+                if (std::optional<unsigned> end = split_literal_end(op->getArg(1)))
+                    operand_site(op->getArg(1), from, true, line_at(*end));
             }
             if (auto* member = dyn_cast<CXXMemberCallExpr>(call)) continued_member_call(member, from);
             for (const Expr* arg : call->arguments())
@@ -776,15 +775,15 @@ private:
         return op->getArg(1);
     }
 
-    // The line of the last piece of a string literal written in pieces over
-    // several lines ("\"a \"\n    \"b\""), if e is one.
-    std::optional<int> split_literal_end(const Expr* e) const {
+    // Where the last piece of a string literal written in pieces over several
+    // lines ("\"a \"\n    \"b\"") starts, if e is one.
+    std::optional<unsigned> split_literal_end(const Expr* e) const {
         auto* literal = dyn_cast<StringLiteral>(e->IgnoreParenImpCasts());
         if (!literal || literal->getNumConcatenated() < 2) return {};
         std::optional<unsigned> first = main_offset(literal->getStrTokenLoc(0));
         std::optional<unsigned> last = main_offset(literal->getStrTokenLoc(literal->getNumConcatenated() - 1));
         if (!first || !last || line_at(*last) <= line_at(*first)) return {};
-        return line_at(*last);
+        return last;
     }
 
     bool constant_condition(const Expr* cond) const {

@@ -27,6 +27,32 @@ const char* style_name(ProbeStyle style) {
     return "table";
 }
 
+namespace {
+// The line sites of a selection: a line whose only site is the one at a given
+// anchor counts exactly what passes that site, so that what else passes it
+// (an outcome, a line without a counter) follows from that line's count.
+class LineSites {
+public:
+    explicit LineSites(const std::vector<Site>& selected) {
+        for (const Site& site : selected) {
+            if (site.branch) continue;
+            ++sites_on_line_[{site.file, site.line}];
+            line_of_[{site.file, site.anchor}] = site.line;
+        }
+    }
+    // The line of the site at anchor when it is the only site on it; 0 otherwise.
+    int only_site(int file, unsigned anchor) const {
+        auto found = line_of_.find({file, anchor});
+        return found != line_of_.end() && sites_on_line_.at({file, found->second}) == 1 ? found->second : 0;
+    }
+    bool has_site(int file, int line) const { return sites_on_line_.count({file, line}) != 0; }
+
+private:
+    std::map<std::pair<int, int>, int> sites_on_line_;  // (file, line) -> line sites
+    std::map<std::pair<int, unsigned>, int> line_of_;   // (file, anchor) -> line
+};
+}  // namespace
+
 std::vector<Site> select_sites(std::vector<Site> candidates) {
     std::stable_sort(candidates.begin(), candidates.end(), [](const Site& a, const Site& b) {
         return std::tie(a.file, a.line, a.anchor) < std::tie(b.file, b.line, b.anchor);
@@ -36,26 +62,14 @@ std::vector<Site> select_sites(std::vector<Site> candidates) {
     for (Site& site : candidates)
         if (site.branch || taken.insert({site.file, site.line, site.function}).second) kept.push_back(std::move(site));
 
-    // A line whose only site is the one that an outcome's source names counts
-    // exactly what passes that site: the outcome's count follows from it.
-    std::map<std::pair<int, int>, int> sites_on_line;   // (file, line) -> kept line sites
-    std::map<std::pair<int, unsigned>, int> line_of;    // (file, anchor) -> line
-    for (const Site& site : kept) {
-        if (site.branch) continue;
-        ++sites_on_line[{site.file, site.line}];
-        line_of[{site.file, site.anchor}] = site.line;
-    }
-    auto only_site = [&](int file, unsigned anchor) {
-        auto found = line_of.find({file, anchor});
-        return found != line_of.end() && sites_on_line[{file, found->second}] == 1 ? found->second : 0;
-    };
+    const LineSites lines(kept);
     for (Site& site : kept) {
         if (!site.branch) continue;
         site.derived.assign(site.outcomes.size(), {0, 0});
         for (size_t k = 0; k < site.sources.size() && k < site.outcomes.size(); ++k) {
             const OutcomeSource& from = site.sources[k];
-            int plus = from.plus ? only_site(site.file, from.plus) : 0;
-            int minus = from.minus ? only_site(site.file, from.minus) : 0;
+            int plus = from.plus ? lines.only_site(site.file, from.plus) : 0;
+            int minus = from.minus ? lines.only_site(site.file, from.minus) : 0;
             if (plus != 0 && (from.minus == 0 || (minus != 0 && minus != plus))) site.derived[k] = {plus, minus};
         }
     }
@@ -63,20 +77,11 @@ std::vector<Site> select_sites(std::vector<Site> candidates) {
 }
 
 std::vector<LineAlias> line_aliases(const std::vector<Site>& aliases, const std::vector<Site>& selected, int file) {
-    std::map<int, int> sites_on_line;
-    std::map<unsigned, int> line_of;  // anchor -> line
-    for (const Site& site : selected) {
-        if (site.branch || site.file != file) continue;
-        ++sites_on_line[site.line];
-        line_of[site.anchor] = site.line;
-    }
+    const LineSites lines(selected);
     std::map<int, int> found;
     for (const Site& alias : aliases) {
-        auto named = line_of.find(alias.same_as);
-        if (alias.file != file || named == line_of.end() || sites_on_line[named->second] != 1 ||
-            sites_on_line.count(alias.line) || named->second == alias.line)
-            continue;
-        found.emplace(alias.line, named->second);
+        int from = alias.file == file ? lines.only_site(file, alias.same_as) : 0;
+        if (from != 0 && from != alias.line && !lines.has_site(file, alias.line)) found.emplace(alias.line, from);
     }
     std::vector<LineAlias> out;
     for (const auto& [line, same_as] : found) out.push_back({line, same_as});
