@@ -272,7 +272,14 @@ private:
         if (auto* ds = dyn_cast<DeclStmt>(s)) {
             auto* v = ds->isSingleDecl() ? dyn_cast<VarDecl>(ds->getSingleDecl()) : nullptr;
             const Expr* init = v ? v->getInit() : nullptr;
-            if (!init || v->getType()->isArrayType() || v->isConstexpr() || v->hasGlobalStorage()) return {};
+            if (!init || v->getType()->isArrayType() || v->isConstexpr()) return {};
+            // "static T x =\n    f();": the test whether it was made, and its
+            // making, run where the initialiser starts.
+            if (v->isStaticLocal() && v->getInitStyle() == VarDecl::CInit && runs_code(init)) {
+                std::optional<unsigned> start = begin_offset(init->getBeginLoc());
+                return start && line_at(*start) > first ? std::optional<int>(line_at(*start)) : std::nullopt;
+            }
+            if (v->hasGlobalStorage()) return {};
             if (v->getInitStyle() == VarDecl::CInit && runs_code(init)) {
                 if (in_template_ && !v->getType()->isScalarType() && !v->getType()->isReferenceType()) {
                     counted_by_statement_.insert(init);
@@ -280,6 +287,7 @@ private:
                 }
                 later = init;
                 at = code_start(init);
+                if (std::optional<unsigned> end = value_at_end(init, first)) at = end;
             } else if (v->getInitStyle() == VarDecl::CallInit) {
                 auto* construct = dyn_cast<CXXConstructExpr>(init->IgnoreImplicit());
                 if (construct && construct->getParenOrBraceRange().isValid())
@@ -291,8 +299,21 @@ private:
             if (auto* op = dyn_cast<CXXOperatorCallExpr>(e); op && op->isAssignmentOp() && op->getNumArgs() == 2)
                 later = op->getArg(1);
             if (later && !runs_code(later)) later = nullptr;
+            // "x =\n    f() + 1;": unless the value is a call's (which stores
+            // it itself), the store stands where the "=" does, and the code
+            // that computes the value starts its own line.
+            if (auto* b = dyn_cast<BinaryOperator>(e); later && b && b->getOpcode() == BO_Assign &&
+                                                       !isa<CallExpr>(later->IgnoreParenImpCasts()) &&
+                                                       !isa<CXXNewExpr>(later->IgnoreParenImpCasts())) {
+                operand_site(later, first);
+                return {};
+            }
             if (later) at = code_start(later);
             if (!later && in_template_) at = first_continued_operator(e);
+            // "out << \"a\"\n    << x;" with operators that are not members:
+            // the statement runs on its last line, unless its first line
+            // has code of its own.
+            if (!later && !at) at = value_at_end(e, first);
             // "out << \"a \"\n    \"b\";": the first call of the chain, and with
             // it the statement's code, starts on the line of the last piece.
             if (!later && !at) {
@@ -308,10 +329,132 @@ private:
         } else if (auto* r = dyn_cast<ReturnStmt>(s); r && r->getRetValue()) {
             if (in_template_) at = first_continued_operator(r->getRetValue());
             if (!at) at = new_initialiser_end(r->getRetValue());
+            if (!at) at = value_at_end(r->getRetValue(), first);
         }
         if (!at || line_at(*at) <= first) return {};
         if (later) counted_by_statement_.insert(later);
         return line_at(*at);
+    }
+
+    // Where gcc places the code of a value that a statement computes when
+    // that is where the value's expression ends: an object with a destructor
+    // that a call returns, or a chain of operators placed at its end whose
+    // first line has no code of its own. The operand that the chain's last
+    // operator would count goes to the statement.
+    std::optional<unsigned> value_at_end(const Expr* value, int first) {
+        const Expr* e = without_copies(value);
+        auto* op = dyn_cast<CXXOperatorCallExpr>(e);
+        if (op && placed_at_end(op)) {
+            if (chain_code_on_line(op, first)) return {};
+        } else if (op && makes_by_operator(op)) {
+            // "a +\n    b + c" making strings: the innermost operator ends
+            // first and the statement runs there; the others count where
+            // they end.
+            while (auto* inner = dyn_cast<CXXOperatorCallExpr>(without_copies(op->getArg(0)))) {
+                if (!makes_by_operator(inner)) break;
+                op = inner;
+            }
+            if (located_code(op->getArg(0), first)) return {};
+            e = op;
+        } else if (auto* call = made_by_call(e) ? dyn_cast<CallExpr>(e) : nullptr) {
+            for (const Expr* arg : call->arguments())
+                if (located_code(arg, first)) return {};
+            op = nullptr;
+        } else if (const CXXConstructExpr* made = explicit_construction(e)) {
+            // "T x = T(a,\n    b);": made at its closing parenthesis.
+            for (const Expr* arg : made->arguments())
+                if (located_code(arg, first)) return {};
+        } else {
+            return {};
+        }
+        std::optional<unsigned> end = main_offset(e->getEndLoc());
+        if (end && line_at(*end) > first && op && op->getNumArgs() == 2) counted_by_statement_.insert(op->getArg(1));
+        return end;
+    }
+    // The construction that e writes out ("T(a, b)"), if it is one.
+    static const CXXConstructExpr* explicit_construction(const Expr* e) {
+        if (auto* cast = dyn_cast<CXXFunctionalCastExpr>(e)) {
+            const Expr* sub = cast->getSubExpr();
+            while (auto* bound = dyn_cast<CXXBindTemporaryExpr>(sub)) sub = bound->getSubExpr();
+            auto* made = dyn_cast<CXXConstructExpr>(sub);
+            return made && cast->getRParenLoc().isValid() ? made : nullptr;
+        }
+        auto* made = dyn_cast<CXXTemporaryObjectExpr>(e);
+        return made && made->getParenOrBraceRange().isValid() && !made->isListInitialization() ? made : nullptr;
+    }
+
+    // An operator that is not a member and returns an object with a
+    // destructor ("std::string operator+(...)"): it runs where its right
+    // operand ends.
+    static bool makes_by_operator(const CXXOperatorCallExpr* op) {
+        return op->getNumArgs() == 2 && made_by_call(op) && !isa_and_nonnull<CXXMethodDecl>(op->getCalleeDecl());
+    }
+
+    // An overloaded binary operator that is not a member and returns no
+    // object with a destructor ("std::ostream& operator<<(std::ostream&,
+    // const char*)"): gcc gives its call no line of its own; it runs on the
+    // line where the expression around it ends.
+    static bool placed_at_end(const CXXOperatorCallExpr* op) {
+        if (!op->isInfixBinaryOp() || op->getNumArgs() != 2) return false;
+        const Decl* callee = op->getCalleeDecl();
+        return callee && !isa<CXXMethodDecl>(callee) && !made_by_call(op);
+    }
+    // The operators of top's chain that are placed at its end, from the
+    // outermost inwards; and whether an operand that runs code starts on
+    // the given line.
+    static std::vector<const CXXOperatorCallExpr*> end_chain(const CXXOperatorCallExpr* top) {
+        std::vector<const CXXOperatorCallExpr*> chain;
+        for (const auto* op = top; op && placed_at_end(op);
+             op = dyn_cast<CXXOperatorCallExpr>(without_copies(op->getArg(0))))
+            chain.push_back(op);
+        return chain;
+    }
+    bool chain_code_on_line(const CXXOperatorCallExpr* top, int line) const {
+        std::vector<const CXXOperatorCallExpr*> chain = end_chain(top);
+        if (located_code(chain.back()->getArg(0), line)) return true;
+        for (const CXXOperatorCallExpr* op : chain)
+            if (located_code(op->getArg(1), line)) return true;
+        return false;
+    }
+    // Whether an argument that starts on the given line has code that gcc
+    // places there: the argument itself is placed with its call, but what
+    // it is made of keeps its place, and so does the object of a member
+    // call that is a call itself ("out << f(x) << \"a\"" where f(x) makes
+    // an object, "a() + b()", "out.get()->put(c)").
+    bool located_code(const Expr* e, int line) const {
+        std::optional<unsigned> at = begin_offset(e->getBeginLoc());
+        if (!at || line_at(*at) != line) return false;
+        const Expr* bare = e->IgnoreImplicit();
+        auto* op = dyn_cast<CXXOperatorCallExpr>(bare);
+        if (op && placed_at_end(op)) return located_code(op->getArg(0), line) || located_code(op->getArg(1), line);
+        const CallExpr* call = call_without_line(e);
+        if (!call) return runs_code(e) || makes_object(e);
+        const Expr* object = nullptr;
+        if (auto* member = dyn_cast<CXXMemberCallExpr>(call)) object = member->getImplicitObjectArgument();
+        else if (auto* member_op = dyn_cast<CXXOperatorCallExpr>(call); member_op && member_op->getNumArgs() > 0)
+            object = member_op->getArg(0);
+        if (object) {
+            std::optional<unsigned> object_at = begin_offset(object->getBeginLoc());
+            bool object_is_call = isa<CallExpr>(without_copies(object)->IgnoreParenCasts());
+            if (object_is_call ? object_at && line_at(*object_at) == line && runs_code(object)
+                               : located_code(object, line))
+                return true;
+        }
+        for (const Expr* arg : call->arguments())
+            if (arg != object && located_code(arg, line)) return true;
+        return false;
+    }
+
+    // An object with a destructor that a call returns ("std::string s =\n
+    // f(a,\n    b);", or its operator's call): gcc makes it, call and
+    // arguments, where the call ends. The call, if e is one.
+    static const Expr* made_by_call(const Expr* e) {
+        e = without_copies(e);
+        auto* call = dyn_cast<CallExpr>(e);
+        const CXXRecordDecl* type = e->getType()->getAsCXXRecordDecl();
+        if (!call || !call->isPRValue() || !type || !type->hasDefinition() || !type->hasNonTrivialDestructor())
+            return nullptr;
+        return call;
     }
 
     // Where gcc places the code of an operand: "new T(a,\n    b)" all of it at
@@ -676,6 +819,99 @@ private:
         return made && (cast || isa<CXXTemporaryObjectExpr>(made)) && !made->getConstructor()->isTrivial();
     }
 
+    // An argument that is a call of its own ("f(a,\n    g(b))", past
+    // parentheses and casts that change nothing): gcc places it with the
+    // call it is an argument of, so its line counts nothing. Not where it
+    // is converted first (gcc places the conversion instead), nor where a
+    // temporary object with a destructor is made in it ("g(b).c_str()", a
+    // string returned): its making and its end run on its own line. Inside
+    // templates gcc keeps the places of arguments.
+    const CallExpr* call_without_line(const Expr* arg) const {
+        if (in_template_) return nullptr;  // gcc keeps their places there
+        const Expr* e = arg;
+        for (;;) {
+            e = e->IgnoreParens();
+            if (auto* m = dyn_cast<MaterializeTemporaryExpr>(e)) {
+                e = m->getSubExpr();
+            } else if (auto* bound = dyn_cast<CXXBindTemporaryExpr>(e)) {
+                e = bound->getSubExpr();
+            } else if (auto* made = dyn_cast<CXXConstructExpr>(e);
+                       made && !isa<CXXTemporaryObjectExpr>(made) && made->getNumArgs() >= 1) {
+                e = made->getArg(0);  // a conversion, or a copy
+            } else if (auto* cast = dyn_cast<ExplicitCastExpr>(e);
+                       cast && ctx_.hasSameUnqualifiedType(cast->getType(), cast->getSubExpr()->getType())) {
+                e = cast->getSubExpr();
+            } else {
+                break;
+            }
+        }
+        auto* call = dyn_cast<CallExpr>(e);
+        if (!call) return nullptr;
+        // An operator that is not a member has its own rules.
+        if (auto* op = dyn_cast<CXXOperatorCallExpr>(call); op && !isa_and_nonnull<CXXMethodDecl>(op->getCalleeDecl()))
+            return nullptr;
+        return makes_temporary(arg) ? nullptr : call;
+    }
+    // Whether e makes a temporary object with a destructor itself, or is a
+    // member call on one (not counting what its arguments make).
+    static bool makes_temporary(const Expr* e) {
+        while (e) {
+            // An object made by an implicit conversion ("f(a,\n    s())"
+            // where f wants a string and s gives a pointer) is placed with
+            // the call.
+            if (auto* bound = dyn_cast<CXXBindTemporaryExpr>(e)) {
+                auto* made = dyn_cast<CXXConstructExpr>(bound->getSubExpr());
+                if (!made || isa<CXXTemporaryObjectExpr>(made)) return true;
+                if (!made->isElidable() || made->getNumArgs() != 1) return false;
+                e = made->getArg(0);
+            } else if (auto* m = dyn_cast<MaterializeTemporaryExpr>(e)) e = m->getSubExpr();
+            else if (auto* c = dyn_cast<ImplicitCastExpr>(e)) e = c->getSubExpr();
+            else if (auto* p = dyn_cast<ParenExpr>(e)) e = p->getSubExpr();
+            else if (auto* f = dyn_cast<FullExpr>(e)) e = f->getSubExpr();
+            else if (auto* k = dyn_cast<CXXConstructExpr>(e); k && k->isElidable() && k->getNumArgs() == 1)
+                e = k->getArg(0);
+            else if (auto* member = dyn_cast<CXXMemberCallExpr>(e)) e = member->getImplicitObjectArgument();
+            else return false;
+        }
+        return false;
+    }
+    // Whether an operand runs code on a line of its own, where it starts.
+    bool own_line_code(const Expr* e) const { return runs_code(e) && call_without_line(e) == nullptr; }
+
+    // A test of local variables and constants alone ("n", "!done", "i ==
+    // 3"), not of floating-point values: gcc tests them where the && or ||
+    // that they follow stands, with nothing on their own line.
+    static bool register_test(const Expr* e) {
+        e = e->IgnoreParenImpCasts();
+        if (auto* u = dyn_cast<UnaryOperator>(e); u && u->getOpcode() == UO_LNot) return register_test(u->getSubExpr());
+        if (auto* b = dyn_cast<BinaryOperator>(e); b && b->isComparisonOp())
+            return register_value(b->getLHS()) && register_value(b->getRHS());
+        return register_value(e);
+    }
+    static bool register_value(const Expr* e) {
+        QualType type = e->getType();
+        if (!type->isIntegralOrEnumerationType() && !type->isPointerType()) return false;
+        e = e->IgnoreParenImpCasts();
+        if (isa<IntegerLiteral>(e) || isa<CharacterLiteral>(e) || isa<CXXBoolLiteralExpr>(e) ||
+            isa<CXXNullPtrLiteralExpr>(e))
+            return true;
+        auto* ref = dyn_cast<DeclRefExpr>(e);
+        if (!ref) return false;
+        if (isa<EnumConstantDecl>(ref->getDecl())) return true;
+        auto* v = dyn_cast<VarDecl>(ref->getDecl());
+        return v && v->hasLocalStorage() && !v->getType()->isReferenceType();
+    }
+
+    // Whether e calls a function or a constructor (an increment or a store
+    // alone does not).
+    static bool calls_something(const Stmt* e) {
+        if (!e || isa<LambdaExpr>(e)) return false;
+        if (isa<CallExpr>(e) || isa<CXXNewExpr>(e) || isa<CXXDeleteExpr>(e) || isa<CXXConstructExpr>(e)) return true;
+        for (const Stmt* child : e->children())
+            if (calls_something(child)) return true;
+        return false;
+    }
+
     // Whether evaluating e calls something or changes something (an argument
     // that is only a name or a constant does neither).
     static bool runs_code(const Stmt* e) {
@@ -708,12 +944,21 @@ private:
             // Either side of && and || may not run; the right operand of any
             // other operator (assignments aside: their statement counts them)
             // counts where it starts a later line with code that runs there.
-            if (b->isLogicalOp()) operand_site(b->getRHS(), from);
-            else if (!b->isAssignmentOp() && !b->isCommaOp() && runs_code(b->getRHS()))
+            if (b->isLogicalOp()) {
+                if (!register_test(b->getRHS())) operand_site(b->getRHS(), from);
+            } else if (!b->isAssignmentOp() && !b->isCommaOp() && runs_code(b->getRHS()))
                 operand_site(b->getRHS(), from);
         } else if (auto* c = dyn_cast<ConditionalOperator>(e)) {
-            operand_site(c->getTrueExpr(), from);
-            operand_site(c->getFalseExpr(), from);
+            // An arm that is a ?: of its own ("a ? x\n    : b ? y\n    : z")
+            // has no line of its own: gcc places it with the condition.
+            // An arm that makes an object over several lines ("std::string(a,\n
+            // b)") is made where it ends.
+            for (const Expr* arm : {c->getTrueExpr(), c->getFalseExpr()}) {
+                if (isa<ConditionalOperator>(arm->IgnoreParenImpCasts())) continue;
+                std::optional<unsigned> end =
+                    explicit_construction(without_copies(arm)) ? main_offset(arm->getEndLoc()) : std::nullopt;
+                operand_site(arm, from, false, end ? line_at(*end) : 0);
+            }
         } else if (auto* call = dyn_cast<CallExpr>(e)) {
             // Built-ins may want constants, and a comma is not one (library
             // functions that the compiler knows, printf and the like, are
@@ -726,9 +971,23 @@ private:
             // ("CHECK(x) << \"a \"\n    \"b\""): the stream often runs only
             // when the check fails, and gcov counts that last line whenever
             // the statement ends, for the cleanup of the macro's objects.
-            const Expr* continued = continued_operand(call);
+            const Expr* continued = chained_calls_.count(call) ? nullptr : continued_operand(call);
             bool after_macro = call->getBeginLoc().isMacroID();
-            if (continued) {
+            auto* op_call = dyn_cast<CXXOperatorCallExpr>(call);
+            if (op_call && (placed_at_end(op_call) || makes_by_operator(op_call))) {
+                // An operator that is not a member runs where its right
+                // operand ends ("a +\n    b" making a string); of a chain
+                // placed at its end, only the outermost counts, on the
+                // chain's last line.
+                continued = nullptr;
+                if (!end_chain_inner_.count(op_call)) {
+                    if (placed_at_end(op_call))
+                        for (const CXXOperatorCallExpr* inner : end_chain(op_call)) end_chain_inner_.insert(inner);
+                    continued = op_call->getArg(1);
+                    if (std::optional<unsigned> end = main_offset(op_call->getEndLoc()))
+                        operand_site(continued, from, true, line_at(*end));
+                }
+            } else if (continued) {
                 std::optional<unsigned> end = after_macro ? std::nullopt : split_literal_end(continued);
                 operand_site(continued, from, true, end ? line_at(*end) : 0);
             } else if (auto* op = dyn_cast<CXXOperatorCallExpr>(call);
@@ -737,9 +996,51 @@ private:
                     operand_site(op->getArg(1), from, true, line_at(*end));
             }
             if (auto* member = dyn_cast<CXXMemberCallExpr>(call)) continued_member_call(member, from);
-            for (const Expr* arg : call->arguments())
-                if (arg != continued && (runs_code(arg) || makes_object(arg))) operand_site(arg, from);
+            // "x =\n    f(a,\n    b);" where f returns an object with a
+            // destructor: the assignment runs on its own line, the call
+            // where it ends.
+            if (auto* op = dyn_cast<CXXOperatorCallExpr>(call); op && op->isAssignmentOp() && op->getNumArgs() == 2)
+                if (const Expr* made = made_by_call(op->getArg(1))) {
+                    if (std::optional<unsigned> end = main_offset(made->getEndLoc()))
+                        operand_site(op->getArg(1), from, false, line_at(*end));
+                    continued = op->getArg(1);
+                }
+            // The object of a member operator is its first argument (taken
+            // as one where the operator is not known yet).
+            const Decl* callee = call->getCalleeDecl();
+            bool member_operator = isa<CXXOperatorCallExpr>(call) && (!callee || isa<CXXMethodDecl>(callee));
+            const Expr* object = member_operator && call->getNumArgs() > 0 ? call->getArg(0) : nullptr;
+            for (const Expr* arg : call->arguments()) {
+                // A member call as an argument is placed with its call, also
+                // where its "." or its operator begins a line.
+                if (auto* member = dyn_cast<CallExpr>(arg->IgnoreParens());
+                    member && arg != object && !in_template_ &&
+                    (isa<CXXMemberCallExpr>(member) || isa<CXXOperatorCallExpr>(member)))
+                    chained_calls_.insert(member);
+                if (arg != continued) argument_site(arg, from);
+            }
+        } else if (auto* made = dyn_cast<CXXTemporaryObjectExpr>(e)) {
+            // "T(a,\n    b)": its arguments as a call's.
+            if (made->getParenOrBraceRange().isValid() && !made->isListInitialization())
+                for (const Expr* arg : made->arguments()) argument_site(arg, from);
+        } else if (auto* cast = dyn_cast<CXXFunctionalCastExpr>(e)) {
+            if (const CXXConstructExpr* construction = explicit_construction(cast))
+                for (const Expr* arg : construction->arguments()) argument_site(arg, from);
         }
+    }
+
+    // An argument on a later line than its call counts there where gcc gives
+    // it code of its own: not a call, which is placed with its call, but a
+    // call inside a cast ("f(a,\n    static_cast<long>(g()))", placed at
+    // g), an object made or any other code.
+    void argument_site(const Expr* arg, int from) {
+        if (call_without_line(arg)) return;
+        if (auto* inner = dyn_cast<CallExpr>(arg->IgnoreParenCasts()); inner && inner != arg->IgnoreParens() &&
+                                                                         isa<ExplicitCastExpr>(arg->IgnoreParens())) {
+            operand_site(inner, from);
+            return;
+        }
+        if (own_line_code(arg) || makes_object(arg)) operand_site(arg, from);
     }
 
     // A member call whose "." or "->" begins a line of its own
@@ -1071,10 +1372,13 @@ private:
             unsigned evaluations = condition_site(f, cond);
             decision_site(cond, "for", loop_sources(cond, f->getBody(), evaluations));
             // The initialisation on a line of its own counts entries there,
-            // the increment on a line of its own each increment.
+            // the increment on a line of its own each increment (in C++
+            // only one that calls something: g++ places "++i" with the
+            // condition).
             std::optional<unsigned> at = begin_offset(cond->getBeginLoc());
             if (f->getInit() && at && line_at(*at) != for_line) statement_site(f, in_sequence);
             const Expr* inc = f->getInc();
+            if (inc && lo_.CPlusPlus && !calls_something(inc)) inc = nullptr;
             std::optional<unsigned> inc_at = inc ? begin_offset(inc->getBeginLoc()) : std::nullopt;
             if (inc_at && at && line_at(*inc_at) != line_at(*at) && counting_lines()) {
                 Site site = new_site(line_at(*inc_at), *inc_at);
@@ -1366,7 +1670,8 @@ private:
     bool constant_context_ = false;  // walking what must stay a constant expression
     std::vector<Site> sites_;
     std::set<const Stmt*> seen_bodies_;
-    std::set<const Expr*> chained_calls_;  // member calls inside a counted chain
+    std::set<const Expr*> chained_calls_;  // member calls inside a counted chain or arguments
+    std::set<const CXXOperatorCallExpr*> end_chain_inner_;  // operators whose chain counts its end already
     std::set<const Expr*> counted_by_statement_;  // operands whose line their statement counts
     std::set<const Stmt*> chained_labels_;
     std::vector<LoopFrame> loops_;

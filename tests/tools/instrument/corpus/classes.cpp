@@ -187,11 +187,11 @@ int main(int argc, char**) {  //+
         4;  // gcov: counts the end of the statement here
     std::printf("%d\n",  //+
                 v);
-    std::printf("%d %d\n", v,  //+
-                doubled(v));  //+
+    std::printf("%d %d\n", v,  //+ an argument that is a call: placed with its call
+                doubled(v));
     for (int i = 0;  //+ gcov: counts two blocks of this line
          i < limit;  //+
-         ++i)  //+
+         ++i)  // g++ places an increment that calls nothing with the condition
         BLOCK(i);  //+
     Pair p(1, 2);  //+
     Node* node =
@@ -213,8 +213,8 @@ int main(int argc, char**) {  //+
     out << "a string in "
            "pieces ";  //+ the operator's call: where the literal's last piece is
     CHECKED(total < 0) << "another "  //+
-                          "one";  // gcov: counts a stream after a macro's use on its last line
-    out << total  //+
+                          "one";  //+ an operator that is not a member: where its expression ends
+    out << total
         << "and "
            "a third\n";  //+
     const char* const greeting =  // code on the next line only: counted there
@@ -230,6 +230,9 @@ int main(int argc, char**) {  //+
         2, total);  //+ a construction: at its closing parenthesis
     total = total +  //+
         pick<true>(1);  //+ an operand that calls
+    const std::string made = std::to_string(
+        total);  //+ an object that a call returns: made where the call ends
+    total += static_cast<int>(made.size());  //+
     EXPECT_SMALL(total -  //+
                  total);  //+ the verdict is destroyed where the statement ends
     std::printf("%s%s%zu%d", out.str().c_str(), name.c_str(), sizes.size(), parts.rem);  //+
