@@ -428,6 +428,10 @@ private:
         auto* op = dyn_cast<CXXOperatorCallExpr>(bare);
         if (op && placed_at_end(op)) return located_code(op->getArg(0), line) || located_code(op->getArg(1), line);
         const CallExpr* call = call_without_line(e);
+        // A choice ("(a ? b : c)", "a && b") branches where it stands.
+        const Expr* choice = e->IgnoreParenImpCasts();
+        if (isa<ConditionalOperator>(choice) || (isa<BinaryOperator>(choice) && cast<BinaryOperator>(choice)->isLogicalOp()))
+            return true;
         if (!call) return runs_code(e) || makes_object(e);
         const Expr* object = nullptr;
         if (auto* member = dyn_cast<CXXMemberCallExpr>(call)) object = member->getImplicitObjectArgument();
@@ -949,12 +953,15 @@ private:
             } else if (!b->isAssignmentOp() && !b->isCommaOp() && runs_code(b->getRHS()))
                 operand_site(b->getRHS(), from);
         } else if (auto* c = dyn_cast<ConditionalOperator>(e)) {
-            // An arm that is a ?: of its own ("a ? x\n    : b ? y\n    : z")
-            // has no line of its own: gcc places it with the condition.
+            // An arm that is a ?: of its own whose condition calls nothing
+            // ("a ? x\n    : b ? y\n    : z") has no line of its own: gcc
+            // places it with the condition.
             // An arm that makes an object over several lines ("std::string(a,\n
             // b)") is made where it ends.
             for (const Expr* arm : {c->getTrueExpr(), c->getFalseExpr()}) {
-                if (isa<ConditionalOperator>(arm->IgnoreParenImpCasts())) continue;
+                if (auto* inner = dyn_cast<ConditionalOperator>(arm->IgnoreParenImpCasts());
+                    inner && !runs_code(inner->getCond()))
+                    continue;
                 std::optional<unsigned> end =
                     explicit_construction(without_copies(arm)) ? main_offset(arm->getEndLoc()) : std::nullopt;
                 operand_site(arm, from, false, end ? line_at(*end) : 0);
@@ -1504,6 +1511,14 @@ private:
                         block_entry_site(block, line_at(*close), *close, false);
                 }
             std::optional<unsigned> close = main_offset(block->getRBracLoc());
+            // "void f(int a,\n    int b) {}": gcov counts the end of an empty
+            // body on its line, as often as the function is entered.
+            if (close && brace && block->body_empty() && line_at(*brace) == line_at(*close) &&
+                line_at(*close) > line_at(anchor) && counting_lines()) {
+                Site alias = new_site(line_at(*close), *brace);
+                alias.same_as = anchor;
+                sites_.push_back(std::move(alias));
+            }
             if (functions_)
                 functions_->push_back({shown, line_at(anchor), close ? line_at(*close) : line_at(anchor), file_});
         }
@@ -1587,8 +1602,8 @@ private:
             if (list->getNumExprs() > 0) first = list->getExpr(0);
         } else if (auto* braces = dyn_cast<InitListExpr>(e)) {
             if (braces->getNumInits() > 0) first = braces->getInit(0);
-        } else {
-            first = init;
+        } else if (!isa<ImplicitValueInitExpr>(e)) {
+            first = init;  // "count_()" of a number stores a zero: written nowhere, like a construction
         }
         // A constant counts too ("done_(false)": the member is stored on
         // that line), except in braces, where a comma would make it narrow.

@@ -101,7 +101,7 @@ struct Pair {
     Pair(int x, int y)  //+
         : a(x),  //+
           b(std::max(y,  //+ gcov: counts two blocks of this line
-                     0)) {}  // gcov: counts the constructor's end
+                     0)) {}  //+ an empty body: its end counts each entry
 };
 
 struct Node {
@@ -119,7 +119,7 @@ Node::Node(const char* name_,  //+
           name_),
       weight(weight_),  //+
       next(nullptr),  //+ constants are stored on their lines
-      seen(false),  //+
+      seen(),  //+ a number made without arguments: a zero stored there
       marks() {}  //+ made without arguments: counts as the constructor's entry
 
 // Defaulted and deleted functions have no body of their own to count.
