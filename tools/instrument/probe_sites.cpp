@@ -1521,6 +1521,8 @@ private:
             }
             if (functions_)
                 functions_->push_back({shown, line_at(anchor), close ? line_at(*close) : line_at(anchor), file_});
+        } else if (block && !constexpr_function) {
+            macro_function_site(block, shown);
         }
         std::string saved_name = std::move(enclosing_name_);
         enclosing_name_ = shown;
@@ -1617,6 +1619,49 @@ private:
         }
     }
 
+    // A function that a macro's use defines, body and all
+    // ("GETTER(name, value)" with "#define GETTER(n, v) int n() { return v; }"):
+    // gcov counts its entries on the line of the use. Nothing can be written
+    // inside the use, so the instrumented text defines the macro again around
+    // it, with the count after the body's opening brace. Only where that brace
+    // is the macro's own text, not an argument's or another macro's.
+    void macro_function_site(const CompoundStmt* block, const std::string& shown) {
+        SourceLocation brace = block->getLBracLoc();
+        if (!brace.isMacroID() || sm_.isMacroArgExpansion(brace)) return;
+        CharSourceRange use = sm_.getImmediateExpansionRange(brace);
+        std::optional<unsigned> begin = main_offset(use.getBegin());
+        std::optional<unsigned> end = main_offset(Lexer::getLocForEndOfToken(use.getEnd(), 0, sm_, lo_));
+        if (!begin || !end || *end <= *begin || !macro_copies_.insert(*begin).second) return;
+        // The definition's text: its logical line, from the macro's name.
+        std::pair<FileID, unsigned> spelled = sm_.getDecomposedLoc(sm_.getSpellingLoc(brace));
+        llvm::StringRef text = sm_.getBufferData(spelled.first);
+        std::string name = Lexer::getImmediateMacroName(brace, sm_, lo_).str();
+        if (name.empty() || spelled.second >= text.size() || text[spelled.second] != '{') return;
+        size_t start = text.rfind('\n', spelled.second);
+        start = start == llvm::StringRef::npos ? 0 : start + 1;
+        while (start >= 2 && text[start - 2] == '\\') {
+            size_t before = text.rfind('\n', start - 2);
+            start = before == llvm::StringRef::npos ? 0 : before + 1;
+        }
+        size_t stop = spelled.second;
+        while (stop < text.size() && !(text[stop] == '\n' && (stop == 0 || text[stop - 1] != '\\'))) ++stop;
+        llvm::StringRef head = text.slice(start, spelled.second + 1).ltrim();
+        if (!head.consume_front("#")) return;
+        head = head.ltrim();
+        if (!head.consume_front("define")) return;
+        head = head.ltrim();
+        if (!head.startswith(name)) return;
+        Site site = new_site(line_at(*begin), *begin);
+        site.function_entry = true;
+        Probe p{Probe::macro_copy, *begin};
+        p.end = *end;
+        p.macro = std::make_shared<MacroCopy>(
+            MacroCopy{name, head.str(), text.slice(spelled.second + 1, stop).str(), line_at(*end)});
+        site.probes.push_back(p);
+        sites_.push_back(std::move(site));
+        if (functions_) functions_->push_back({shown, line_at(*begin), line_at(*end), file_});
+    }
+
     bool is_lambda_without_constexpr(const FunctionDecl* fd) const {
         auto* method = dyn_cast<CXXMethodDecl>(fd);
         if (!method || !method->getParent()->isLambda()) return false;
@@ -1685,6 +1730,7 @@ private:
     bool constant_context_ = false;  // walking what must stay a constant expression
     std::vector<Site> sites_;
     std::set<const Stmt*> seen_bodies_;
+    std::set<unsigned> macro_copies_;  // macro uses whose macro is defined again around them
     std::set<const Expr*> chained_calls_;  // member calls inside a counted chain or arguments
     std::set<const CXXOperatorCallExpr*> end_chain_inner_;  // operators whose chain counts its end already
     std::set<const Expr*> counted_by_statement_;  // operands whose line their statement counts

@@ -302,6 +302,19 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
         for (const Wrap& w : site.wraps) wraps.insert(w);
         int counter = style == ProbeStyle::function ? scope_number++ : counter_of[site.line];
         for (const Probe& p : site.probes) {
+            if (p.form == Probe::macro_copy) {
+                // The use keeps its lines: #line puts it back where it was.
+                Probe in_body = p;
+                in_body.form = Probe::statement;
+                const MacroCopy& m = *p.macro;
+                std::string count = probe_text(source, names, style, site, in_body, counter, (*unique)++);
+                inserts.push_back({p.offset, 2, 0, sequence++,
+                                   "\n#pragma push_macro(\"" + m.name + "\")\n#undef " + m.name + "\n#define " + m.head +
+                                       " " + count + m.rest + "\n#line " + std::to_string(site.line) + "\n"});
+                inserts.push_back({p.end, 0, 0, sequence++,
+                                   "\n#pragma pop_macro(\"" + m.name + "\")\n#line " + std::to_string(m.end_line) + "\n"});
+                continue;
+            }
             std::string text = probe_text(source, names, style, site, p, counter, (*unique)++);
             if (p.at_body_end) {
                 // Inside the wrap that opens at body_start, after anything that

@@ -2,6 +2,7 @@
 #ifndef MIRT_INSTRUMENT_PROBE_TEXT_H
 #define MIRT_INSTRUMENT_PROBE_TEXT_H
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,6 +21,16 @@ inline bool counts_in_tables(ProbeStyle style) { return style == ProbeStyle::tab
 // "table", "atomic", "line" or "function"; false for anything else.
 bool parse_style(const std::string& name, ProbeStyle* style);
 const char* style_name(ProbeStyle style);
+
+// A macro's definition, cut where a count goes into its copy: "NAME(a, b)
+// ... {" and what follows, continuation lines and all; and the line where
+// the use that the copy serves ends.
+struct MacroCopy {
+    std::string name;
+    std::string head;
+    std::string rest;
+    int end_line = 0;
+};
 
 // One probe placed in the text at a byte offset of the original file.
 struct Probe {
@@ -43,6 +54,9 @@ struct Probe {
                       // byte): counts its end by its condition; a label after
                       // the count takes the loop's breaks past it
         break_jump,   // before a break of that loop: the jump to that label
+        macro_copy,   // a macro use from offset to end whose macro defines a
+                      // function: the macro is defined again around the use,
+                      // with the count after the body's opening brace (macro)
     };
     Form form = statement;
     unsigned offset = 0;
@@ -53,6 +67,7 @@ struct Probe {
     unsigned body_start = 0;
     unsigned end = 0;  // operand, decision: the byte after the expression
     int outcome = 0;   // a branch site's outcome that this probe counts
+    std::shared_ptr<const MacroCopy> macro = nullptr;  // macro_copy
 };
 
 // A statement that must become a block so that a probe can go before it:

@@ -12,6 +12,9 @@
 
 #define BLOCK(x) { std::printf("%d\n", x); std::printf("%d\n", x); }
 #define CHECKED(c) if (c) ; else std::cerr
+#define CONSTANT_FUNCTION(name, value) \
+    static int name() { return value; }
+CONSTANT_FUNCTION(answer, 42)  //+ a function that a macro's use defines
 // As a test framework checks: the verdict owns its message.
 struct Verdict {
     std::string message;
@@ -159,7 +162,7 @@ static int counter() {  //+
 int main(int argc, char**) {  //+
     std::vector<int> ints{3, 1, 4, 1, 5, 9, 2, 6};  //+
     std::vector<double> reals{0.5, 1.5, 2.5};  //+
-    int total = clamp_sum(ints, 12) + static_cast<int>(clamp_sum(reals, 100.0));  //+
+    int total = clamp_sum(ints, 12) + static_cast<int>(clamp_sum(reals, 100.0)) + answer() - 42;  //+
     auto twice = [](int x) { return 2 * x; };  //+
     auto shout = [&total](const char* what) {  //+ gcov: counts the closure on its last line
         total += static_cast<int>(std::strlen(what));  //+
