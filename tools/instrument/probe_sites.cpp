@@ -280,6 +280,13 @@ private:
                 return start && line_at(*start) > first ? std::optional<int>(line_at(*start)) : std::nullopt;
             }
             if (v->hasGlobalStorage()) return {};
+            if (v->getInitStyle() == VarDecl::CInit) {
+                if (std::optional<unsigned> chosen = choice_at(init)) {
+                    at = chosen;
+                    if (line_at(*at) <= first) return {};
+                    return line_at(*at);
+                }
+            }
             if (v->getInitStyle() == VarDecl::CInit && runs_code(init)) {
                 if (in_template_ && !v->getType()->isScalarType() && !v->getType()->isReferenceType()) {
                     counted_by_statement_.insert(init);
@@ -314,6 +321,7 @@ private:
             // the statement runs on its last line, unless its first line
             // has code of its own.
             if (!later && !at) at = value_at_end(e, first);
+            if (!later && !at) at = after_object_alone(e, first);
             // "out << \"a \"\n    \"b\";": the first call of the chain, and with
             // it the statement's code, starts on the line of the last piece.
             if (!later && !at) {
@@ -329,11 +337,72 @@ private:
         } else if (auto* r = dyn_cast<ReturnStmt>(s); r && r->getRetValue()) {
             if (in_template_) at = first_continued_operator(r->getRetValue());
             if (!at) at = new_initialiser_end(r->getRetValue());
+            if (!at) at = choice_at(r->getRetValue());
             if (!at) at = value_at_end(r->getRetValue(), first);
         }
         if (!at || line_at(*at) <= first) return {};
         if (later) counted_by_statement_.insert(later);
         return line_at(*at);
+    }
+
+    // "errors\n    << a << b;", "out\n    .put(c);": a first line that only
+    // names the object of a member's call holds no code; the statement runs
+    // where the first call's operator, "." or "->" stands.
+    std::optional<unsigned> after_object_alone(const Expr* e, int first) {
+        const Expr* object = nullptr;
+        const Expr* counted = nullptr;
+        std::optional<unsigned> at;
+        for (const Expr* cur = without_copies(e);;) {
+            if (auto* op = dyn_cast<CXXOperatorCallExpr>(cur);
+                op && op->getNumArgs() == 2 && op->isInfixBinaryOp() &&
+                (!op->getCalleeDecl() || isa<CXXMethodDecl>(op->getCalleeDecl()))) {
+                object = op->getArg(0);
+                counted = op->getArg(1);
+                at = main_offset(op->getOperatorLoc());
+            } else if (auto* call = dyn_cast<CXXMemberCallExpr>(cur)) {
+                auto* member = dyn_cast<MemberExpr>(call->getCallee()->IgnoreParens());
+                if (!member || member->isImplicitAccess()) return {};
+                object = member->getBase();
+                counted = call;
+                at = main_offset(member->getOperatorLoc());
+            } else {
+                break;
+            }
+            cur = without_copies(object);
+        }
+        if (!object || !at || line_at(*at) <= first || runs_code(object)) return {};
+        std::optional<unsigned> object_end = main_offset(object->getEndLoc());
+        if (!object_end || line_at(*object_end) != first) return {};
+        counted_by_statement_.insert(counted);
+        return at;
+    }
+
+    // Where a value chosen by ?: is computed when its condition has no code
+    // of its own and an arm has: where "?" stands; when the condition is a
+    // constant, where the chosen arm starts (gcc keeps that arm alone).
+    std::optional<unsigned> choice_at(const Expr* value) {
+        auto* c = dyn_cast<ConditionalOperator>(value->IgnoreParenImpCasts());
+        if (!c) return {};
+        const Expr* cond = c->getCond();
+        bool chosen = false;
+        if (!cond->isValueDependent() && !cond->isTypeDependent() && cond->EvaluateAsBooleanCondition(chosen, ctx_)) {
+            const Expr* arm = chosen ? c->getTrueExpr() : c->getFalseExpr();
+            counted_by_statement_.insert(c->getTrueExpr());
+            counted_by_statement_.insert(c->getFalseExpr());
+            return begin_offset(arm->getBeginLoc());
+        }
+        if (!register_test(cond) || constant_arms(c)) return {};
+        if (!runs_code(c->getTrueExpr()) && !runs_code(c->getFalseExpr()) && !makes_object(c->getTrueExpr()) &&
+            !makes_object(c->getFalseExpr()))
+            return {};
+        return main_offset(c->getQuestionLoc());
+    }
+    bool constant_arms(const ConditionalOperator* c) const {
+        return constant_value(c->getTrueExpr()) && constant_value(c->getFalseExpr());
+    }
+    bool constant_value(const Expr* e) const {
+        return isa<StringLiteral>(e->IgnoreParenImpCasts()) ||
+               (!e->isValueDependent() && !e->isTypeDependent() && e->isEvaluatable(ctx_));
     }
 
     // Where gcc places the code of a value that a statement computes when
@@ -964,7 +1033,15 @@ private:
                     continue;
                 std::optional<unsigned> end =
                     explicit_construction(without_copies(arm)) ? main_offset(arm->getEndLoc()) : std::nullopt;
-                operand_site(arm, from, false, end ? line_at(*end) : 0);
+                // A constant number as an arm: its line counts every
+                // evaluation of the ?: (gcc stores the chosen value there),
+                // unless both arms are constants (gcc then computes the value
+                // from the test).
+                if (constant_arms(c)) break;
+                std::optional<unsigned> arm_at = begin_offset(arm->getBeginLoc());
+                if (constant_value(arm) && arm->getType()->isArithmeticType() && arm_at)
+                    operand_site(c, from, true, line_at(*arm_at));
+                else operand_site(arm, from, false, end ? line_at(*end) : 0);
             }
         } else if (auto* call = dyn_cast<CallExpr>(e)) {
             // Built-ins may want constants, and a comma is not one (library
@@ -987,7 +1064,7 @@ private:
                 // placed at its end, only the outermost counts, on the
                 // chain's last line.
                 continued = nullptr;
-                if (!end_chain_inner_.count(op_call)) {
+                if (!end_chain_inner_.count(op_call) && !chained_calls_.count(op_call)) {
                     if (placed_at_end(op_call))
                         for (const CXXOperatorCallExpr* inner : end_chain(op_call)) end_chain_inner_.insert(inner);
                     continued = op_call->getArg(1);
@@ -1019,11 +1096,15 @@ private:
             const Expr* object = member_operator && call->getNumArgs() > 0 ? call->getArg(0) : nullptr;
             for (const Expr* arg : call->arguments()) {
                 // A member call as an argument is placed with its call, also
-                // where its "." or its operator begins a line.
+                // where its "." or its operator begins a line; so is an
+                // operator's call, also one that makes a string.
                 if (auto* member = dyn_cast<CallExpr>(arg->IgnoreParens());
                     member && arg != object && !in_template_ &&
                     (isa<CXXMemberCallExpr>(member) || isa<CXXOperatorCallExpr>(member)))
                     chained_calls_.insert(member);
+                if (auto* made = dyn_cast<CXXOperatorCallExpr>(bound_value(arg));
+                    made && !isa<CXXOperatorCallExpr>(call) && !in_template_ && makes_by_operator(made))
+                    chained_calls_.insert(made);
                 if (arg != continued) argument_site(arg, from);
             }
         } else if (auto* made = dyn_cast<CXXTemporaryObjectExpr>(e)) {
@@ -1033,6 +1114,20 @@ private:
         } else if (auto* cast = dyn_cast<CXXFunctionalCastExpr>(e)) {
             if (const CXXConstructExpr* construction = explicit_construction(cast))
                 for (const Expr* arg : construction->arguments()) argument_site(arg, from);
+        }
+    }
+
+    // The value that a reference or a parameter binds: past a temporary's
+    // making and conversions that change nothing.
+    static const Expr* bound_value(const Expr* e) {
+        for (;;) {
+            e = e->IgnoreParens();
+            if (auto* m = dyn_cast<MaterializeTemporaryExpr>(e)) e = m->getSubExpr();
+            else if (auto* b = dyn_cast<CXXBindTemporaryExpr>(e)) e = b->getSubExpr();
+            else if (auto* c = dyn_cast<ImplicitCastExpr>(e); c && c->getCastKind() == CK_NoOp) e = c->getSubExpr();
+            else if (auto* k = dyn_cast<CXXConstructExpr>(e); k && k->isElidable() && k->getNumArgs() == 1)
+                e = k->getArg(0);
+            else return e;
         }
     }
 

@@ -187,7 +187,7 @@ int main(int argc, char**) {  //+
               doubled(argc) > 1;  //+
     int v = ok ?  //+
         doubled(3) :  //+
-        4;  // gcov: counts the end of the statement here
+        4;  //+ a constant arm: the value is stored here, whichever arm ran
     std::printf("%d\n",  //+
                 v);
     std::printf("%d %d\n", v,  //+ an argument that is a call: placed with its call
@@ -222,7 +222,7 @@ int main(int argc, char**) {  //+
            "a third\n";  //+
     const char* const greeting =  // code on the next line only: counted there
         std::strchr("xhello", 'h');  //+
-    out  //+
+    out  // only the object's name: no code
         .put(greeting[0]);  //+ and a member call
     std::string name;  //+
     name =
