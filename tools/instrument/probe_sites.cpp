@@ -281,6 +281,17 @@ private:
             }
             if (v->hasGlobalStorage()) return {};
             if (v->getInitStyle() == VarDecl::CInit) {
+                // "bool ok =\n    (a || b) &&\n    c;" without calls (or "?:" with
+                // a comparison): the value is stored where the declaration
+                // stands, and the test starts its own line.
+                const Expr* bare = init->IgnoreParenImpCasts();
+                auto* logical = dyn_cast<BinaryOperator>(bare);
+                auto* choice = dyn_cast<ConditionalOperator>(bare);
+                bool tested = choice && !isa<DeclRefExpr>(choice->getCond()->IgnoreParenImpCasts());
+                if (!runs_code(init) && ((logical && logical->isLogicalOp()) || tested)) {
+                    operand_site(init, first);
+                    return {};
+                }
                 if (std::optional<unsigned> chosen = choice_at(init)) {
                     at = chosen;
                     if (line_at(*at) <= first) return {};
@@ -426,8 +437,10 @@ private:
             if (located_code(op->getArg(0), first)) return {};
             e = op;
         } else if (auto* call = made_by_call(e) ? dyn_cast<CallExpr>(e) : nullptr) {
+            std::optional<unsigned> start = begin_offset(call->getBeginLoc());
+            int call_line = start ? line_at(*start) : first;
             for (const Expr* arg : call->arguments())
-                if (located_code(arg, first)) return {};
+                if (located_code(arg, first) || located_code(arg, call_line)) return {};
             op = nullptr;
         } else if (const CXXConstructExpr* made = explicit_construction(e)) {
             // "T x = T(a,\n    b);": made at its closing parenthesis.
@@ -1037,8 +1050,14 @@ private:
                 // evaluation of the ?: (gcc stores the chosen value there),
                 // unless both arms are constants (gcc then computes the value
                 // from the test).
-                if (constant_arms(c)) break;
                 std::optional<unsigned> arm_at = begin_offset(arm->getBeginLoc());
+                // Two constant arms after a test that calls: both lines count
+                // every evaluation; after one that does not, gcc computes
+                // the value from the test alone.
+                if (constant_arms(c)) {
+                    if (runs_code(c->getCond()) && arm_at) operand_site(c, from, true, line_at(*arm_at));
+                    continue;
+                }
                 if (constant_value(arm) && arm->getType()->isArithmeticType() && arm_at)
                     operand_site(c, from, true, line_at(*arm_at));
                 else operand_site(arm, from, false, end ? line_at(*end) : 0);
@@ -1107,6 +1126,10 @@ private:
                     chained_calls_.insert(made);
                 if (arg != continued) argument_site(arg, from);
             }
+        } else if (auto* cast = dyn_cast<ExplicitCastExpr>(e);
+                   cast && !ctx_.hasSameUnqualifiedType(cast->getType(), cast->getSubExpr()->getType())) {
+            // "static_cast<long>(\n    f())": the call keeps its own line.
+            if (auto* inner = dyn_cast<CallExpr>(cast->getSubExpr()->IgnoreParenImpCasts())) operand_site(inner, from);
         } else if (auto* made = dyn_cast<CXXTemporaryObjectExpr>(e)) {
             // "T(a,\n    b)": its arguments as a call's.
             if (made->getParenOrBraceRange().isValid() && !made->isListInitialization())
@@ -1287,6 +1310,8 @@ private:
             if (!v) continue;
             if (v->getType()->isVariablyModifiedType()) return true;
             const Expr* init = v->getInit();
+            // "T x;" in a template: taken as an object that its constructor makes.
+            if (!init && v->getType()->isDependentType() && v->hasLocalStorage()) return true;
             if (!init) continue;
             // A lambda that captures nothing is an empty object: no code.
             if (auto* lambda = dyn_cast<LambdaExpr>(without_copies(init)))
