@@ -1586,7 +1586,9 @@ private:
     void walk_function(const FunctionDecl* fd, const Stmt* body, SourceLocation name) {
         if (!fd || !body || !seen_bodies_.insert(body).second) return;
         if (auto* co = dyn_cast<CoroutineBodyStmt>(body)) body = co->getBody();
-        // A defaulted or deleted function has no body written anywhere.
+        // A defaulted or deleted function has no body written anywhere
+        // (the parser makes an empty one for a defaulted function in use).
+        if (fd->isExplicitlyDefaulted() && emitted_here(fd)) defaulted_in_macro_site(fd, function_name(fd, 0));
         if (fd->isConsteval() || fd->hasAttr<NakedAttr>() || fd->isDefaulted() || fd->isDeleted()) return;
         if (!emitted_here(fd)) return;
         bool constexpr_function = fd->isConstexpr();
@@ -1747,36 +1749,74 @@ private:
     // is the macro's own text, not an argument's or another macro's.
     void macro_function_site(const CompoundStmt* block, const std::string& shown) {
         SourceLocation brace = block->getLBracLoc();
-        if (!brace.isMacroID() || sm_.isMacroArgExpansion(brace)) return;
-        CharSourceRange use = sm_.getImmediateExpansionRange(brace);
+        std::pair<FileID, unsigned> spelled = sm_.getDecomposedLoc(sm_.getSpellingLoc(brace));
+        if (brace.isMacroID() && sm_.getBufferData(spelled.first).substr(spelled.second, 1) == "{")
+            macro_copy_site(brace, spelled.second + 1, 0, false, 1, shown);
+    }
+
+    // A constructor or destructor that a macro's definition defaults ("X() =
+    // default;" in a test framework's class of each test): gcov counts its
+    // entries on the line of the use too, and the copy of the macro gives it
+    // a body that counts. A virtual destructor counts twice a call, as gcc
+    // makes two functions of it there (the one that deletes calls the other).
+    // Only in classes with virtual functions, which no constant expression
+    // makes.
+    void defaulted_in_macro_site(const FunctionDecl* fd, const std::string& shown) {
+        auto* method = dyn_cast<CXXMethodDecl>(fd);
+        if (!method || !method->isExplicitlyDefaulted() || !method->getParent()->isPolymorphic() ||
+            !(isa<CXXConstructorDecl>(method) || isa<CXXDestructorDecl>(method)))
+            return;
+        SourceLocation keyword = fd->getEndLoc();
+        if (!keyword.isMacroID()) return;
+        std::pair<FileID, unsigned> spelled = sm_.getDecomposedLoc(sm_.getSpellingLoc(keyword));
+        llvm::StringRef text = sm_.getBufferData(spelled.first);
+        // The declaration ends at the keyword's first or last character.
+        size_t word = spelled.second;
+        if (text.substr(word, 7) != "default" && word >= 6 && text.substr(word - 6, 7) == "default") word -= 6;
+        if (text.substr(word, 7) != "default") return;
+        size_t equals = text.substr(0, word).find_last_not_of(" \t\\\r\n");
+        if (equals == llvm::StringRef::npos || text[equals] != '=') return;
+        int repeat = isa<CXXDestructorDecl>(method) && method->isVirtual() ? 2 : 1;
+        macro_copy_site(keyword, equals, word + 7 - equals, true, repeat, shown);
+    }
+
+    // A count written into a copy of the macro whose definition spells the
+    // code at loc: at byte at of that definition's file, in place of cut
+    // bytes, in braces or not, repeat times; around the use in the file that
+    // the code's expansion comes from.
+    void macro_copy_site(SourceLocation loc, size_t at, size_t cut, bool braces, int repeat, const std::string& shown) {
+        if (!loc.isMacroID() || sm_.isMacroArgExpansion(loc)) return;
+        CharSourceRange use = sm_.getExpansionRange(loc);
         std::optional<unsigned> begin = main_offset(use.getBegin());
         std::optional<unsigned> end = main_offset(Lexer::getLocForEndOfToken(use.getEnd(), 0, sm_, lo_));
-        if (!begin || !end || *end <= *begin || !macro_copies_.insert(*begin).second) return;
+        if (!begin || !end || *end <= *begin || !macro_copies_.insert({*begin, at}).second) return;
         // The definition's text: its logical line, from the macro's name.
-        std::pair<FileID, unsigned> spelled = sm_.getDecomposedLoc(sm_.getSpellingLoc(brace));
-        llvm::StringRef text = sm_.getBufferData(spelled.first);
-        std::string name = Lexer::getImmediateMacroName(brace, sm_, lo_).str();
-        if (name.empty() || spelled.second >= text.size() || text[spelled.second] != '{') return;
-        size_t start = text.rfind('\n', spelled.second);
+        FileID defined_in = sm_.getFileID(sm_.getSpellingLoc(loc));
+        llvm::StringRef text = sm_.getBufferData(defined_in);
+        std::string name = Lexer::getImmediateMacroName(loc, sm_, lo_).str();
+        if (name.empty() || at + cut > text.size()) return;
+        size_t start = text.rfind('\n', at);
         start = start == llvm::StringRef::npos ? 0 : start + 1;
         while (start >= 2 && text[start - 2] == '\\') {
             size_t before = text.rfind('\n', start - 2);
             start = before == llvm::StringRef::npos ? 0 : before + 1;
         }
-        size_t stop = spelled.second;
+        size_t stop = at + cut;
         while (stop < text.size() && !(text[stop] == '\n' && (stop == 0 || text[stop - 1] != '\\'))) ++stop;
-        llvm::StringRef head = text.slice(start, spelled.second + 1).ltrim();
+        llvm::StringRef head = text.slice(start, at).ltrim();
         if (!head.consume_front("#")) return;
         head = head.ltrim();
         if (!head.consume_front("define")) return;
         head = head.ltrim();
         if (!head.startswith(name)) return;
+        size_t definition_start = at - head.size();
         Site site = new_site(line_at(*begin), *begin);
         site.function_entry = true;
+        site.function = ++functions_seen_;  // a function of its own, though on the line of others
         Probe p{Probe::macro_copy, *begin};
         p.end = *end;
-        p.macro = std::make_shared<MacroCopy>(
-            MacroCopy{name, head.str(), text.slice(spelled.second + 1, stop).str(), line_at(*end)});
+        p.macro = std::make_shared<MacroCopy>(MacroCopy{name, text.slice(definition_start, stop).str(),
+                                                        at - definition_start, cut, braces, repeat, line_at(*end)});
         site.probes.push_back(p);
         sites_.push_back(std::move(site));
         if (functions_) functions_->push_back({shown, line_at(*begin), line_at(*end), file_});
@@ -1850,7 +1890,7 @@ private:
     bool constant_context_ = false;  // walking what must stay a constant expression
     std::vector<Site> sites_;
     std::set<const Stmt*> seen_bodies_;
-    std::set<unsigned> macro_copies_;  // macro uses whose macro is defined again around them
+    std::set<std::pair<unsigned, size_t>> macro_copies_;  // macro uses and the places of counts in their copies
     std::set<const Expr*> chained_calls_;  // member calls inside a counted chain or arguments
     std::set<const CXXOperatorCallExpr*> end_chain_inner_;  // operators whose chain counts its end already
     std::set<const Expr*> counted_by_statement_;  // operands whose line their statement counts

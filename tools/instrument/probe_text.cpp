@@ -231,6 +231,13 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
 
     std::vector<Insert> inserts;
     std::set<Wrap> wraps;
+    struct MacroCount {
+        const MacroCopy* copy;
+        unsigned end;
+        int line;
+        std::string count;
+    };
+    std::map<std::pair<unsigned, std::string>, std::vector<MacroCount>> macro_counts;
     int sequence = 0;
     int scope_number = 0;
     // An expression wrapped in parentheses: they close before anything that
@@ -303,16 +310,13 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
         int counter = style == ProbeStyle::function ? scope_number++ : counter_of[site.line];
         for (const Probe& p : site.probes) {
             if (p.form == Probe::macro_copy) {
-                // The use keeps its lines: #line puts it back where it was.
                 Probe in_body = p;
                 in_body.form = Probe::statement;
-                const MacroCopy& m = *p.macro;
-                std::string count = probe_text(source, names, style, site, in_body, counter, (*unique)++);
-                inserts.push_back({p.offset, 2, 0, sequence++,
-                                   "\n#pragma push_macro(\"" + m.name + "\")\n#undef " + m.name + "\n#define " + m.head +
-                                       " " + count + m.rest + "\n#line " + std::to_string(site.line) + "\n"});
-                inserts.push_back({p.end, 0, 0, sequence++,
-                                   "\n#pragma pop_macro(\"" + m.name + "\")\n#line " + std::to_string(m.end_line) + "\n"});
+                std::string count;
+                // A function's scope is one object, however often its line counts.
+                for (int k = 0; k < (style == ProbeStyle::function ? 1 : p.macro->repeat); ++k)
+                    count += probe_text(source, names, style, site, in_body, counter, (*unique)++);
+                macro_counts[{p.offset, p.macro->name}].push_back({p.macro.get(), p.end, site.line, count});
                 continue;
             }
             std::string text = probe_text(source, names, style, site, p, counter, (*unique)++);
@@ -326,6 +330,26 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
                 inserts.push_back({p.offset, 2, 0, sequence++, text});
             }
         }
+    }
+    // Each macro around a use is defined again once, with all its counts;
+    // #line puts the use back where it was.
+    for (const auto& [use, counts] : macro_counts) {
+        const MacroCopy& first = *counts.front().copy;
+        std::string definition = first.definition;
+        std::vector<const MacroCount*> by_place;
+        for (const MacroCount& c : counts) by_place.push_back(&c);
+        std::sort(by_place.begin(), by_place.end(),
+                  [](const MacroCount* a, const MacroCount* b) { return a->copy->at > b->copy->at; });
+        for (const MacroCount* c : by_place) {
+            const MacroCopy& m = *c->copy;
+            std::string text = m.braces ? " { " + c->count + "} " : " " + c->count;
+            definition.replace(m.at, m.cut, text);
+        }
+        inserts.push_back({use.first, 2, 0, sequence++,
+                           "\n#pragma push_macro(\"" + first.name + "\")\n#undef " + first.name + "\n#define " +
+                               definition + "\n#line " + std::to_string(counts.front().line) + "\n"});
+        inserts.push_back({counts.front().end, 0, 0, sequence++,
+                           "\n#pragma pop_macro(\"" + first.name + "\")\n#line " + std::to_string(first.end_line) + "\n"});
     }
     for (const Wrap& w : wraps) {
         // Outer blocks open first and close last.

@@ -22,13 +22,17 @@ inline bool counts_in_tables(ProbeStyle style) { return style == ProbeStyle::tab
 bool parse_style(const std::string& name, ProbeStyle* style);
 const char* style_name(ProbeStyle style);
 
-// A macro's definition, cut where a count goes into its copy: "NAME(a, b)
-// ... {" and what follows, continuation lines and all; and the line where
-// the use that the copy serves ends.
+// A count that goes into a copy of a macro's definition: the definition
+// ("NAME(a, b) ...", continuation lines and all), the place of the count in
+// it, the bytes it replaces ("= default"), whether it is a body in braces,
+// how often it counts, and the line where the use that the copy serves ends.
 struct MacroCopy {
     std::string name;
-    std::string head;
-    std::string rest;
+    std::string definition;
+    size_t at = 0;
+    size_t cut = 0;
+    bool braces = false;
+    int repeat = 1;
     int end_line = 0;
 };
 

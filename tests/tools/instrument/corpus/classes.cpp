@@ -22,6 +22,20 @@ struct Verdict {
 };
 #define EXPECT_SMALL(v) switch (0) case 0: default: \
     if (const Verdict verdict_ = Verdict{(v) < 99 ? "" : "big"}) ; else std::puts(verdict_.message.c_str())
+// As a test framework declares a test: a class whose constructor and
+// destructor the macro defaults, and a body that follows its use.
+struct Case {
+    virtual ~Case() {}  //+
+    virtual int run() = 0;
+};
+#define CASE(name)                    \
+    struct name : Case {              \
+        name() = default;             \
+        ~name() override = default;   \
+        int run() override;           \
+    };                                \
+    int name::run()
+CASE(first_case) { return 1; }  //+ made, run, deleted (twice: two destructors); function style: one
 
 template <typename T>
 T clamp_sum(const std::vector<T>& v, T limit) {  //+
@@ -203,6 +217,9 @@ int main(int argc, char**) {  //+
     CHECKED(node->weight == 2) << "weight "  //+
                                << node->weight;  //+ after a macro's use: never run
     delete node;  //+
+    Case* test_case = new first_case;  //+
+    total += test_case->run() - 1;  //+
+    delete test_case;  //+
     Defaulted d;  //+
     Defaulted e(d);  //+
     std::div_t parts;
