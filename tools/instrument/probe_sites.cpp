@@ -1795,14 +1795,20 @@ private:
         llvm::StringRef text = sm_.getBufferData(defined_in);
         std::string name = Lexer::getImmediateMacroName(loc, sm_, lo_).str();
         if (name.empty() || at + cut > text.size()) return;
+        // Whether the line break at newline continues the line ("\\\n", "\\\r\n").
+        auto continued = [&](size_t newline) {
+            size_t before = newline;
+            if (before > 0 && text[before - 1] == '\r') --before;
+            return before > 0 && text[before - 1] == '\\';
+        };
         size_t start = text.rfind('\n', at);
         start = start == llvm::StringRef::npos ? 0 : start + 1;
-        while (start >= 2 && text[start - 2] == '\\') {
-            size_t before = text.rfind('\n', start - 2);
+        while (start >= 1 && continued(start - 1)) {
+            size_t before = start >= 2 ? text.rfind('\n', start - 2) : llvm::StringRef::npos;
             start = before == llvm::StringRef::npos ? 0 : before + 1;
         }
         size_t stop = at + cut;
-        while (stop < text.size() && !(text[stop] == '\n' && (stop == 0 || text[stop - 1] != '\\'))) ++stop;
+        while (stop < text.size() && !(text[stop] == '\n' && !continued(stop))) ++stop;
         llvm::StringRef head = text.slice(start, at).ltrim();
         if (!head.consume_front("#")) return;
         head = head.ltrim();
