@@ -509,11 +509,11 @@ private:
         const Expr* bare = e->IgnoreImplicit();
         auto* op = dyn_cast<CXXOperatorCallExpr>(bare);
         if (op && placed_at_end(op)) return located_code(op->getArg(0), line) || located_code(op->getArg(1), line);
-        const CallExpr* call = call_without_line(e);
         // A choice ("(a ? b : c)", "a && b") branches where it stands.
         const Expr* choice = e->IgnoreParenImpCasts();
         if (isa<ConditionalOperator>(choice) || (isa<BinaryOperator>(choice) && cast<BinaryOperator>(choice)->isLogicalOp()))
             return true;
+        const CallExpr* call = call_without_line(e);
         if (!call) return runs_code(e) || makes_object(e);
         const Expr* object = nullptr;
         if (auto* member = dyn_cast<CXXMemberCallExpr>(call)) object = member->getImplicitObjectArgument();
@@ -1037,30 +1037,26 @@ private:
         } else if (auto* c = dyn_cast<ConditionalOperator>(e)) {
             // An arm that is a ?: of its own whose condition calls nothing
             // ("a ? x\n    : b ? y\n    : z") has no line of its own: gcc
-            // places it with the condition.
-            // An arm that makes an object over several lines ("std::string(a,\n
-            // b)") is made where it ends.
+            // places it with the condition. A constant number as an arm: its
+            // line counts every evaluation of the ?: (gcc stores the chosen
+            // value there). Two constant arms count so only after a test that
+            // calls; after one that does not, gcc computes the value from the
+            // test alone. An arm that makes an object over several lines
+            // ("std::string(a,\n    b)") is made where it ends.
+            bool both_constant = constant_arms(c);
             for (const Expr* arm : {c->getTrueExpr(), c->getFalseExpr()}) {
                 if (auto* inner = dyn_cast<ConditionalOperator>(arm->IgnoreParenImpCasts());
                     inner && !runs_code(inner->getCond()))
                     continue;
-                std::optional<unsigned> end =
-                    explicit_construction(without_copies(arm)) ? main_offset(arm->getEndLoc()) : std::nullopt;
-                // A constant number as an arm: its line counts every
-                // evaluation of the ?: (gcc stores the chosen value there),
-                // unless both arms are constants (gcc then computes the value
-                // from the test).
                 std::optional<unsigned> arm_at = begin_offset(arm->getBeginLoc());
-                // Two constant arms after a test that calls: both lines count
-                // every evaluation; after one that does not, gcc computes
-                // the value from the test alone.
-                if (constant_arms(c)) {
-                    if (runs_code(c->getCond()) && arm_at) operand_site(c, from, true, line_at(*arm_at));
+                if (both_constant || (constant_value(arm) && arm->getType()->isArithmeticType())) {
+                    if (arm_at && (!both_constant || runs_code(c->getCond())))
+                        operand_site(c, from, true, line_at(*arm_at));
                     continue;
                 }
-                if (constant_value(arm) && arm->getType()->isArithmeticType() && arm_at)
-                    operand_site(c, from, true, line_at(*arm_at));
-                else operand_site(arm, from, false, end ? line_at(*end) : 0);
+                std::optional<unsigned> end =
+                    explicit_construction(without_copies(arm)) ? main_offset(arm->getEndLoc()) : std::nullopt;
+                operand_site(arm, from, false, end ? line_at(*end) : 0);
             }
         } else if (auto* call = dyn_cast<CallExpr>(e)) {
             // Built-ins may want constants, and a comma is not one (library
@@ -1763,7 +1759,7 @@ private:
     // makes.
     void defaulted_in_macro_site(const FunctionDecl* fd, const std::string& shown) {
         auto* method = dyn_cast<CXXMethodDecl>(fd);
-        if (!method || !method->isExplicitlyDefaulted() || !method->getParent()->isPolymorphic() ||
+        if (!method || !method->getParent()->isPolymorphic() ||
             !(isa<CXXConstructorDecl>(method) || isa<CXXDestructorDecl>(method)))
             return;
         SourceLocation keyword = fd->getEndLoc();
@@ -1897,7 +1893,7 @@ private:
     std::vector<Site> sites_;
     std::set<const Stmt*> seen_bodies_;
     std::set<std::pair<unsigned, size_t>> macro_copies_;  // macro uses and the places of counts in their copies
-    std::set<const Expr*> chained_calls_;  // member calls inside a counted chain or arguments
+    std::set<const Expr*> chained_calls_;  // calls placed with another: in a counted chain, or arguments
     std::set<const CXXOperatorCallExpr*> end_chain_inner_;  // operators whose chain counts its end already
     std::set<const Expr*> counted_by_statement_;  // operands whose line their statement counts
     std::set<const Stmt*> chained_labels_;
