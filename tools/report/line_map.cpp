@@ -201,7 +201,8 @@ MappedBranch branch_of(const LineMap* map, const std::string& file, int32_t id) 
     return MappedBranch{id / 100, 0, id % 100, "branch " + std::to_string(id % 100)};
 }
 
-void derive_counts(CoverageSet& set, const LineMap& map) {
+std::vector<std::string> derive_counts(CoverageSet& set, const LineMap& map) {
+    std::map<std::string, int32_t> mixed;  // file -> its first such line
     set.for_each_test([&](TestCase& t) {
         for (const auto& [name, file] : map.files()) {
             auto lines = t.files.find(name);
@@ -211,13 +212,22 @@ void derive_counts(CoverageSet& set, const LineMap& map) {
                 return found == lines->second.end() ? 0 : found->second;
             };
             if (lines != t.files.end())
-                for (const auto& [line, from] : file.same)
-                    if (int64_t n = count(from); n > 0) lines->second.emplace(line, n);
+                for (const auto& [line, from] : file.same) {
+                    if (lines->second.count(line) != 0) {
+                        auto [at, added] = mixed.emplace(name, line);
+                        if (!added) at->second = std::min(at->second, line);
+                    } else if (int64_t n = count(from); n > 0) {
+                        lines->second.emplace(line, n);
+                    }
+                }
             for (const auto& [id, branch] : file.branches)
                 if (branch.from_line != 0)
                     t.branches[name].emplace(id, std::max<int64_t>(0, count(branch.from_line) - count(branch.less_line)));
         }
     });
+    std::vector<std::string> out;
+    for (const auto& [name, line] : mixed) out.push_back(name + ":" + std::to_string(line));
+    return out;
 }
 
 void add_unrun_lines(CoverageSet& set, const LineMap& map) {

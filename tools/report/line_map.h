@@ -86,8 +86,11 @@ bool load_line_maps(const std::vector<std::string>& paths, LineMap& map, std::ve
 
 // Every test case gets the counts of the lines and branch outcomes that the
 // maps give from its line counts (mirt-cc leaves out their counters); a count
-// that the coverage lists itself stays.
-void derive_counts(CoverageSet& set, const LineMap& map);
+// that the coverage lists itself stays. Returns "FILE:LINE" for each file
+// where the coverage lists a count of a line that the maps give from
+// another: objects built from it with other macros (-D) counted that line
+// apart, and its count leaves out what the other objects ran.
+std::vector<std::string> derive_counts(CoverageSet& set, const LineMap& map);
 
 // Every test case gets each mapped line that it does not list, with count 0,
 // and each mapped file that it never touched: what could run but did not;

@@ -141,7 +141,10 @@ bool load(const Settings& s, bool with_map, Loaded& loaded) {
     }
     if (with_map && !load_map(s, loaded.map)) return false;
     loaded.have_map = !loaded.map.empty();
-    derive_counts(loaded.set, loaded.map);
+    for (const std::string& at : derive_counts(loaded.set, loaded.map))
+        std::cerr << "mirt-report: warning: " << at
+                  << " has a counter in some objects and takes another line's count in others (built with other "
+                     "macros?): the counts of such lines leave out what the other objects ran\n";
     apply_exclusion_markers(loaded.set, loaded.map, s.filters.source_root);
     apply_file_filters(loaded.set, loaded.map, s.filters);
     add_unrun_lines(loaded.set, loaded.map);
