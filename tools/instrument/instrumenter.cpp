@@ -232,7 +232,7 @@ InstrumentResult instrument_source(const std::string& source, Language language,
                                              [](const Site& site) { return site.same_as == 0; });
     std::vector<Site> aliases(std::make_move_iterator(first_alias), std::make_move_iterator(findings.sites.end()));
     findings.sites.erase(first_alias, findings.sites.end());
-    std::vector<Site> selected = select_sites(std::move(findings.sites));
+    std::vector<Site> selected = select_sites(std::move(findings.sites), &aliases);
     std::vector<SourceText> texts;
     for (size_t j = 0; j < findings.files.size(); ++j) {
         if (j == 0) {
@@ -243,9 +243,9 @@ InstrumentResult instrument_source(const std::string& source, Language language,
         other.path = absolute_path(findings.files[j].spelled);
         other.name = probe_name(other.path);
         other.original = findings.files[j].text;
-        other.lines = counted_lines(selected, static_cast<int>(j));
-        other.branches = branch_outcomes(selected, static_cast<int>(j));
         other.aliases = line_aliases(aliases, selected, static_cast<int>(j));
+        other.lines = counted_lines(selected, static_cast<int>(j), other.aliases);
+        other.branches = branch_outcomes(selected, static_cast<int>(j));
         // The #line keeps __FILE__ as the original build has it.
         texts.push_back({other.name, findings.files[j].text, findings.cplusplus, findings.files[j].spelled});
         result.others.push_back(std::move(other));
@@ -260,9 +260,9 @@ InstrumentResult instrument_source(const std::string& source, Language language,
                          : copies[j];
     }
     result.text = copies[0];
-    result.lines = counted_lines(selected);
-    result.branches = branch_outcomes(selected, 0);
     result.aliases = line_aliases(aliases, selected, 0);
+    result.lines = counted_lines(selected, 0, result.aliases);
+    result.branches = branch_outcomes(selected, 0);
     for (FunctionLines& f : findings.functions) {
         if (f.file == 0) result.functions.push_back(f);
         else result.others[static_cast<size_t>(f.file) - 1].functions.push_back(f);

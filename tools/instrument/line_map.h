@@ -10,7 +10,8 @@
 //   built NANOSECONDS            when the map was written (newest wins)
 //   style table|line|function
 //   file CHECKSUM NAME           a file whose lines follow, named as its probes name it
-//   lines N N N ...              its probed lines, ascending
+//   lines N N N ...              its counted lines, ascending, with those that count
+//                                what another line counts ("same", below)
 //   function FIRST LAST NAME     a function: the line its entry counts, its last line
 //   branch LINE ID D O TEXT      a branch outcome: its line, its counter's number in the
 //                                table "NAME#branches", its decision's place on the line,

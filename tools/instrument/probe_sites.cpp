@@ -224,8 +224,91 @@ private:
         if (std::optional<int> later = code_line(s, line)) line = *later;
         Site site = new_site(line, *begin);
         if (!probe_before(site, s, in_sequence)) return;
+        if (s == follow_.target) {
+            site.follows = follow_.base;
+            follow_.counted = true;
+        }
         sites_.push_back(std::move(site));
         if (counting_lines() && s->getBeginLoc().isMacroID()) statement_end_alias(s, *begin, line);
+    }
+
+    // ---- straight code ----
+
+    // Whether control that starts statement s always reaches its end, once,
+    // with nothing on the way that calls (a call may end the process or
+    // throw), throws, jumps or waits: an expression or a declaration of
+    // locals made of operators, constants and names. What follows s then
+    // runs as often as s does. Code whose meaning depends on a template's
+    // arguments may call anything.
+    static bool falls_through(const Stmt* s) {
+        if (isa<NullStmt>(s)) return true;
+        if (auto* ds = dyn_cast<DeclStmt>(s)) {
+            for (const Decl* d : ds->decls()) {
+                if (isa<TypedefNameDecl>(d)) continue;
+                auto* v = dyn_cast<VarDecl>(d);
+                if (!v || !v->hasLocalStorage() || v->getType()->isDependentType() ||
+                    (v->getInit() && !plain_code(v->getInit())))
+                    return false;
+            }
+            return true;
+        }
+        return isa<Expr>(s) && plain_code(s);
+    }
+
+    static bool plain_code(const Stmt* e) {
+        if (auto* x = dyn_cast<Expr>(e); x && x->isInstantiationDependent()) return false;
+        if (isa<CallExpr>(e) || isa<CXXNewExpr>(e) || isa<CXXDeleteExpr>(e) || isa<CXXThrowExpr>(e) ||
+            isa<CXXDynamicCastExpr>(e) || isa<CXXTypeidExpr>(e) || isa<StmtExpr>(e) || isa<LambdaExpr>(e) ||
+            isa<BlockExpr>(e) || isa<CoroutineSuspendExpr>(e) || isa<ExprWithCleanups>(e) ||
+            isa<CXXBindTemporaryExpr>(e) || isa<CXXDefaultArgExpr>(e) || isa<CXXDefaultInitExpr>(e) ||
+            isa<AtomicExpr>(e) || isa<PseudoObjectExpr>(e) || isa<CXXInheritedCtorInitExpr>(e))
+            return false;
+        if (auto* c = dyn_cast<CXXConstructExpr>(e); c && !c->getConstructor()->isTrivial()) return false;
+        if (isa<UnaryExprOrTypeTraitExpr>(e)) return true;  // sizeof, alignof: nothing runs
+        for (const Stmt* child : e->children())
+            if (child && !plain_code(child)) return false;
+        return true;
+    }
+
+    // Whether a preprocessor directive stands between two offsets. Objects
+    // built from one source with other macros defined (-D) run other code
+    // there; one count for both lines would hold in some builds only, and
+    // the line map, which serves them all, must hold in every one.
+    bool directive_between(unsigned from, unsigned to) const {
+        for (size_t at = text_.find('\n', from); at != llvm::StringRef::npos && at < to; at = text_.find('\n', at + 1)) {
+            size_t next = at + 1;
+            while (next < text_.size() && (text_[next] == ' ' || text_[next] == '\t')) ++next;
+            if (next < to && next < text_.size() && text_[next] == '#') return true;
+        }
+        return false;
+    }
+
+    // The statements of a block in turn. Where control can only pass from
+    // one statement's site to the next one's (the first falls through, and
+    // the second is no label, which jumps reach), the second site follows
+    // the first, and select_sites may leave it without a counter. A label's
+    // site counts every arrival, so the statement under it follows it.
+    // entry: the anchor of the function's entry site when nothing runs
+    // between it and the first statement; 0 otherwise.
+    void walk_block(const CompoundStmt* block, unsigned entry) {
+        Follow saved = follow_;
+        unsigned base = entry;
+        for (const Stmt* child : block->body()) {
+            const Stmt* target = child;
+            if (is_label(child)) {
+                std::optional<unsigned> at = main_offset(child->getBeginLoc());
+                base = at ? *at : 0;
+                while (target && is_label(target)) target = sub_of_label(target);
+            }
+            // A macro's statement is counted before the macro's use.
+            std::optional<unsigned> at = target ? begin_offset(target->getBeginLoc()) : std::nullopt;
+            if (at && base && directive_between(base, *at)) base = 0;
+            follow_ = {target, at ? base : 0, false};
+            walk(child, true);
+            if (!target || !falls_through(target)) base = 0;
+            else if (follow_.counted) base = *at;
+        }
+        follow_ = saved;
     }
 
     // ---- the end of a macro's statement ----
@@ -1380,7 +1463,7 @@ private:
         if (!main_offset(begin)) return;
 
         if (auto* block = dyn_cast<CompoundStmt>(s)) {
-            for (const Stmt* child : block->body()) walk(child, true);
+            walk_block(block, 0);
         } else if (isa<NullStmt>(s)) {
         } else if (auto* ds = dyn_cast<DeclStmt>(s)) {
             if (has_code(ds, ctx_)) statement_site(s, in_sequence);
@@ -1581,6 +1664,7 @@ private:
 
     void walk_function(const FunctionDecl* fd, const Stmt* body, SourceLocation name) {
         if (!fd || !body || !seen_bodies_.insert(body).second) return;
+        bool coroutine = isa<CoroutineBodyStmt>(body);
         if (auto* co = dyn_cast<CoroutineBodyStmt>(body)) body = co->getBody();
         // A defaulted or deleted function has no body written anywhere
         // (the parser makes an empty one for a defaulted function in use).
@@ -1657,7 +1741,12 @@ private:
                 walk_expr(init->getInit());
             }
         }
-        walk(body, false);
+        // The first statement follows the entry, unless something runs
+        // between them: member initialisers, a coroutine's start.
+        if (block == body && entry && !coroutine && !isa<CXXConstructorDecl>(fd) && main_offset(body->getBeginLoc()))
+            walk_block(block, *entry);
+        else
+            walk(body, false);
 
         guarded_ = saved_guarded;
         function_ = saved_function;
@@ -1897,6 +1986,14 @@ private:
     std::set<const CXXOperatorCallExpr*> end_chain_inner_;  // operators whose chain counts its end already
     std::set<const Expr*> counted_by_statement_;  // operands whose line their statement counts
     std::set<const Stmt*> chained_labels_;
+    // The statement of a block whose site may follow the site at base, and
+    // whether that statement got a site (see walk_block).
+    struct Follow {
+        const Stmt* target = nullptr;
+        unsigned base = 0;
+        bool counted = false;
+    };
+    Follow follow_;
     std::vector<LoopFrame> loops_;
     std::vector<FunctionLines>* functions_;
     std::string enclosing_name_;  // of the function being walked

@@ -53,23 +53,82 @@ private:
 };
 }  // namespace
 
-std::vector<Site> select_sites(std::vector<Site> candidates) {
+namespace {
+using Roots = std::map<std::pair<int, unsigned>, unsigned>;  // (file, anchor) -> first site of its chain
+
+// The sites of straight code that need no counter of their own move from
+// kept to aliases; roots gets the first site of the chain of every site that
+// passes its count on (those that moved, and those that share a line with
+// the site that counts it).
+void derive_straight_code(std::vector<Site>& kept, const std::vector<Site>& dropped, std::vector<Site>& aliases,
+                          Roots& roots) {
+    const LineSites lines(kept);
+    std::vector<std::pair<const Site*, bool>> order;  // a site, and whether it counts its line
+    for (const Site& site : kept)
+        if (!site.branch && site.follows != 0) order.push_back({&site, true});
+    for (const Site& site : dropped) order.push_back({&site, false});
+    // A chain runs forward in its file: the site it follows is decided first.
+    std::sort(order.begin(), order.end(), [](const auto& a, const auto& b) {
+        return std::tie(a.first->file, a.first->anchor) < std::tie(b.first->file, b.first->anchor);
+    });
+    std::set<const Site*> moved;
+    for (const auto& [site, counts_line] : order) {
+        unsigned root = site->follows;
+        if (auto found = roots.find({site->file, root}); found != roots.end()) root = found->second;
+        int root_line = lines.only_site(site->file, root);
+        if (root_line == 0) continue;
+        if (counts_line && (lines.only_site(site->file, site->anchor) == 0 || site->line == root_line)) continue;
+        roots[{site->file, site->anchor}] = root;
+        if (counts_line) moved.insert(site);
+    }
+    std::vector<Site> rest;
+    for (Site& site : kept) {
+        if (!moved.count(&site)) {
+            rest.push_back(std::move(site));
+            continue;
+        }
+        Site alias;
+        alias.file = site.file;
+        alias.line = site.line;
+        alias.anchor = site.anchor;
+        alias.function = site.function;
+        alias.same_as = roots.at({site.file, site.anchor});
+        aliases.push_back(std::move(alias));
+    }
+    kept = std::move(rest);
+}
+}  // namespace
+
+std::vector<Site> select_sites(std::vector<Site> candidates, std::vector<Site>* aliases) {
     std::stable_sort(candidates.begin(), candidates.end(), [](const Site& a, const Site& b) {
         return std::tie(a.file, a.line, a.anchor) < std::tie(b.file, b.line, b.anchor);
     });
     std::vector<Site> kept;
+    std::vector<Site> dropped;  // sites of lines that another site counts, which may pass a count on
     std::set<std::tuple<int, int, int>> taken;  // (file, line, function)
-    for (Site& site : candidates)
+    for (Site& site : candidates) {
         if (site.branch || taken.insert({site.file, site.line, site.function}).second) kept.push_back(std::move(site));
+        else if (site.follows != 0) dropped.push_back(std::move(site));
+    }
 
+    Roots roots;
+    if (aliases) {
+        derive_straight_code(kept, dropped, *aliases, roots);
+        for (Site& alias : *aliases)
+            if (auto found = roots.find({alias.file, alias.same_as}); found != roots.end()) alias.same_as = found->second;
+    }
+    auto root_of = [&](int file, unsigned anchor) {
+        auto found = roots.find({file, anchor});
+        return found == roots.end() ? anchor : found->second;
+    };
     const LineSites lines(kept);
     for (Site& site : kept) {
         if (!site.branch) continue;
         site.derived.assign(site.outcomes.size(), {0, 0});
         for (size_t k = 0; k < site.sources.size() && k < site.outcomes.size(); ++k) {
             const OutcomeSource& from = site.sources[k];
-            int plus = from.plus ? lines.only_site(site.file, from.plus) : 0;
-            int minus = from.minus ? lines.only_site(site.file, from.minus) : 0;
+            int plus = from.plus ? lines.only_site(site.file, root_of(site.file, from.plus)) : 0;
+            int minus = from.minus ? lines.only_site(site.file, root_of(site.file, from.minus)) : 0;
             if (plus != 0 && (from.minus == 0 || (minus != 0 && minus != plus))) site.derived[k] = {plus, minus};
         }
     }
@@ -88,10 +147,11 @@ std::vector<LineAlias> line_aliases(const std::vector<Site>& aliases, const std:
     return out;
 }
 
-std::vector<int> counted_lines(const std::vector<Site>& sites, int file) {
+std::vector<int> counted_lines(const std::vector<Site>& sites, int file, const std::vector<LineAlias>& aliases) {
     std::set<int> lines;
     for (const Site& site : sites)
         if (site.file == file && !site.branch) lines.insert(site.line);
+    for (const LineAlias& alias : aliases) lines.insert(alias.line);
     return std::vector<int>(lines.begin(), lines.end());
 }
 

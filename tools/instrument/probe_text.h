@@ -116,6 +116,10 @@ struct Site {
     // A line without a probe that counts what the site at this anchor counts
     // (line_aliases decides whether it holds); 0 for every other site.
     unsigned same_as = 0;
+    // The anchor of the site that control always passes just before this
+    // one, with nothing between them that calls, jumps, throws or is jumped
+    // to: this site counts what that one counts. 0: none.
+    unsigned follows = 0;
 };
 
 // A line without a counter of its own that counts what another line counts.
@@ -158,10 +162,20 @@ struct FunctionLines {
 // Branch sites are all kept, each outcome's derived set where the sites that
 // its sources name were kept and are the only ones on their lines. Sites come
 // back ordered by file, line, then anchor.
-std::vector<Site> select_sites(std::vector<Site> candidates);
+//
+// With aliases (the lines without probes among the candidates, same_as set),
+// a site that follows another needs no counter when it is the only site on
+// its line and the first site of its chain is the only one on its own: it
+// joins the aliases, as a line that counts what that first site's line
+// counts. Aliases and outcome sources that name such a site then name the
+// first site of its chain. Straight code thus costs one increment, however
+// many lines it spans.
+std::vector<Site> select_sites(std::vector<Site> candidates, std::vector<Site>* aliases = nullptr);
 
-// The distinct counted lines of the sites of one file, ascending.
-std::vector<int> counted_lines(const std::vector<Site>& sites, int file = 0);
+// The distinct counted lines of the sites of one file, and the lines of its
+// aliases (lines that count what another line counts), ascending.
+std::vector<int> counted_lines(const std::vector<Site>& sites, int file = 0,
+                               const std::vector<LineAlias>& aliases = {});
 
 // The aliases among candidate sites (same_as set; not in the selection) that
 // hold once the sites are selected: the line they copy has no other site than

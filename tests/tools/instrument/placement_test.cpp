@@ -181,3 +181,41 @@ TEST(Placement, BranchOutcomesOfEveryDecision) {
                        "604 2.0 || true", "605 2.1 || false", "700 0.0 ?: true", "701 0.1 ?: false",
                        "800 0.0 switch case 3", "801 0.1 switch default"}));
 }
+
+// Straight code counts once: a line that control reaches only from the line
+// before it, with no call, jump or label between them, takes that line's
+// count from the map. A call, a label, a loop or an object made by a
+// constructor ends the run.
+TEST(Placement, StraightCodeTakesItsCountFromTheLineBefore) {
+    InstrumentResult r = instrument_text("s.cpp",
+                                         "#define STEP(v) v += 1\n"             // 1
+                                         "int g(int);\n"                        // 2
+                                         "struct S { S(); int n = 0; };\n"      // 3
+                                         "int f(int x) {\n"                     // 4  entry
+                                         "    int a = x + 1;\n"                 // 5  from 4
+                                         "    STEP(a);\n"                       // 6  from 4
+                                         "    a += g(a);\n"                     // 7  from 4
+                                         "    a -= 1;\n"                        // 8  after a call
+                                         "    switch (a) {\n"                   // 9  from 8
+                                         "    case 1:\n"                        // 10 a label
+                                         "        a = 2;\n"                     // 11 from 10
+                                         "        break;\n"                     // 12 from 10
+                                         "    }\n"
+                                         "    S s;\n"                           // 14 after a switch
+                                         "    a += s.n;\n"                      // 15 after a constructor
+                                         "    while (a > 9) a /= 2;\n"          // 16 a loop's condition
+                                         "    return a;\n"                      // 17 after a loop
+                                         "}\n"
+                                         "template <class T> T h(T t) {\n"      // 19
+                                         "    t = t + t;\n"                     // 20 from 19
+                                         "    return t;\n"                      // 21 after code that may call
+                                         "}\n"
+                                         "int k = h(2);\n",
+                                         {"g++", "-std=c++17"});
+    ASSERT_TRUE(r.parsed) << r.problem;
+    std::vector<std::pair<int, int>> same;
+    for (const LineAlias& a : r.aliases) same.push_back({a.line, a.same_as});
+    EXPECT_EQ(same, (std::vector<std::pair<int, int>>{{5, 4}, {6, 4}, {7, 4}, {9, 8}, {11, 10}, {12, 10}, {20, 19}}));
+    EXPECT_EQ(r.lines, (std::vector<int>{4, 5, 6, 7, 8, 9, 10, 11, 12, 14, 15, 16, 17, 19, 20, 21}))
+        << "the map lists every counted line, those without a counter of their own too";
+}

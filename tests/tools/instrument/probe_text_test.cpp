@@ -49,6 +49,37 @@ TEST(SelectSites, FirstCodeOfALineWinsInEachFunction) {
     EXPECT_EQ(counted_lines(kept), (std::vector<int>{3, 4, 5}));
 }
 
+// A site of straight code gives up its counter only where the map can say
+// what it counts: the first site of its chain alone on its line. A site that
+// shares a line with the one counting it still passes its count on, and an
+// outcome that its site's count gives follows the chain too.
+TEST(SelectSites, StraightCodeCountsThroughTheFirstSiteOfItsChain) {
+    auto following = [](Site s, unsigned base) {
+        s.follows = base;
+        return s;
+    };
+    Site decision;
+    decision.line = 6;
+    decision.anchor = 60;
+    decision.branch = true;
+    decision.outcomes = {"true", "false"};
+    decision.sources = {{50, 0}, {0, 0}};
+    std::vector<Site> aliases;
+    std::vector<Site> kept = select_sites({site_at(2, 10, 10), site_at(2, 20, 20, 1),  // two functions on line 2
+                                           following(site_at(3, 30, 30), 10),         // keeps its counter
+                                           site_at(4, 40, 40), following(site_at(4, 45, 45), 40),
+                                           following(site_at(5, 50, 50), 45), decision},
+                                          &aliases);
+    EXPECT_EQ(counted_lines(kept), (std::vector<int>{2, 3, 4}));
+    ASSERT_EQ(aliases.size(), 1u);
+    EXPECT_EQ(aliases[0].line, 5);
+    EXPECT_EQ(aliases[0].same_as, 40u);
+    EXPECT_EQ(line_aliases(aliases, kept, 0).at(0).same_as, 4);
+    ASSERT_EQ(kept.back().derived.size(), 2u);
+    EXPECT_EQ(kept.back().derived[0], (std::pair<int, int>{4, 0})) << "true: line 5's count, which line 4 holds";
+    EXPECT_FALSE(kept.back().is_derived(1));
+}
+
 // The styles' own texts where the builds of the other tests cannot tell them
 // apart: in C, which has no scope objects, a named point counts a function's
 // entry, and only the table style registers a table.
