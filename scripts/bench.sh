@@ -34,7 +34,7 @@ echo "== whole-program overhead: building the variants"
 bench/overhead/variants.sh "$build/bench-overhead" "$build/bin"
 echo "== whole-program overhead: $rounds rounds of size $size"
 bench/overhead/run.sh "$build/bench-overhead" "$size" "$rounds" \
-    plain gcov gcov_atomic clang_plain clang_profile clang_sancov mirt_table mirt_fn mirt_fn2 mirt_obj \
+    plain gcov gcov_atomic clang_plain clang_profile clang_sancov mirt_cc mirt_table mirt_fn mirt_fn2 mirt_obj \
     >"$scratch/overhead.txt"
 
 cpu=$(lscpu 2>/dev/null | sed -n 's/^Model name: *//p' | head -1)
@@ -91,6 +91,7 @@ cpu=$(lscpu 2>/dev/null | sed -n 's/^Model name: *//p' | head -1)
             what["clang_plain"] = "clang++ -O2, none"
             what["clang_profile"] = "clang++ -fprofile-instr-generate -fcoverage-mapping"
             what["clang_sancov"] = "clang++ -fsanitize-coverage=trace-pc-guard, counting callback"
+            what["mirt_cc"] = "mirt-cc, `table` style: its own probes for lines and branches"
             what["mirt_table"] = "mirt: `mirt_reg2` table, inline increment per block"
             what["mirt_fn"] = "mirt: `mirt_fn(int)` per block"
             what["mirt_fn2"] = "mirt: `mirt_fn2(file, line)` per block"
