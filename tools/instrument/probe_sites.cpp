@@ -234,40 +234,136 @@ private:
 
     // ---- straight code ----
 
-    // Whether control that starts statement s always reaches its end, once,
-    // with nothing on the way that calls (a call may end the process or
-    // throw), throws, jumps or waits: an expression or a declaration of
-    // locals made of operators, constants and names. What follows s then
-    // runs as often as s does. Code whose meaning depends on a template's
-    // arguments may call anything.
-    static bool falls_through(const Stmt* s) {
-        if (isa<NullStmt>(s)) return true;
+    // Whether control that starts statement s always leaves it at its end,
+    // once, with nothing on the way that may throw, end the process, jump
+    // elsewhere or wait for ever: declarations of locals and expressions made
+    // of operators, constants, names and calls that can only return (see
+    // returns_plainly), and ifs and switches of such code (a switch's breaks
+    // lead to its end). What follows s then runs as often as s does (a fault
+    // that a signal handler leaves by longjmp aside, as with gcov's blocks).
+    // Code whose meaning depends on a template's arguments may call anything.
+    bool falls_through(const Stmt* s, bool in_switch = false) {
+        if (!s || isa<NullStmt>(s)) return true;
         if (auto* ds = dyn_cast<DeclStmt>(s)) {
+            // A variably modified type computes its sizes where it is
+            // declared; a destructor or a cleanup function runs where the
+            // variable's block ends.
             for (const Decl* d : ds->decls()) {
-                if (isa<TypedefNameDecl>(d)) continue;
+                if (auto* t = dyn_cast<TypedefNameDecl>(d)) {
+                    if (t->getUnderlyingType()->isVariablyModifiedType()) return false;
+                    continue;
+                }
                 auto* v = dyn_cast<VarDecl>(d);
                 if (!v || !v->hasLocalStorage() || v->getType()->isDependentType() ||
-                    (v->getInit() && !plain_code(v->getInit())))
+                    v->getType()->isVariablyModifiedType() || v->getType().isDestructedType() ||
+                    v->hasAttr<CleanupAttr>() || (v->getInit() && !plain_code(v->getInit())))
                     return false;
             }
             return true;
         }
+        if (auto* block = dyn_cast<CompoundStmt>(s)) {
+            for (const Stmt* child : block->body())
+                if (!falls_through(child, in_switch)) return false;
+            return true;
+        }
+        if (auto* i = dyn_cast<IfStmt>(s))
+            return !i->isConstexpr() && !i->getInit() && !i->getConditionVariable() && plain_code(i->getCond()) &&
+                   falls_through(i->getThen(), in_switch) && falls_through(i->getElse(), in_switch);
+        if (auto* sw = dyn_cast<SwitchStmt>(s))
+            return !sw->getInit() && !sw->getConditionVariable() && plain_code(sw->getCond()) &&
+                   falls_through(sw->getBody(), true);
+        if (auto* c = dyn_cast<SwitchCase>(s)) return in_switch && falls_through(c->getSubStmt(), in_switch);
+        if (isa<BreakStmt>(s)) return in_switch;
+        if (auto* a = dyn_cast<AttributedStmt>(s)) return falls_through(a->getSubStmt(), in_switch);
+        // do { ... } while (0): the shape of many macros.
+        if (auto* d = dyn_cast<DoStmt>(s)) {
+            const Expr* cond = d->getCond()->IgnoreParenImpCasts();
+            auto* number = dyn_cast<IntegerLiteral>(cond);
+            auto* boolean = dyn_cast<CXXBoolLiteralExpr>(cond);
+            return ((number && number->getValue() == 0) || (boolean && !boolean->getValue())) &&
+                   falls_through(d->getBody());
+        }
         return isa<Expr>(s) && plain_code(s);
     }
 
-    static bool plain_code(const Stmt* e) {
+    bool plain_code(const Stmt* e) {
+        if (!e) return true;
         if (auto* x = dyn_cast<Expr>(e); x && x->isInstantiationDependent()) return false;
-        if (isa<CallExpr>(e) || isa<CXXNewExpr>(e) || isa<CXXDeleteExpr>(e) || isa<CXXThrowExpr>(e) ||
-            isa<CXXDynamicCastExpr>(e) || isa<CXXTypeidExpr>(e) || isa<StmtExpr>(e) || isa<LambdaExpr>(e) ||
-            isa<BlockExpr>(e) || isa<CoroutineSuspendExpr>(e) || isa<ExprWithCleanups>(e) ||
-            isa<CXXBindTemporaryExpr>(e) || isa<CXXDefaultArgExpr>(e) || isa<CXXDefaultInitExpr>(e) ||
+        if (isa<CXXNewExpr>(e) || isa<CXXDeleteExpr>(e) || isa<CXXThrowExpr>(e) || isa<CXXDynamicCastExpr>(e) ||
+            isa<CXXTypeidExpr>(e) || isa<StmtExpr>(e) || isa<LambdaExpr>(e) || isa<BlockExpr>(e) ||
+            isa<CoroutineSuspendExpr>(e) || isa<ExprWithCleanups>(e) || isa<CXXBindTemporaryExpr>(e) ||
             isa<AtomicExpr>(e) || isa<PseudoObjectExpr>(e) || isa<CXXInheritedCtorInitExpr>(e))
             return false;
-        if (auto* c = dyn_cast<CXXConstructExpr>(e); c && !c->getConstructor()->isTrivial()) return false;
-        if (isa<UnaryExprOrTypeTraitExpr>(e)) return true;  // sizeof, alignof: nothing runs
+        if (auto* call = dyn_cast<CallExpr>(e)) {
+            auto* method = dyn_cast_or_null<CXXMethodDecl>(call->getDirectCallee());
+            if ((method && method->isVirtual()) || !returns_plainly(call->getDirectCallee())) return false;
+        }
+        if (auto* c = dyn_cast<CXXConstructExpr>(e); c && !c->getConstructor()->isTrivial() &&
+                                                      !returns_plainly(c->getConstructor()))
+            return false;
+        if (auto* d = dyn_cast<CXXDefaultArgExpr>(e)) return plain_code(d->getExpr());
+        if (auto* d = dyn_cast<CXXDefaultInitExpr>(e)) return plain_code(d->getExpr());
+        // A thread's own variable made at its first use may run a constructor there.
+        if (auto* ref = dyn_cast<DeclRefExpr>(e))
+            if (auto* v = dyn_cast<VarDecl>(ref->getDecl()); v && v->getTLSKind() == VarDecl::TLS_Dynamic) return false;
+        // sizeof and alignof run nothing, unless of a type whose size is computed.
+        if (auto* u = dyn_cast<UnaryExprOrTypeTraitExpr>(e)) return !u->getTypeOfArgument()->isVariablyModifiedType();
         for (const Stmt* child : e->children())
             if (child && !plain_code(child)) return false;
         return true;
+    }
+
+    // Whether a call of f can only return: f is a built-in that only
+    // computes, or is defined in this translation unit with a body of
+    // straight code (above; no loop, which might not end) and returns. So
+    // are accessors, the standard containers' operator[] and size(),
+    // std::move and the like; a function that calls anything else (which may
+    // throw, exit or longjmp), or itself, is not. Each function is looked at
+    // once, and the answer depends on the function alone, so that every
+    // object built from a header decides alike.
+    bool returns_plainly(const FunctionDecl* f) {
+        if (!f) return false;
+        switch (f->getBuiltinID()) {
+        case 0: break;
+        case Builtin::BI__builtin_expect:
+        case Builtin::BI__builtin_unreachable:
+        case Builtin::BI__builtin_is_constant_evaluated:
+        case Builtin::BI__builtin_addressof:
+        case Builtin::BI__builtin_constant_p: return true;
+        default: return false;
+        }
+        // Another definition may take the place of one that is weak, or that
+        // other objects can see and that is not inline (a shared library's
+        // function may be interposed): only this one's body is known.
+        const FunctionDecl* definition = nullptr;
+        const Stmt* body = f->getBody(definition);
+        if (!body || !definition || definition->isVariadic() || definition->isWeak() ||
+            (definition->isExternallyVisible() && !definition->isInlined() &&
+             !definition->isTemplateInstantiation()))
+            return false;
+        auto [known, added] = plain_functions_.emplace(definition, false);  // false while being looked at
+        if (!added) return known->second;
+        bool plain = straight_body(body);
+        if (auto* ctor = dyn_cast<CXXConstructorDecl>(definition))
+            for (const CXXCtorInitializer* init : ctor->inits())
+                plain = plain && plain_code(init->getInit());
+        plain_functions_[definition] = plain;
+        return plain;
+    }
+
+    // A function's body of straight code, which may return anywhere.
+    bool straight_body(const Stmt* s) {
+        if (!s) return true;
+        if (auto* r = dyn_cast<ReturnStmt>(s)) return plain_code(r->getRetValue());
+        if (auto* block = dyn_cast<CompoundStmt>(s)) {
+            for (const Stmt* child : block->body())
+                if (!straight_body(child)) return false;
+            return true;
+        }
+        if (auto* i = dyn_cast<IfStmt>(s))
+            return !i->getInit() && !i->getConditionVariable() && plain_code(i->getCond()) &&
+                   straight_body(i->getThen()) && straight_body(i->getElse());
+        return falls_through(s);
     }
 
     // Whether a preprocessor directive stands between two offsets. Objects
@@ -810,7 +906,11 @@ private:
     // counted, false))". The operands of && and || count for themselves.
     // sources: where the line counts give the outcomes (see OutcomeSource).
     void decision_site(const Expr* cond, const std::string& kind, std::vector<OutcomeSource> sources = {}) {
-        if (!counting_branches() || !cond || is_logical(cond)) return;
+        if (!counting_branches() || !cond) return;
+        if (is_logical(cond)) {
+            last_operand_sources(cond, sources);
+            return;
+        }
         std::optional<unsigned> begin = begin_offset(cond->getBeginLoc());
         std::optional<unsigned> end = expr_end(cond);
         if (!begin || !end || *end <= *begin) return;
@@ -819,7 +919,33 @@ private:
         p.end = *end;
         site.probes.push_back(p);
         site.sources = std::move(sources);
+        if (auto found = operand_sources_.find({file_, *begin});
+            found != operand_sources_.end() && site.sources.empty()) {
+            site.sources = found->second;
+            operand_sources_.erase(found);
+        }
         sites_.push_back(std::move(site));
+    }
+
+    // The last operand of a condition decides it one way: "a && b" is true
+    // where b is, "a || b" false where b is. That outcome of the operand
+    // comes from where the condition's does (its sources), whether the
+    // operand's site is made before the condition's sources are known or
+    // after.
+    void last_operand_sources(const Expr* cond, const std::vector<OutcomeSource>& sources) {
+        auto* b = dyn_cast<BinaryOperator>(cond->IgnoreParenImpCasts());
+        if (!b || !b->isLogicalOp() || is_logical(b->getRHS())) return;
+        size_t k = b->getOpcode() == BO_LAnd ? 0 : 1;
+        std::optional<unsigned> at = begin_offset(b->getRHS()->getBeginLoc());
+        if (k >= sources.size() || sources[k].plus == 0 || !at) return;
+        std::vector<OutcomeSource> operand(2);
+        operand[k] = sources[k];
+        for (Site& site : sites_)
+            if (site.branch && site.file == file_ && site.anchor == *at && site.sources.empty()) {
+                site.sources = operand;
+                return;
+            }
+        operand_sources_[{file_, *at}] = operand;
     }
 
     // ---- outcomes that the line counts give ----
@@ -1994,6 +2120,8 @@ private:
         bool counted = false;
     };
     Follow follow_;
+    std::map<const FunctionDecl*, bool> plain_functions_;  // see returns_plainly
+    std::map<std::pair<int, unsigned>, std::vector<OutcomeSource>> operand_sources_;  // see last_operand_sources
     std::vector<LoopFrame> loops_;
     std::vector<FunctionLines>* functions_;
     std::string enclosing_name_;  // of the function being walked

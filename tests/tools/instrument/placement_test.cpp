@@ -183,39 +183,68 @@ TEST(Placement, BranchOutcomesOfEveryDecision) {
 }
 
 // Straight code counts once: a line that control reaches only from the line
-// before it, with no call, jump or label between them, takes that line's
-// count from the map. A call, a label, a loop or an object made by a
-// constructor ends the run.
+// before it, with nothing between them that may throw, jump, end the process
+// or is jumped to, takes that line's count from the map. A call of a
+// function that only computes and returns, and an if or switch of such code,
+// keep the run going; a call of anything else, a label, a loop or an object
+// made by a constructor defined elsewhere end it.
 TEST(Placement, StraightCodeTakesItsCountFromTheLineBefore) {
     InstrumentResult r = instrument_text("s.cpp",
-                                         "#define STEP(v) v += 1\n"             // 1
-                                         "int g(int);\n"                        // 2
-                                         "struct S { S(); int n = 0; };\n"      // 3
-                                         "int f(int x) {\n"                     // 4  entry
-                                         "    int a = x + 1;\n"                 // 5  from 4
-                                         "    STEP(a);\n"                       // 6  from 4
-                                         "    a += g(a);\n"                     // 7  from 4
-                                         "    a -= 1;\n"                        // 8  after a call
-                                         "    switch (a) {\n"                   // 9  from 8
-                                         "    case 1:\n"                        // 10 a label
-                                         "        a = 2;\n"                     // 11 from 10
-                                         "        break;\n"                     // 12 from 10
+                                         "#define STEP(v) v += 1\n"                   // 1
+                                         "int g(int);\n"                              // 2
+                                         "struct S { S(); int n = 0; };\n"            // 3
+                                         "static int twice(int v) { return v * 2; }\n" // 4
+                                         "int f(int x) {\n"                           // 5  entry
+                                         "    int a = x + 1;\n"                       // 6  from 5
+                                         "    STEP(a);\n"                             // 7  from 5
+                                         "    a += g(a);\n"                           // 8  from 5
+                                         "    a -= twice(1);\n"                       // 9  after a call of g
+                                         "    switch (a) {\n"                         // 10 from 9
+                                         "    case 1:\n"                              // 11 a label
+                                         "        a = 2;\n"                           // 12 from 11
+                                         "        break;\n"                           // 13 from 11
                                          "    }\n"
-                                         "    S s;\n"                           // 14 after a switch
-                                         "    a += s.n;\n"                      // 15 after a constructor
-                                         "    while (a > 9) a /= 2;\n"          // 16 a loop's condition
-                                         "    return a;\n"                      // 17 after a loop
+                                         "    S s;\n"                                 // 15 from 9
+                                         "    a += s.n;\n"                            // 16 after S's constructor
+                                         "    while (a > 9) a /= 2;\n"                // 17 a loop's condition
+                                         "    return a;\n"                            // 18 after a loop
                                          "}\n"
-                                         "template <class T> T h(T t) {\n"      // 19
-                                         "    t = t + t;\n"                     // 20 from 19
-                                         "    return t;\n"                      // 21 after code that may call
+                                         "template <class T> T h(T t) {\n"            // 20 entry
+                                         "    t = t + t;\n"                           // 21 from 20
+                                         "    return t;\n"                            // 22 after code that may call
                                          "}\n"
                                          "int k = h(2);\n",
                                          {"g++", "-std=c++17"});
     ASSERT_TRUE(r.parsed) << r.problem;
     std::vector<std::pair<int, int>> same;
     for (const LineAlias& a : r.aliases) same.push_back({a.line, a.same_as});
-    EXPECT_EQ(same, (std::vector<std::pair<int, int>>{{5, 4}, {6, 4}, {7, 4}, {9, 8}, {11, 10}, {12, 10}, {20, 19}}));
-    EXPECT_EQ(r.lines, (std::vector<int>{4, 5, 6, 7, 8, 9, 10, 11, 12, 14, 15, 16, 17, 19, 20, 21}))
+    EXPECT_EQ(same, (std::vector<std::pair<int, int>>{
+                        {6, 5}, {7, 5}, {8, 5}, {10, 9}, {12, 11}, {13, 11}, {15, 9}, {21, 20}}));
+    EXPECT_EQ(r.lines, (std::vector<int>{4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15, 16, 17, 18, 20, 21, 22}))
         << "the map lists every counted line, those without a counter of their own too";
+}
+
+// The last operand of a condition decides it one way ("a && b" true, "a ||
+// b" false where b is): that outcome comes from the lines, as the whole
+// condition's would (the then branch's entries; the loop's evaluations less
+// its entries).
+TEST(Placement, LastOperandOutcomeComesFromTheLines) {
+    InstrumentResult r = instrument_text("l.cpp",
+                                         "int f(int x, bool a, bool b) {\n"  // 1
+                                         "    if (a && b)\n"                 // 2
+                                         "        x = 1;\n"                  // 3
+                                         "    else\n"
+                                         "        x = 2;\n"                  // 5
+                                         "    while (x < 9 || b)\n"          // 6
+                                         "        ++x;\n"                    // 7
+                                         "    return x;\n"
+                                         "}\n",
+                                         {"g++", "-std=c++17"});
+    ASSERT_TRUE(r.parsed) << r.problem;
+    std::vector<std::string> derived;
+    for (const BranchOutcome& b : r.branches)
+        if (!b.counted())
+            derived.push_back(b.text + " " + std::to_string(b.id) + " = " + std::to_string(b.from_line) + " - " +
+                              std::to_string(b.less_line));
+    EXPECT_EQ(derived, (std::vector<std::string>{"&& true 202 = 3 - 0", "|| false 603 = 6 - 7"}));
 }
