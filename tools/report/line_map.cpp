@@ -109,6 +109,16 @@ bool read_line_map(std::istream& in, const std::string& name, MapUnit& unit, std
                 return fail("expected \"same LINE LINE\"");
             file->same[at] = from;
             file->lines.insert(at);
+        } else if (word == "sum") {
+            std::istringstream fields(rest);
+            std::string line_text, from_text, plus_text, more;
+            fields >> line_text >> from_text >> plus_text >> more;
+            int32_t at = 0, from = 0, plus = 0;
+            if (!number_of(line_text, at) || !number_of(from_text, from) || !number_of(plus_text, plus) ||
+                !more.empty() || at < 1 || from < 1 || plus < 1)
+                return fail("expected \"sum LINE LINE LINE\"");
+            file->sums[at] = {from, plus};
+            file->lines.insert(at);
         } else if (word == "unprobed") {
             file->unprobed = rest;
         } else {
@@ -137,6 +147,7 @@ void LineMap::add(const MapUnit& unit) {
             if (!added && branch.from_line == 0) at->second.from_line = at->second.less_line = 0;
         }
         into.same.insert(file.same.begin(), file.same.end());
+        into.sums.insert(file.sums.begin(), file.sums.end());
         if (into.unprobed.empty()) into.unprobed = file.unprobed;
         if (file.built > into.built) {
             into.built = file.built;
@@ -211,15 +222,20 @@ std::vector<std::string> derive_counts(CoverageSet& set, const LineMap& map) {
                 auto found = lines->second.find(line);
                 return found == lines->second.end() ? 0 : found->second;
             };
-            if (lines != t.files.end())
-                for (const auto& [line, from] : file.same) {
-                    if (lines->second.count(line) != 0) {
-                        auto [at, added] = mixed.emplace(name, line);
-                        if (!added) at->second = std::min(at->second, line);
-                    } else if (int64_t n = count(from); n > 0) {
-                        lines->second.emplace(line, n);
-                    }
+            // A line that the coverage lists as well was counted by an object
+            // that had a counter for it.
+            auto derive = [&](int32_t line, int64_t n) {
+                if (lines->second.count(line) != 0) {
+                    auto [at, added] = mixed.emplace(name, line);
+                    if (!added) at->second = std::min(at->second, line);
+                } else if (n > 0) {
+                    lines->second.emplace(line, n);
                 }
+            };
+            if (lines != t.files.end()) {
+                for (const auto& [line, from] : file.sums) derive(line, count(from.first) + count(from.second));
+                for (const auto& [line, from] : file.same) derive(line, count(from));
+            }
             for (const auto& [id, branch] : file.branches)
                 if (branch.from_line != 0)
                     t.branches[name].emplace(id, std::max<int64_t>(0, count(branch.from_line) - count(branch.less_line)));

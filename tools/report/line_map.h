@@ -42,6 +42,7 @@ struct FileMap {
     std::set<MappedFunction> functions;
     std::map<int32_t, MappedBranch> branches;  // by id
     std::map<int32_t, int32_t> same;  // a line without a counter -> the line whose count it has
+    std::map<int32_t, std::pair<int32_t, int32_t>> sums;  // a line without a counter -> two lines whose counts it adds
     std::string unprobed;   // why it was built without probes ("" when it has them)
     std::string folder;     // the working folder of a compile that named it
     uint64_t checksum = 0;  // of the version described

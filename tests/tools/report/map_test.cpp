@@ -146,6 +146,7 @@ TEST(LineMap, NewestVersionWinsAndOneVersionJoins) {
              {map_text("0000000000000001", 1, "a.h\nlines 1 x\n"), 7, "bad line number \"x\""},
              {map_text("01", 1, "a.h\n"), 6, "expected \"file CHECKSUM NAME\""},
              {map_text("0000000000000001", 1, "a.h\nfunction 3 f\n"), 7, "expected \"function FIRST LAST NAME\""},
+             {map_text("0000000000000001", 1, "a.h\nsum 4 3\n"), 7, "expected \"sum LINE LINE LINE\""},
              {"mirt-line-map 1\nlines 1\n", 2, "\"lines\" before any file"},
              {"mirt-line-map 1\nunit x\n", 3, "the map ends before its \"end\" line (cut short?)"},
          }) {
@@ -205,11 +206,12 @@ TEST_F(MapReport, ChangedLinesAndTheTestsThatRanThem) {
 
 // Branch counters come from the "FILE#branches" tables; the map names their
 // outcomes and adds the ones never taken. Lines 4 and 7 have no counter and
-// count what lines 3 and 6 count.
+// count what lines 3 and 6 count; line 9, a loop's condition, what lines 3
+// and 10 count together.
 TEST_F(MapReport, BranchOutcomesInEveryFormat) {
-    write("br.out", "=== t\n>>> l\n--- /zz\n### br.c\n3,4\n6,0\n### br.c#branches\n300,3\n301,1\n");
+    write("br.out", "=== t\n>>> l\n--- /zz\n### br.c\n3,4\n6,0\n10,2\n### br.c#branches\n300,3\n301,1\n");
     mkdir(mirt_test::join(folder, "brmap").c_str(), 0700);
-    write("brmap/br.o.mirtmap", map_text("00000000000000dd", 5, "/zz/br.c\nlines 3 6\nsame 4 3\nsame 7 6\n"
+    write("brmap/br.o.mirtmap", map_text("00000000000000dd", 5, "/zz/br.c\nlines 3 6 10\nsame 4 3\nsame 7 6\nsum 9 3 10\n"
                                          "branch 3 300 0 0 if true\nbranch 3 301 0 1 if false\n"
                                          "branch 6 600 0 0 ?: true\nbranch 6 601 0 1 ?: false\n"));
     auto run = [&](std::vector<std::string> args) {
@@ -218,7 +220,7 @@ TEST_F(MapReport, BranchOutcomesInEveryFormat) {
         return mirt_report_test::run_report(args, folder, true);
     };
     RunResult summary = run({"summary"});
-    EXPECT_NE(summary.output.find("    /zz/br.c: 2 of 4 lines hit (50.0%), 8 hits, 2 of 4 branch outcomes taken (50.0%); "
+    EXPECT_NE(summary.output.find("    /zz/br.c: 4 of 6 lines hit (66.6%), 16 hits, 2 of 4 branch outcomes taken (50.0%); "
                                   "never run: 6-7; never taken: 6 ?: true, 6 ?: false\n"),
               std::string::npos) << summary.output;
     EXPECT_NE(run({"lcov"}).output.find("BRDA:3,0,0,3\nBRDA:3,0,1,1\nBRDA:6,0,0,-\nBRDA:6,0,1,-\nBRF:4\nBRH:2\n"),
