@@ -60,7 +60,8 @@ std::string line_map_text(const LineMapUnit& unit) {
             out += "\n";
         }
         for (const LineAlias& a : f.aliases)
-            out += "same " + std::to_string(a.line) + " " + std::to_string(a.same_as) + "\n";
+            out += (a.plus != 0 ? "sum " : "same ") + std::to_string(a.line) + " " + std::to_string(a.same_as) +
+                   (a.plus != 0 ? " " + std::to_string(a.plus) : "") + "\n";
         for (const FunctionLines& fn : f.functions)
             out += "function " + std::to_string(fn.first_line) + " " + std::to_string(fn.last_line) + " " +
                    without_line_breaks(fn.name) + "\n";

@@ -21,6 +21,9 @@
 //                                count nothing else
 //   same LINE FROM               a line without a counter: it counts what line FROM
 //                                counts, which counts nothing else
+//   sum LINE FROM PLUS           a loop's condition without a counter: it counts what
+//                                lines FROM (its arrivals) and PLUS (its rounds) count
+//                                together, which count nothing else
 //   unprobed REASON              the file was built without probes
 //   end
 //

@@ -242,7 +242,10 @@ private:
     // lead to its end). What follows s then runs as often as s does (a fault
     // that a signal handler leaves by longjmp aside, as with gcov's blocks).
     // Code whose meaning depends on a template's arguments may call anything.
-    bool falls_through(const Stmt* s, bool in_switch = false) {
+    // in_switch: a break leads to the end of the switch being looked at;
+    // in_loop: a continue leads back to the condition of the loop whose body
+    // is being looked at (see loop_condition_counts).
+    bool falls_through(const Stmt* s, bool in_switch = false, bool in_loop = false) {
         if (!s || isa<NullStmt>(s)) return true;
         if (auto* ds = dyn_cast<DeclStmt>(s)) {
             // A variably modified type computes its sizes where it is
@@ -263,18 +266,19 @@ private:
         }
         if (auto* block = dyn_cast<CompoundStmt>(s)) {
             for (const Stmt* child : block->body())
-                if (!falls_through(child, in_switch)) return false;
+                if (!falls_through(child, in_switch, in_loop)) return false;
             return true;
         }
         if (auto* i = dyn_cast<IfStmt>(s))
             return !i->isConstexpr() && !i->getInit() && !i->getConditionVariable() && plain_code(i->getCond()) &&
-                   falls_through(i->getThen(), in_switch) && falls_through(i->getElse(), in_switch);
+                   falls_through(i->getThen(), in_switch, in_loop) && falls_through(i->getElse(), in_switch, in_loop);
         if (auto* sw = dyn_cast<SwitchStmt>(s))
             return !sw->getInit() && !sw->getConditionVariable() && plain_code(sw->getCond()) &&
-                   falls_through(sw->getBody(), true);
-        if (auto* c = dyn_cast<SwitchCase>(s)) return in_switch && falls_through(c->getSubStmt(), in_switch);
+                   falls_through(sw->getBody(), true, in_loop);
+        if (auto* c = dyn_cast<SwitchCase>(s)) return in_switch && falls_through(c->getSubStmt(), in_switch, in_loop);
         if (isa<BreakStmt>(s)) return in_switch;
-        if (auto* a = dyn_cast<AttributedStmt>(s)) return falls_through(a->getSubStmt(), in_switch);
+        if (isa<ContinueStmt>(s)) return in_loop;
+        if (auto* a = dyn_cast<AttributedStmt>(s)) return falls_through(a->getSubStmt(), in_switch, in_loop);
         // do { ... } while (0): the shape of many macros.
         if (auto* d = dyn_cast<DoStmt>(s)) {
             const Expr* cond = d->getCond()->IgnoreParenImpCasts();
@@ -364,6 +368,25 @@ private:
             return !i->getInit() && !i->getConditionVariable() && plain_code(i->getCond()) &&
                    straight_body(i->getThen()) && straight_body(i->getElse());
         return falls_through(s);
+    }
+
+    // A loop whose condition is evaluated once at each arrival and once
+    // after each round: nothing leaves its body but its end or a continue,
+    // and its condition (and a for's initialisation and increment) can only
+    // return. The condition's site then counts what the site before the
+    // loop (arrivals: the for's own site, or the one that the loop follows)
+    // and its body's first site count together, and select_sites may leave
+    // it without a counter.
+    void loop_condition_counts(unsigned evaluations, unsigned arrivals, const Expr* cond, const Stmt* body) {
+        if (!evaluations || !arrivals || !plain_code(cond) || !falls_through(body, false, true)) return;
+        unsigned rounds = entry_anchor(body);
+        if (!rounds) return;
+        for (Site& site : sites_)
+            if (!site.branch && site.file == file_ && site.anchor == evaluations && site.same_as == 0) {
+                site.arrivals = arrivals;
+                site.rounds = rounds;
+                return;
+            }
     }
 
     // Whether a preprocessor directive stands between two offsets. Objects
@@ -1624,6 +1647,7 @@ private:
                 latch_site(s, w->getBody(), in_sequence, frame);
             } else if (!constant_condition(w->getCond())) {
                 unsigned evaluations = condition_site(s, w->getCond());
+                loop_condition_counts(evaluations, follow_.target == s ? follow_.base : 0, w->getCond(), w->getBody());
                 decision_site(w->getCond(), "while", loop_sources(w->getCond(), w->getBody(), evaluations));
             }
         } else if (auto* d = dyn_cast<DoStmt>(s)) {
@@ -1708,7 +1732,14 @@ private:
             // only one that calls something: g++ places "++i" with the
             // condition).
             std::optional<unsigned> at = begin_offset(cond->getBeginLoc());
-            if (f->getInit() && at && line_at(*at) != for_line) statement_site(f, in_sequence);
+            unsigned arrivals = follow_.target == f ? follow_.base : 0;
+            if (f->getInit() && at && line_at(*at) != for_line) {
+                size_t before = sites_.size();
+                statement_site(f, in_sequence);
+                if (sites_.size() > before) arrivals = sites_.back().anchor;
+            }
+            if ((!f->getInit() || falls_through(f->getInit())) && (!f->getInc() || plain_code(f->getInc())))
+                loop_condition_counts(evaluations, arrivals, cond, f->getBody());
             const Expr* inc = f->getInc();
             if (inc && lo_.CPlusPlus && !calls_something(inc)) inc = nullptr;
             std::optional<unsigned> inc_at = inc ? begin_offset(inc->getBeginLoc()) : std::nullopt;

@@ -46,6 +46,11 @@ public:
         return found != line_of_.end() && sites_on_line_.at({file, found->second}) == 1 ? found->second : 0;
     }
     bool has_site(int file, int line) const { return sites_on_line_.count({file, line}) != 0; }
+    // A site without a counter, alone on its line, whose count the map gives.
+    void add_alone(int file, unsigned anchor, int line) {
+        sites_on_line_[{file, line}] = 1;
+        line_of_[{file, anchor}] = line;
+    }
 
 private:
     std::map<std::pair<int, int>, int> sites_on_line_;  // (file, line) -> line sites
@@ -97,6 +102,41 @@ void derive_straight_code(std::vector<Site>& kept, const std::vector<Site>& drop
     }
     kept = std::move(rest);
 }
+
+// Loop conditions counted by their arrivals and rounds move from kept to
+// aliases (same_as: the arrivals' first site of its chain; rounds: the
+// body's first site); derived gets each one's line.
+void derive_loop_conditions(std::vector<Site>& kept, std::vector<Site>& aliases, const Roots& roots,
+                            std::vector<std::pair<const Site*, int>>& derived) {
+    const LineSites lines(kept);
+    std::vector<Site> rest;
+    for (Site& site : kept) {
+        if (site.branch || site.arrivals == 0 || site.rounds == 0) {
+            rest.push_back(std::move(site));
+            continue;
+        }
+        unsigned arrivals = site.arrivals;
+        if (auto found = roots.find({site.file, arrivals}); found != roots.end()) arrivals = found->second;
+        int from = lines.only_site(site.file, arrivals);
+        int plus = lines.only_site(site.file, site.rounds);
+        int own = lines.only_site(site.file, site.anchor);
+        if (from == 0 || plus == 0 || own == 0 || own == from || own == plus) {
+            rest.push_back(std::move(site));
+            continue;
+        }
+        Site alias;
+        alias.file = site.file;
+        alias.line = site.line;
+        alias.anchor = site.anchor;
+        alias.function = site.function;
+        alias.same_as = arrivals;
+        alias.rounds = site.rounds;
+        aliases.push_back(std::move(alias));
+    }
+    kept = std::move(rest);
+    for (const Site& alias : aliases)
+        if (alias.rounds != 0) derived.push_back({&alias, alias.line});
+}
 }  // namespace
 
 std::vector<Site> select_sites(std::vector<Site> candidates, std::vector<Site>* aliases) {
@@ -112,16 +152,19 @@ std::vector<Site> select_sites(std::vector<Site> candidates, std::vector<Site>* 
     }
 
     Roots roots;
+    std::vector<std::pair<const Site*, int>> loop_conditions;
     if (aliases) {
         derive_straight_code(kept, dropped, *aliases, roots);
         for (Site& alias : *aliases)
             if (auto found = roots.find({alias.file, alias.same_as}); found != roots.end()) alias.same_as = found->second;
+        derive_loop_conditions(kept, *aliases, roots, loop_conditions);
     }
     auto root_of = [&](int file, unsigned anchor) {
         auto found = roots.find({file, anchor});
         return found == roots.end() ? anchor : found->second;
     };
-    const LineSites lines(kept);
+    LineSites lines(kept);
+    for (const auto& [alias, line] : loop_conditions) lines.add_alone(alias->file, alias->anchor, line);
     for (Site& site : kept) {
         if (!site.branch) continue;
         site.derived.assign(site.outcomes.size(), {0, 0});
@@ -138,12 +181,16 @@ std::vector<Site> select_sites(std::vector<Site> candidates, std::vector<Site>* 
 std::vector<LineAlias> line_aliases(const std::vector<Site>& aliases, const std::vector<Site>& selected, int file) {
     const LineSites lines(selected);
     std::map<int, int> found;
+    std::map<int, int> plus_of;
     for (const Site& alias : aliases) {
         int from = alias.file == file ? lines.only_site(file, alias.same_as) : 0;
-        if (from != 0 && from != alias.line && !lines.has_site(file, alias.line)) found.emplace(alias.line, from);
+        int plus = alias.rounds != 0 && from != 0 ? lines.only_site(file, alias.rounds) : 0;
+        if (from == 0 || from == alias.line || lines.has_site(file, alias.line) || (alias.rounds != 0 && plus == 0))
+            continue;
+        if (found.emplace(alias.line, from).second && plus != 0) plus_of[alias.line] = plus;
     }
     std::vector<LineAlias> out;
-    for (const auto& [line, same_as] : found) out.push_back({line, same_as});
+    for (const auto& [line, same_as] : found) out.push_back({line, same_as, plus_of.count(line) ? plus_of[line] : 0});
     return out;
 }
 

@@ -120,12 +120,20 @@ struct Site {
     // one, with nothing between them that calls, jumps, throws or is jumped
     // to: this site counts what that one counts. 0: none.
     unsigned follows = 0;
+    // A loop condition's site: its evaluations are the loop's arrivals (what
+    // the site at arrivals counts) and its rounds (what the site at rounds,
+    // the body's first statement, counts), every round coming back to the
+    // condition; select_sites may leave it without a counter. 0: not such a
+    // site. In an alias: the second line whose count adds to same_as's.
+    unsigned arrivals = 0;
+    unsigned rounds = 0;
 };
 
 // A line without a counter of its own that counts what another line counts.
 struct LineAlias {
     int line = 0;
     int same_as = 0;
+    int plus = 0;  // a line whose count adds to same_as's (a loop's condition); 0: none
 };
 
 // One branch outcome of a file, numbered as its counter is: line * 100 plus
@@ -169,7 +177,8 @@ struct FunctionLines {
 // joins the aliases, as a line that counts what that first site's line
 // counts. Aliases and outcome sources that name such a site then name the
 // first site of its chain. Straight code thus costs one increment, however
-// many lines it spans.
+// many lines it spans. So does a loop's condition whose arrivals and rounds
+// are counted by sites alone on their lines: it counts both together.
 std::vector<Site> select_sites(std::vector<Site> candidates, std::vector<Site>* aliases = nullptr);
 
 // The distinct counted lines of the sites of one file, and the lines of its

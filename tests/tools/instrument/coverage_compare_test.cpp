@@ -132,7 +132,8 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
     // Every branch outcome that the map lists, with the count the runtime wrote
     // (0 when it wrote none), or the one that the map gives from two lines'
     // counts ("from ID PLUS MINUS" after it); a line that counts what another
-    // counts ("same LINE FROM").
+    // counts ("same LINE FROM"), or what two others count together ("sum
+    // LINE FROM PLUS", a loop's condition).
     auto count_of = [&](int line) { return line != 0 && r->mirt.count(line) ? r->mirt.at(line) : 0; };
     int line = 0;
     for (const std::string& l : mirt_test::lines_of(mirt_test::read_file(r->folder + "/map"))) {
@@ -147,6 +148,8 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
             r->mirt_branches[line].back() = count_of(second) - count_of(third);
         } else if (word == "same" && count_of(second) > 0) {
             r->mirt[first] = count_of(second);
+        } else if (word == "sum" && fields >> third && count_of(second) + count_of(third) > 0) {
+            r->mirt[first] = count_of(second) + count_of(third);
         }
     }
 }

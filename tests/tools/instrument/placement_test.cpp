@@ -227,8 +227,8 @@ TEST(Placement, StraightCodeTakesItsCountFromTheLineBefore) {
 // The last operand of a condition decides it one way ("a && b" true, "a ||
 // b" false where b is): that outcome comes from the lines, as the whole
 // condition's would (the then branch's entries; the loop's evaluations less
-// its entries).
-TEST(Placement, LastOperandOutcomeComesFromTheLines) {
+// its entries). A loop's evaluations come from its arrivals and rounds.
+TEST(Placement, OutcomesAndLoopConditionsComeFromTheLines) {
     InstrumentResult r = instrument_text("l.cpp",
                                          "int f(int x, bool a, bool b) {\n"  // 1
                                          "    if (a && b)\n"                 // 2
@@ -247,4 +247,10 @@ TEST(Placement, LastOperandOutcomeComesFromTheLines) {
             derived.push_back(b.text + " " + std::to_string(b.id) + " = " + std::to_string(b.from_line) + " - " +
                               std::to_string(b.less_line));
     EXPECT_EQ(derived, (std::vector<std::string>{"&& true 202 = 3 - 0", "|| false 603 = 6 - 7"}));
+    // The loop's condition runs at each arrival (the if before it leaves at
+    // its end: the function's entry counts them) and after each round.
+    std::vector<std::string> sums;
+    for (const LineAlias& a : r.aliases)
+        if (a.plus != 0) sums.push_back(std::to_string(a.line) + " = " + std::to_string(a.same_as) + " + " + std::to_string(a.plus));
+    EXPECT_EQ(sums, (std::vector<std::string>{"6 = 1 + 7"}));
 }
