@@ -337,21 +337,37 @@ private:
         default: return false;
         }
         // Another definition may take the place of one that is weak, or that
-        // other objects can see and that is not inline (a shared library's
-        // function may be interposed): only this one's body is known.
+        // other objects can see and that is not inline in C++ (a shared
+        // library's function may be interposed; C's inline functions have an
+        // external definition elsewhere): only this one's body is known.
         const FunctionDecl* definition = nullptr;
         const Stmt* body = f->getBody(definition);
         if (!body || !definition || definition->isVariadic() || definition->isWeak() ||
-            (definition->isExternallyVisible() && !definition->isInlined() &&
-             !definition->isTemplateInstantiation()))
+            (definition->isExternallyVisible() &&
+             !(lo_.CPlusPlus && (definition->isInlined() || definition->isTemplateInstantiation()))))
             return false;
+        // A chain of calls deeper than this is not followed; what was looked
+        // at on the way is not kept, so that the answer for each function
+        // stays the same whichever call reached it first.
+        constexpr int deepest = 64;
+        if (plain_depth_ >= deepest) {
+            plain_cut_ = true;
+            return false;
+        }
         auto [known, added] = plain_functions_.emplace(definition, false);  // false while being looked at
         if (!added) return known->second;
+        bool outer_cut = plain_cut_;
+        plain_cut_ = false;
+        ++plain_depth_;
         bool plain = straight_body(body);
         if (auto* ctor = dyn_cast<CXXConstructorDecl>(definition))
             for (const CXXCtorInitializer* init : ctor->inits())
                 plain = plain && plain_code(init->getInit());
-        plain_functions_[definition] = plain;
+        --plain_depth_;
+        bool cut = plain_cut_;
+        if (cut) plain_functions_.erase(definition);
+        else plain_functions_[definition] = plain;
+        plain_cut_ = outer_cut || cut;
         return plain;
     }
 
@@ -2152,6 +2168,8 @@ private:
     };
     Follow follow_;
     std::map<const FunctionDecl*, bool> plain_functions_;  // see returns_plainly
+    int plain_depth_ = 0;
+    bool plain_cut_ = false;
     std::map<std::pair<int, unsigned>, std::vector<OutcomeSource>> operand_sources_;  // see last_operand_sources
     std::vector<LoopFrame> loops_;
     std::vector<FunctionLines>* functions_;
