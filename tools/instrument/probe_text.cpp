@@ -61,6 +61,19 @@ private:
 namespace {
 using Roots = std::map<std::pair<int, unsigned>, unsigned>;  // (file, anchor) -> first site of its chain
 
+// The line without a counter that a site becomes: it counts what the site at
+// same_as counts, plus what the one at rounds counts (a loop's condition).
+Site alias_of(const Site& site, unsigned same_as, unsigned rounds = 0) {
+    Site alias;
+    alias.file = site.file;
+    alias.line = site.line;
+    alias.anchor = site.anchor;
+    alias.function = site.function;
+    alias.same_as = same_as;
+    alias.rounds = rounds;
+    return alias;
+}
+
 // The sites of straight code that need no counter of their own move from
 // kept to aliases; roots gets the first site of the chain of every site that
 // passes its count on (those that moved, and those that share a line with
@@ -92,22 +105,15 @@ void derive_straight_code(std::vector<Site>& kept, const std::vector<Site>& drop
             rest.push_back(std::move(site));
             continue;
         }
-        Site alias;
-        alias.file = site.file;
-        alias.line = site.line;
-        alias.anchor = site.anchor;
-        alias.function = site.function;
-        alias.same_as = roots.at({site.file, site.anchor});
-        aliases.push_back(std::move(alias));
+        aliases.push_back(alias_of(site, roots.at({site.file, site.anchor})));
     }
     kept = std::move(rest);
 }
 
 // Loop conditions counted by their arrivals and rounds move from kept to
 // aliases (same_as: the arrivals' first site of its chain; rounds: the
-// body's first site); derived gets each one's line.
-void derive_loop_conditions(std::vector<Site>& kept, std::vector<Site>& aliases, const Roots& roots,
-                            std::vector<std::pair<const Site*, int>>& derived) {
+// body's first site).
+void derive_loop_conditions(std::vector<Site>& kept, std::vector<Site>& aliases, const Roots& roots) {
     const LineSites lines(kept);
     std::vector<Site> rest;
     for (Site& site : kept) {
@@ -124,18 +130,9 @@ void derive_loop_conditions(std::vector<Site>& kept, std::vector<Site>& aliases,
             rest.push_back(std::move(site));
             continue;
         }
-        Site alias;
-        alias.file = site.file;
-        alias.line = site.line;
-        alias.anchor = site.anchor;
-        alias.function = site.function;
-        alias.same_as = arrivals;
-        alias.rounds = site.rounds;
-        aliases.push_back(std::move(alias));
+        aliases.push_back(alias_of(site, arrivals, site.rounds));
     }
     kept = std::move(rest);
-    for (const Site& alias : aliases)
-        if (alias.rounds != 0) derived.push_back({&alias, alias.line});
 }
 }  // namespace
 
@@ -152,19 +149,21 @@ std::vector<Site> select_sites(std::vector<Site> candidates, std::vector<Site>* 
     }
 
     Roots roots;
-    std::vector<std::pair<const Site*, int>> loop_conditions;
     if (aliases) {
         derive_straight_code(kept, dropped, *aliases, roots);
         for (Site& alias : *aliases)
             if (auto found = roots.find({alias.file, alias.same_as}); found != roots.end()) alias.same_as = found->second;
-        derive_loop_conditions(kept, *aliases, roots, loop_conditions);
+        derive_loop_conditions(kept, *aliases, roots);
     }
     auto root_of = [&](int file, unsigned anchor) {
         auto found = roots.find({file, anchor});
         return found == roots.end() ? anchor : found->second;
     };
+    // A loop's condition without a counter still gives outcomes: the map gives its count.
     LineSites lines(kept);
-    for (const auto& [alias, line] : loop_conditions) lines.add_alone(alias->file, alias->anchor, line);
+    if (aliases)
+        for (const Site& alias : *aliases)
+            if (alias.rounds != 0) lines.add_alone(alias.file, alias.anchor, alias.line);
     for (Site& site : kept) {
         if (!site.branch) continue;
         site.derived.assign(site.outcomes.size(), {0, 0});
