@@ -37,6 +37,23 @@ bench/overhead/run.sh "$build/bench-overhead" "$size" "$rounds" \
     plain gcov gcov_atomic clang_plain clang_profile clang_sancov mirt_cc mirt_table mirt_fn mirt_fn2 mirt_obj \
     >"$scratch/overhead.txt"
 
+# googletest's own tests (those of the measure test), built with gcov and
+# through mirt-cc as the measurement builds them, then timed both ways.
+suite=""
+if [ -f /usr/src/googletest/CMakeLists.txt ]; then
+    echo "== a real test suite: googletest's own tests, built both ways"
+    mapfile -t gtests <tests/measure/googletest_tests.txt
+    pattern=$(IFS='|'; echo "${gtests[*]}")
+    targets=()
+    for t in "${gtests[@]}"; do targets+=(--target "$t"); done
+    scripts/measure_against_gcov.sh /usr/src/googletest --work "$build/bench-suite" --mirt "$build" \
+        --cmake-arg -DBUILD_GMOCK=OFF --cmake-arg -Dgtest_build_tests=ON "${targets[@]}" \
+        --test "ctest -j1 -R '^($pattern)\$'" >"$scratch/suite-build.log" 2>&1
+    echo "== the suite: 5 rounds"
+    bench/suite/run.sh "$build/bench-suite" 5 -j1 -R "^($pattern)\$" >"$scratch/suite.txt"
+    suite=$(cat "$scratch/suite.txt")
+fi
+
 cpu=$(lscpu 2>/dev/null | sed -n 's/^Model name: *//p' | head -1)
 {
     echo "# Benchmarks"
@@ -142,6 +159,21 @@ cpu=$(lscpu 2>/dev/null | sed -n 's/^Model name: *//p' | head -1)
                 $col["plain_us"], $col["gcov_us"], $col["mirt_us"],
                 $col["mirt_per_plain"], $col["mirt_per_gcov"], $col["gcov_per_plain"]
         }' "$scratch/startup.csv"
+    echo
+    echo "## A real test suite (bench/suite/)"
+    echo
+    if [ -n "$suite" ]; then
+        echo "googletest's own tests (the 14 of \`tests/measure\`, from /usr/src/googletest), built with"
+        echo "\`g++ --coverage\` and through \`mirt-cc\` (\`table\` style: lines and branches), run with"
+        echo "\`ctest -j1\` once in each build per round, 5 rounds in alternating order; median processor"
+        echo "time (user and system, of ctest and every test process), each process writing its coverage."
+        echo
+        echo "| gcov (s) | mirt (s) | mirt / gcov |"
+        echo "|---:|---:|---:|"
+        echo "$suite" | awk '{ printf "| %s | %s | %.2fx |\n", $2, $4, $6 }'
+    else
+        echo "Not measured: /usr/src/googletest is not installed."
+    fi
     echo
     cat bench/findings.md
 } >"$report"
