@@ -215,7 +215,9 @@ MappedBranch branch_of(const LineMap* map, const std::string& file, int32_t id) 
 std::vector<std::string> derive_counts(CoverageSet& set, const LineMap& map) {
     std::map<std::string, int32_t> mixed;  // file -> its first such line
     set.for_each_test([&](TestCase& t) {
-        for (const auto& [name, file] : map.files()) {
+        for (const auto& entry : map.files()) {
+            const std::string& name = entry.first;  // a name that lambdas can capture
+            const FileMap& file = entry.second;
             auto lines = t.files.find(name);
             auto count = [&](int32_t line) -> int64_t {
                 if (line == 0 || lines == t.files.end()) return 0;
