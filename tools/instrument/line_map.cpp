@@ -59,9 +59,11 @@ std::string line_map_text(const LineMapUnit& unit) {
             for (int line : f.lines) out += " " + std::to_string(line);
             out += "\n";
         }
-        for (const LineAlias& a : f.aliases)
-            out += (a.plus != 0 ? "sum " : "same ") + std::to_string(a.line) + " " + std::to_string(a.same_as) +
-                   (a.plus != 0 ? " " + std::to_string(a.plus) : "") + "\n";
+        for (const LineAlias& a : f.aliases) {
+            out += (a.plus != 0 ? "sum " : "same ") + std::to_string(a.line) + " " + std::to_string(a.same_as);
+            if (a.plus != 0) out += " " + std::to_string(a.plus);
+            out += "\n";
+        }
         for (const FunctionLines& fn : f.functions)
             out += "function " + std::to_string(fn.first_line) + " " + std::to_string(fn.last_line) + " " +
                    without_line_breaks(fn.name) + "\n";

@@ -397,8 +397,9 @@ private:
         if (!evaluations || !arrivals || !plain_code(cond) || !falls_through(body, false, true)) return;
         unsigned rounds = entry_anchor(body);
         if (!rounds) return;
-        for (Site& site : sites_)
-            if (!site.branch && site.file == file_ && site.anchor == evaluations && site.same_as == 0) {
+        // The condition's site was made a moment ago: looked for from the end.
+        for (auto it = sites_.rbegin(); it != sites_.rend(); ++it)
+            if (Site& site = *it; !site.branch && site.file == file_ && site.anchor == evaluations && site.same_as == 0) {
                 site.arrivals = arrivals;
                 site.rounds = rounds;
                 return;
@@ -963,6 +964,7 @@ private:
             site.sources = found->second;
             operand_sources_.erase(found);
         }
+        decision_at_.emplace(std::make_pair(file_, *begin), sites_.size());  // the first made there
         sites_.push_back(std::move(site));
     }
 
@@ -979,11 +981,11 @@ private:
         if (k >= sources.size() || sources[k].plus == 0 || !at) return;
         std::vector<OutcomeSource> operand(2);
         operand[k] = sources[k];
-        for (Site& site : sites_)
-            if (site.branch && site.file == file_ && site.anchor == *at && site.sources.empty()) {
-                site.sources = operand;
-                return;
-            }
+        if (auto made = decision_at_.find({file_, *at}); made != decision_at_.end()) {
+            Site& site = sites_[made->second];
+            if (site.sources.empty()) site.sources = operand;
+            return;
+        }
         operand_sources_[{file_, *at}] = operand;
     }
 
@@ -2171,6 +2173,7 @@ private:
     int plain_depth_ = 0;
     bool plain_cut_ = false;
     std::map<std::pair<int, unsigned>, std::vector<OutcomeSource>> operand_sources_;  // see last_operand_sources
+    std::map<std::pair<int, unsigned>, size_t> decision_at_;  // (file, anchor) -> index of its decision site
     std::vector<LoopFrame> loops_;
     std::vector<FunctionLines>* functions_;
     std::string enclosing_name_;  // of the function being walked

@@ -18,6 +18,16 @@ bool number_of(const std::string& text, T& value, int base = 10) {
     return r.ec == std::errc() && r.ptr == end && !text.empty();
 }
 
+// Exactly n numbers and nothing after them, into out.
+bool numbers_in(const std::string& rest, std::size_t n, std::vector<int32_t>& out) {
+    std::istringstream fields(rest);
+    std::string text;
+    out.assign(n, 0);
+    for (int32_t& value : out)
+        if (!(fields >> text) || !number_of(text, value)) return false;
+    return !(fields >> text);
+}
+
 // Splits "word rest" at the first space.
 std::pair<std::string, std::string> first_word(const std::string& line) {
     std::size_t space = line.find(' ');
@@ -91,34 +101,22 @@ bool read_line_map(std::istream& in, const std::string& name, MapUnit& unit, std
                 return fail("expected \"branch LINE ID DECISION OUTCOME TEXT\"");
             file->branches[id] = b;
         } else if (word == "from") {
-            std::istringstream fields(rest);
-            std::string id_text, from_text, less_text, more;
-            fields >> id_text >> from_text >> less_text >> more;
-            int32_t id = 0, from = 0, less = 0;
-            if (!number_of(id_text, id) || !number_of(from_text, from) || !number_of(less_text, less) ||
-                !more.empty() || from < 1 || less < 0 || !file->branches.count(id))
+            std::vector<int32_t> n;
+            if (!numbers_in(rest, 3, n) || n[1] < 1 || n[2] < 0 || !file->branches.count(n[0]))
                 return fail("expected \"from ID LINE LINE\" after the branch ID");
-            file->branches[id].from_line = from;
-            file->branches[id].less_line = less;
+            file->branches[n[0]].from_line = n[1];
+            file->branches[n[0]].less_line = n[2];
         } else if (word == "same") {
-            std::istringstream fields(rest);
-            std::string line_text, from_text, more;
-            fields >> line_text >> from_text >> more;
-            int32_t at = 0, from = 0;
-            if (!number_of(line_text, at) || !number_of(from_text, from) || !more.empty() || at < 1 || from < 1)
-                return fail("expected \"same LINE LINE\"");
-            file->same[at] = from;
-            file->lines.insert(at);
+            std::vector<int32_t> n;
+            if (!numbers_in(rest, 2, n) || n[0] < 1 || n[1] < 1) return fail("expected \"same LINE LINE\"");
+            file->same[n[0]] = n[1];
+            file->lines.insert(n[0]);
         } else if (word == "sum") {
-            std::istringstream fields(rest);
-            std::string line_text, from_text, plus_text, more;
-            fields >> line_text >> from_text >> plus_text >> more;
-            int32_t at = 0, from = 0, plus = 0;
-            if (!number_of(line_text, at) || !number_of(from_text, from) || !number_of(plus_text, plus) ||
-                !more.empty() || at < 1 || from < 1 || plus < 1)
+            std::vector<int32_t> n;
+            if (!numbers_in(rest, 3, n) || n[0] < 1 || n[1] < 1 || n[2] < 1)
                 return fail("expected \"sum LINE LINE LINE\"");
-            file->sums[at] = {from, plus};
-            file->lines.insert(at);
+            file->sums[n[0]] = {n[1], n[2]};
+            file->lines.insert(n[0]);
         } else if (word == "unprobed") {
             file->unprobed = rest;
         } else {
