@@ -2,6 +2,7 @@
 """Compares mirt64's line coverage with gcov's, from two LCOV tracefiles.
 
     compare_lcov.py GCOV.info MIRT.info [--root DIR] [--only DIR]... [--details]
+                    [--runs RUNS.info] [--again GCOV2.info]
                     [--min-lines PCT] [--min-never-run PCT] [--min-executed PCT] [--min-files PCT]
 
 Files are matched by absolute path; relative names are taken from --root (the
@@ -16,6 +17,15 @@ knows are listed apart and take no part in the figures:
   never run    lines both count 0 / lines either counts 0, among lines both list
   executed     lines gcov counts above 0 that mirt64 counts above 0 too
   exact        lines both count above 0 with the very same count
+
+With --runs (gcov_to_lcov.py's --runs file: how often each line ran by gcov's
+block counts) a fifth figure, "exact by blocks", takes a line as exact when
+mirt64's count is gcov's line count or the line's runs by gcov's blocks: gcov's
+line count is the number of times control entered the line, so a statement that
+leaves its line and comes back (to run a destructor on the closing brace's line,
+say) counts twice there, once by the blocks. With --again (gcov's tracefile of a
+second run of the same tests), lines whose gcov count differs between the two
+runs (threads, timing) take no part in that figure.
 
 and the share of the sources gcov ran that mirt64 knows (a source mirt64
 lacks was not instrumented; headers and sources that other sources #include
@@ -354,7 +364,7 @@ class Includers:
 
 class Figures:
     """Numerators and denominators of the four figures."""
-    NAMES = ("executable", "never run", "executed", "exact")
+    NAMES = ("executable", "never run", "executed", "exact", "exact by blocks")
 
     def __init__(self):
         self.num = dict.fromkeys(self.NAMES, 0)
@@ -376,8 +386,9 @@ class Figures:
         return "%s %d/%d" % (text, self.num[name], self.den[name])
 
 
-def compare_file(path, ref, mirt, disagreements):
-    """The figures of one file both tools know; disagreeing lines go to the list."""
+def compare_file(path, ref, mirt, disagreements, runs=None, again=None):
+    """The figures of one file both tools know; disagreeing lines go to the list.
+    `runs` and `again`: the file's lines in the --runs and --again tracefiles."""
     lines = source_lines(path)
     figures = Figures()
     for n in sorted(set(ref) | set(mirt)):
@@ -406,8 +417,16 @@ def compare_file(path, ref, mirt, disagreements):
             figures.den["exact"] += 1
             if r == m:
                 figures.num["exact"] += 1
-            else:
-                disagreements.append((path, n, "counts differ", r, m))
+            kind = "counts differ"
+            if r != m and again is not None and again.get(n) != r:
+                kind = "varies between runs"
+            elif r != m and runs is not None and runs.get(n) == m:
+                kind = "gcov counts re-entries"
+            if runs is not None and kind != "varies between runs":
+                figures.den["exact by blocks"] += 1
+                figures.num["exact by blocks"] += r == m or kind == "gcov counts re-entries"
+            if r != m:
+                disagreements.append((path, n, kind, r, m))
     return figures
 
 
@@ -422,11 +441,12 @@ def short_names(paths):
 def print_table(rows, total, out):
     names = short_names([r[0] for r in rows])
     width = max([len("total")] + [len(v) for v in names.values()])
-    head = ["file".ljust(width)] + ["%-22s" % n for n in Figures.NAMES] + ["braces"]
+    shown = [n for n in Figures.NAMES if n != "exact by blocks" or total.den[n]]
+    head = ["file".ljust(width)] + ["%-22s" % n for n in shown] + ["braces"]
     out.write("  ".join(head).rstrip() + "\n")
     for path, figures in rows + [("total", total)]:
         name = "total" if path == "total" else names[path]
-        cells = [name.ljust(width)] + ["%-22s" % figures.cell(n) for n in Figures.NAMES]
+        cells = [name.ljust(width)] + ["%-22s" % figures.cell(n) for n in shown]
         out.write("  ".join(cells) + "  %d\n" % figures.braces)
 
 
@@ -444,6 +464,8 @@ def main(argv=None):
     parser.add_argument("--details", action="store_true", help="list every disagreeing line")
     parser.add_argument("--leave-out-included", action="store_true",
                         help="leave out gcov's counts of sources that other sources #include")
+    parser.add_argument("--runs", metavar="FILE", help="how often each line ran by gcov's blocks (gcov_to_lcov.py --runs)")
+    parser.add_argument("--again", metavar="FILE", help="gcov's tracefile of a second run of the same tests")
     parser.add_argument("--min-lines", type=float, metavar="PCT", help="least executable-line agreement")
     parser.add_argument("--min-never-run", type=float, metavar="PCT", help="least never-run agreement")
     parser.add_argument("--min-executed", type=float, metavar="PCT",
@@ -458,6 +480,8 @@ def main(argv=None):
         sections = {}
         ref = read_lcov(args.reference, root, sections)
         mirt = read_lcov(args.mirt, root)
+        runs = read_lcov(args.runs, root) if args.runs else None
+        again = read_lcov(args.again, root) if args.again else None
     except OSError as e:
         sys.stderr.write("compare_lcov: %s\n" % e)
         return 2
@@ -477,7 +501,8 @@ def main(argv=None):
 
     rows, total, disagreements = [], Figures(), []
     for path in both:
-        figures = compare_file(path, ref[path], mirt[path], disagreements)
+        figures = compare_file(path, ref[path], mirt[path], disagreements,
+                               None if runs is None else runs.get(path, {}), None if again is None else again.get(path, {}))
         rows.append((path, figures))
         total.add(figures)
     print_table(rows, total, out)
@@ -532,7 +557,8 @@ def print_disagreements(disagreements, copies, includers, details, out):
     for path, n, kind, r, m in disagreements:
         # gcov counts the copies of a source that other sources #include.
         found = None
-        if copies.get(path, {}).get(n, 0) > 0 and kind in ("gcov only, run", "run by one only", "counts differ"):
+        if copies.get(path, {}).get(n, 0) > 0 and kind in ("gcov only, run", "run by one only", "counts differ",
+                                                           "gcov counts re-entries"):
             found = (includers.of(path) or ["another source"])[0]
         reason = classify(source_lines(path), n, path, found)
         causes[(kind, reason)] += 1
@@ -541,13 +567,13 @@ def print_disagreements(disagreements, copies, includers, details, out):
         if path != current:
             out.write("%s\n" % path)
             current = path
-        out.write("  %5d  %-18s %6s %6s  %-40s| %s\n" % (
+        out.write("  %5d  %-22s %6s %6s  %-40s| %s\n" % (
             n, kind, "-" if r is None else r, "-" if m is None else m, reason,
             text_of(source_lines(path), n).strip()[:100]))
     if causes:
         out.write("\ndisagreeing lines by kind and likely reason:\n")
     for (kind, reason), count in causes.most_common():
-        out.write("  %6d  %-18s %s\n" % (count, kind, reason))
+        out.write("  %6d  %-22s %s\n" % (count, kind, reason))
 
 
 if __name__ == "__main__":

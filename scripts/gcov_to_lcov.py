@@ -17,12 +17,23 @@ without the outcomes of calls that may throw (gcov's "throw" branch and the
 "fallthrough" before it, the call's return), each
 line's outcomes in gcov's order, added up over objects that list as many for the
 line. Exit status 1 when gcov fails.
+
+With --runs FILE, a second tracefile holds how often each line ran as gcov's
+basic blocks show it: per function, the largest count of a block that starts
+on the line (or, where none does, of one that covers it) (`gcov-dump -l` names each block's lines, `gcov --debug` gives the
+block counts), added up over functions and objects. gcov's own line count is
+the number of times control entered the line from elsewhere: a statement that
+leaves its line and comes back (a return that runs a destructor written on the
+closing brace's line, then returns; the second operand of `&&` on the next
+line, whose result the first line then uses) counts twice there, and a line in
+the middle of a block spanning several lines gets the sum of those blocks.
 """
 import argparse
 import collections
 import concurrent.futures
 import json
 import os
+import re
 import subprocess
 import sys
 
@@ -42,6 +53,70 @@ def run_gcov(gcov, folder, names):
     if result.returncode != 0:
         raise RuntimeError("gcov failed in %s: %s" % (folder, result.stderr.strip()[-500:]))
     return [json.loads(line) for line in result.stdout.splitlines() if line.strip()]
+
+
+DUMP_BLOCK = re.compile(r"block (\d+):(.*)$")
+DUMP_PART = re.compile(r"`([^']*)'|(\d+)")
+
+
+def block_lines(notes):
+    """{function: {block: [(file, line), ...]}} of one notes file, by gcov-dump."""
+    result = subprocess.run(["gcov-dump", "-l", notes], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    if result.returncode != 0:
+        raise RuntimeError("gcov-dump failed on %s: %s" % (notes, result.stderr.strip()[-500:]))
+    functions, blocks, cwd = {}, None, ""
+    for line in result.stdout.splitlines():
+        if ":cwd: " in line:
+            cwd = line.split(":cwd: ", 1)[1].strip()
+        elif "FUNCTION ident=" in line:
+            name = line.split("`", 1)[1].split("'", 1)[0]
+            blocks = functions.setdefault(name, {})
+        elif blocks is not None and "LINES" not in line:
+            m = DUMP_BLOCK.search(line)
+            if not m:
+                continue
+            where, file = blocks.setdefault(int(m.group(1)), []), None
+            for quoted, number in DUMP_PART.findall(m.group(2)):
+                if quoted:
+                    file = os.path.normpath(os.path.join(cwd, quoted))
+                elif file:
+                    where.append((file, int(number)))
+    return functions
+
+
+def block_counts(gcov, folder, name):
+    """{function: {block: count}} of one object, by gcov --debug."""
+    result = subprocess.run([gcov, "--debug", "--no-output", "--object-directory", folder, name],
+                            cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    if result.returncode != 0:
+        raise RuntimeError("gcov failed in %s: %s" % (folder, result.stderr.strip()[-500:]))
+    functions, blocks = {}, None
+    for line in result.stderr.splitlines():  # the dumps go to the error stream
+        line = line.strip()
+        if line.startswith("function_info: "):
+            blocks = functions.setdefault(line[len("function_info: "):], {})
+        elif line.startswith("block_info id=") and blocks is not None:
+            ident, count = line[len("block_info id="):].split(", count=")
+            blocks[int(ident)] = int(count)
+    return functions
+
+
+def run_counts(gcov, folder, names):
+    """{file: {line: runs}} of a folder's objects: per function, the largest count
+    of a block that starts on the line, or else of one that covers it, added up."""
+    runs = collections.defaultdict(lambda: collections.defaultdict(int))
+    for name in names:
+        counts = block_counts(gcov, folder, name)
+        for function, blocks in block_lines(os.path.join(folder, name)).items():
+            starting, covering = {}, {}
+            for block, where in blocks.items():
+                count = counts.get(function, {}).get(block, 0)
+                for k, place in enumerate(where):
+                    for found in ((starting, covering) if k == 0 else (covering,)):
+                        found[place] = max(found.get(place, 0), count)
+            for (file, line), count in covering.items():
+                runs[file][line] += starting.get((file, line), count)
+    return runs
 
 
 SOURCE_EXTENSIONS = {".c", ".cc", ".cpp", ".cxx", ".c++", ".C"}
@@ -138,22 +213,34 @@ def main(argv=None):
     parser.add_argument("-o", "--output", required=True)
     parser.add_argument("--gcov", default="gcov")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
+    parser.add_argument("--runs", metavar="FILE", help="also write how often each line ran, by gcov's block counts")
     args = parser.parse_args(argv)
 
     counts = collections.defaultdict(lambda: collections.defaultdict(int))
     included = collections.defaultdict(lambda: collections.defaultdict(int))
     branches = collections.defaultdict(dict)
+    runs = collections.defaultdict(lambda: collections.defaultdict(int))
     folders = notes_by_folder(os.path.abspath(args.build_dir))
     try:
         with concurrent.futures.ThreadPoolExecutor(max_workers=max(args.jobs, 1)) as pool:
             for documents in pool.map(lambda item: run_gcov(args.gcov, *item), sorted(folders.items())):
                 for document in documents:
                     add_counts(document, counts, included, branches)
+            if args.runs:
+                for found in pool.map(lambda item: run_counts(args.gcov, *item), sorted(folders.items())):
+                    for path, lines in found.items():
+                        for n, c in lines.items():
+                            runs[path][n] += c
     except (OSError, RuntimeError, ValueError) as e:
         sys.stderr.write("gcov_to_lcov: %s\n" % e)
         return 1
     for section in (counts, included):
         leave_out_excluded(section)
+    if args.runs:
+        # Only the lines that gcov's tracefile lists take part.
+        with open(args.runs, "w") as out:
+            write_lcov([("runs", {path: {n: c for n, c in lines.items() if n in counts.get(path, {}) or n in included.get(path, {})}
+                                  for path, lines in runs.items()})], out)
     with open(args.output, "w") as out:
         write_lcov([("gcov", counts), ("included", included)], out, branches)
     return 0

@@ -19,7 +19,10 @@
 #   --prepare CMD     with --make: run in the fresh copy before each build (./configure ...)
 #   --jobs N          parallel build jobs (default 2)
 #
-# Results in WORK: gcov.info, mirt.info, mirt_exit.out, summary.txt (the table)
+# gcov's tests run twice (the second run from zero): lines whose gcov counts
+# differ between the runs take no part in the "exact by blocks" figure.
+# Results in WORK: gcov.info, gcov-runs.info (how often each line ran by gcov's
+# blocks), gcov-again.info, mirt.info, mirt_exit.out, summary.txt (the table)
 # and details.txt (every disagreeing line). The runtime appends every process's
 # counts to the fixed file /tmp/mirt_exit.out when it ends. Run as root with
 # WORK outside /tmp, the mirt64 build and its tests get a /tmp of their own
@@ -117,6 +120,18 @@ mirt_lcov() {  # BUILD_FOLDER
     run_logged "$work/report.log" "$mirt_report" "${map[@]}" lcov "$work/mirt_exit.out" -o "$work/mirt.info")
 }
 
+# gcov's tracefile, and how often each line ran by gcov's blocks; then the
+# tests once more from zero, so that lines whose counts depend on threads or
+# timing show as such.
+gcov_capture() {  # FOLDER (the test command's environment comes from the caller)
+  local folder=$1
+  run_logged "$work/gcov-capture.log" python3 "$repo/scripts/gcov_to_lcov.py" "$folder" -o "$work/gcov.info" \
+    --runs "$work/gcov-runs.info" --jobs "$jobs"
+  find "$folder" -name '*.gcda' -delete
+  run_tests "$folder" gcov-again
+  run_logged "$work/gcov-capture.log" python3 "$repo/scripts/gcov_to_lcov.py" "$folder" -o "$work/gcov-again.info" --jobs "$jobs"
+}
+
 build_cmake() {  # FOLDER NAME WRAPPER CMAKE_ARGS...
   local folder=$1 name=$2 wrapper=$3; shift 3
   rm -rf "$folder"
@@ -137,7 +152,7 @@ make_in_copy() {  # NAME WRAPPER CC CXX
   run_logged "$work/build-$name.log" $wrapper make -C "$work/src" -j "$jobs" CC="$3" CXX="$4" "${make_args[@]}" "${targets[@]}"
 }
 
-rm -f "$work"/gcov.info "$work"/mirt.info "$work"/mirt_exit.out
+rm -f "$work"/gcov*.info "$work"/mirt.info "$work"/mirt_exit.out
 if [ $make_mode -eq 0 ]; then
   test_cmd=${test_cmd:-ctest -j1}
   root=$source_tree
@@ -146,7 +161,7 @@ if [ $make_mode -eq 0 ]; then
     -DCMAKE_EXE_LINKER_FLAGS=--coverage -DCMAKE_SHARED_LINKER_FLAGS=--coverage -DCMAKE_MODULE_LINKER_FLAGS=--coverage
   phase "gcov tests"
   run_tests "$work/gcov" gcov
-  run_logged "$work/gcov-capture.log" python3 "$repo/scripts/gcov_to_lcov.py" "$work/gcov" -o "$work/gcov.info" --jobs "$jobs"
+  gcov_capture "$work/gcov"
 
   phase "mirt64 build"
   rm -f "$exit_file"
@@ -163,7 +178,7 @@ else
   make_in_copy gcov "" "gcc --coverage" "g++ --coverage"
   phase "gcov tests"
   CC="gcc --coverage" CXX="g++ --coverage" run_tests "$work/src" gcov
-  run_logged "$work/gcov-capture.log" python3 "$repo/scripts/gcov_to_lcov.py" "$work/src" -o "$work/gcov.info" --jobs "$jobs"
+  CC="gcc --coverage" CXX="g++ --coverage" gcov_capture "$work/src"
   rm -rf "$work/gcov-src"
   mv "$work/src" "$work/gcov-src"
 
@@ -182,7 +197,8 @@ cp "$exit_file" "$work/mirt_exit.out"
 mirt_lcov "$mirt_build"
 
 phase "comparing"
-compare=(python3 "$repo/scripts/compare_lcov.py" "$work/gcov.info" "$work/mirt.info" --root "$root" --only "$root")
+compare=(python3 "$repo/scripts/compare_lcov.py" "$work/gcov.info" "$work/mirt.info" --root "$root" --only "$root"
+         --runs "$work/gcov-runs.info" --again "$work/gcov-again.info")
 status=0
 "${compare[@]}" --details "${compare_args[@]}" >"$work/details.txt" || true
 "${compare[@]}" "${compare_args[@]}" | tee "$work/summary.txt" || status=${PIPESTATUS[0]}

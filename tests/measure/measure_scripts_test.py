@@ -67,6 +67,15 @@ class CompareTest(unittest.TestCase):
             status, text = self.compare(ref, mirt, option, limit)
             self.assertEqual(status, expected, option + " " + limit)
         self.assertIn("below threshold: files 50.0% < 51.0%", text)
+        # Line 5 ran twice by gcov's blocks (gcov counted it entered three times);
+        # its gcov count differs in a second run, which sets it aside.
+        runs = self.write("runs.info", lcov(("runs", self.source, {5: 2, 7: 1})))
+        again = self.write("again.info", lcov(("gcov", self.source, {5: 4, 7: 1})))
+        for options, cell, kind in ((["--runs", runs], "3/3", "gcov counts re-entries"),
+                                    (["--runs", runs, "--again", again], "2/2", "varies between runs")):
+            text = self.compare(ref, mirt, "--details", *options)[1]
+            self.assertEqual([l.split() for l in text.splitlines() if l.startswith("total")][0][10], cell)
+            self.assertIn(kind, [l for l in text.splitlines() if "|" in l][2])
         self.assertEqual(self.compare(ref, os.path.join(self.dir, "missing.info"))[0], 2)
         for text, brace in (("  }));", True), ("} // namespace x", True), ("} else {", False),
                             ("x = {};", False)):
@@ -125,6 +134,23 @@ class GcovToLcovTest(unittest.TestCase):
             self.assertEqual(listed.pop(7), 0)  # marked LCOV_EXCL_LINE
             self.assertEqual(dict(sections["gcov"][os.path.join(d, "t.c")]), listed)
             self.assertEqual(set(sections["included"]), {os.path.join(d, "part.c")})
+
+    @unittest.skipUnless(shutil.which("g++"), "needs g++")
+    def test_runs_count_a_line_once_where_gcov_enters_it_twice(self):
+        # The return runs s's destructor (on the closing brace's line) between its
+        # two blocks: gcov's line count is twice the calls, its blocks' once.
+        with tempfile.TemporaryDirectory() as d:
+            with open(os.path.join(d, "t.cc"), "w") as f:
+                f.write("#include <string>\nstatic std::string named(int n) {\n    std::string s(n, 0x78);\n"
+                        "    return std::string(s);\n}\nint main(int argc, char**) {\n"
+                        "    for (int i = 0; i < 3; i++)\n        named(argc + i);\n}\n")
+            subprocess.run(["g++", "--coverage", "t.cc", "-o", "t"], cwd=d, check=True)
+            subprocess.run([os.path.join(d, "t")], cwd=d, check=True)
+            info, runs = os.path.join(d, "t.info"), os.path.join(d, "runs.info")
+            self.assertEqual(gcov_to_lcov.main([d, "-o", info, "--runs", runs]), 0)
+            source = os.path.join(d, "t.cc")
+            self.assertEqual(compare_lcov.read_lcov(info, d)[source][4], 6)
+            self.assertEqual(dict(compare_lcov.read_lcov(runs, d)[source]), {2: 3, 3: 3, 4: 3, 5: 3, 6: 1, 7: 4, 8: 3, 9: 1})
 
 
 if __name__ == "__main__":
