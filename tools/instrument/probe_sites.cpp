@@ -1620,6 +1620,9 @@ private:
             // are walked.
             if (begin_offset(begin) && !isa<NullStmt>(s) && !is_label(s) && !is_attribute_alone(s))
                 statement_site(s, in_sequence);
+            if (auto* ds = dyn_cast<DeclStmt>(s))
+                for (const Decl* d : ds->decls())
+                    if (auto* local = dyn_cast<CXXRecordDecl>(d)) macro_class_sites(local);
             for (const Stmt* child : s->children()) {
                 if (!child) continue;
                 if (isa<Expr>(child)) walk_expr(child);
@@ -2012,6 +2015,37 @@ private:
         std::pair<FileID, unsigned> spelled = sm_.getDecomposedLoc(sm_.getSpellingLoc(brace));
         if (brace.isMacroID() && sm_.getBufferData(spelled.first).substr(spelled.second, 1) == "{")
             macro_copy_site(brace, spelled.second + 1, 0, false, 1, shown);
+    }
+
+    // A class that a statement's macro defines, with a function that the
+    // statement then calls ("do { class Helper { static void Execute() {
+    // statement; } }; ...; Helper::Execute(); } while (0)", as test frameworks
+    // check what a statement reports): gcc puts the function's code on the
+    // use's line too, and gcov counts its entries there when its body is more
+    // than one block (it has a call or a branch; gcov passes over a function's
+    // last block).
+    void macro_class_sites(const CXXRecordDecl* local) {
+        for (const CXXMethodDecl* m : local->methods()) {
+            auto* block = dyn_cast_or_null<CompoundStmt>(m->doesThisDeclarationHaveABody() ? m->getBody() : nullptr);
+            if (block && block->getLBracLoc().isMacroID() && splits_into_blocks(block))
+                macro_function_site(block, function_name(m, 0));
+        }
+    }
+
+    // Whether gcc makes more than one basic block of s: a call ends one, and
+    // so does every branch.
+    static bool splits_into_blocks(const Stmt* s) {
+        if (!s) return false;
+        if (isa<CallExpr>(s) || isa<CXXNewExpr>(s) || isa<CXXDeleteExpr>(s) || isa<CXXConstructExpr>(s) ||
+            isa<IfStmt>(s) || isa<ForStmt>(s) || isa<WhileStmt>(s) || isa<DoStmt>(s) || isa<CXXForRangeStmt>(s) ||
+            isa<SwitchStmt>(s) || isa<ReturnStmt>(s) || isa<GotoStmt>(s) || isa<CXXTryStmt>(s) ||
+            isa<CXXThrowExpr>(s) || isa<AbstractConditionalOperator>(s))
+            return true;
+        if (auto* b = dyn_cast<BinaryOperator>(s))
+            if (b->isLogicalOp()) return true;
+        for (const Stmt* child : s->children())
+            if (splits_into_blocks(child)) return true;
+        return false;
     }
 
     // A constructor or destructor that a macro's definition defaults ("X() =
