@@ -10,11 +10,12 @@
 #include "mirt64.h"
 #include "core/paths.h"
 #include "platform/profile.h"
+#include "platform/seldom_used.h"
 
 namespace mirt {
 
 AutodumpSettings autodump_settings;
-AutodumpPaths autodump_paths;
+MIRT_SELDOM_USED("autodump_paths") AutodumpPaths autodump_paths;
 
 namespace {
 

@@ -13,6 +13,7 @@
 #include "core/process_state.h"
 #include "core/trace.h"
 #include "core/text.h"
+#include "platform/seldom_used.h"
 
 namespace mirt {
 
@@ -32,7 +33,7 @@ char test_label[test_text_size];
 // were never touched costs a page fault each.
 constexpr uint32_t point_region_slots = 1024;
 constexpr uint32_t point_region_count = point_table_slots / point_region_slots;
-bool point_region_used[point_region_count];
+MIRT_SELDOM_USED("point_region_used") bool point_region_used[point_region_count];
 inline void mark_point_slot(uint32_t slot) { point_region_used[slot / point_region_slots] = true; }
 
 // Calls f(slot) for every slot of the used regions, in ascending order.
@@ -139,7 +140,7 @@ struct RecentPoint {
     uint32_t slot;
 };
 constexpr uint32_t recent_point_slots = 256;
-RecentPoint recent_points[recent_point_slots];
+MIRT_SELDOM_USED("recent_points") RecentPoint recent_points[recent_point_slots];
 
 inline RecentPoint& recent_point(const char* name, int32_t line) {
     uintptr_t h = (reinterpret_cast<uintptr_t>(name) >> 3) ^ (static_cast<uint32_t>(line) * 0x9E3779B1u >> 20);

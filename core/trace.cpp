@@ -4,6 +4,7 @@
 #include "core/error_log.h"
 #include "platform/files.h"
 #include "core/internals.h"
+#include "platform/seldom_used.h"
 
 namespace mirt {
 
@@ -16,7 +17,7 @@ namespace {
 // Set when a coverage write flushed and closed the trace file.
 bool trace_closed_by_write = false;
 // 3-byte records are stored as 4-byte values at a 3-byte stride: 4 spare bytes.
-unsigned char trace_buffer[trace_buffer_records * 3 + 4];
+MIRT_SELDOM_USED("trace_buffer") unsigned char trace_buffer[trace_buffer_records * 3 + 4];
 
 void report_open(bool refused) {
     if (trace_handle != platform::invalid_file) return;

@@ -1,6 +1,7 @@
 // runtime_folder.cpp (POSIX): the per-user runtime folder, checked at every use.
 // This file holds only POSIX code.
 #include "platform/posix/runtime_folder.h"
+#include "platform/seldom_used.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,7 +15,7 @@ namespace mirt::platform {
 
 namespace {
 // The first refusal's path; readable once the state is 2 (1: being written).
-char refused_folder[4096];
+MIRT_SELDOM_USED("refused_folder") char refused_folder[4096];
 std::atomic<int> refusal_state{0};
 
 // Appends text to buffer at *length; false when it does not fit with the
