@@ -22,6 +22,16 @@ struct Verdict {
 };
 #define EXPECT_SMALL(v) switch (0) case 0: default: \
     if (const Verdict verdict_ = Verdict{(v) < 99 ? "" : "big"}) ; else std::puts(verdict_.message.c_str())
+// As a test framework checks what a statement reports: a class of the
+// macro's own runs it.
+#define IN_HELPER(statement)                    \
+    do {                                        \
+        struct Helper {                         \
+            static void run() { statement; }    \
+        };                                      \
+        Helper::run();                          \
+    } while (0)
+int helped = 0;
 // As a test framework declares a test: a class whose constructor and
 // destructor the macro defaults, and a body that follows its use.
 struct Case {
@@ -255,6 +265,10 @@ int main(int argc, char**) {  //+
     total += static_cast<int>(made.size());  //+
     EXPECT_SMALL(total -  //+
                  total);  //+ the verdict is destroyed where the statement ends
+    IN_HELPER(  //+ the helper's entries too: its body calls function style: the helper's alone
+        helped += answer());
+    IN_HELPER(helped += 2);  //+ a body of one block: gcov passes over it
+    total += helped;  //+
     std::printf("%s%s%zu%d", out.str().c_str(), name.c_str(), sizes.size(), parts.rem);  //+
     return 0;  //+
 }
