@@ -15,6 +15,9 @@
 #define CONSTANT_FUNCTION(name, value) \
     static int name() { return value; }
 CONSTANT_FUNCTION(answer, 42)  //+ a function that a macro's use defines
+#define SUM_FUNCTION(name) \
+    static int name(int n) { int s = 0; for (int i = 0; i < n; i++) { s += i; } return s; }
+SUM_FUNCTION(sum_below)  //+ the rounds of the macro's loop count here too function style: calls
 // As a test framework checks: the verdict owns its message.
 struct Verdict {
     std::string message;
@@ -268,7 +271,7 @@ int main(int argc, char**) {  //+
     IN_HELPER(  //+ the helper's entries too: its body calls function style: the helper's alone
         helped += answer());
     IN_HELPER(helped += 2);  //+ a body of one block: gcov passes over it
-    total += helped;  //+
+    total += helped + sum_below(4) + sum_below(2);  //+
     std::printf("%s%s%zu%d", out.str().c_str(), name.c_str(), sizes.size(), parts.rem);  //+
     return 0;  //+
 }
