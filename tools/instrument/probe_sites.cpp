@@ -20,7 +20,6 @@
 #include <llvm/Support/Path.h>
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -1624,6 +1623,7 @@ private:
             if (auto* ds = dyn_cast<DeclStmt>(s))
                 for (const Decl* d : ds->decls())
                     if (auto* local = dyn_cast<CXXRecordDecl>(d)) macro_class_sites(local);
+            macro_loop_site(s);
             for (const Stmt* child : s->children()) {
                 if (!child) continue;
                 if (isa<Expr>(child)) walk_expr(child);
@@ -2011,31 +2011,31 @@ private:
     // inside the use, so the instrumented text defines the macro again around
     // it, with the count after the body's opening brace. Only where that brace
     // is the macro's own text, not an argument's or another macro's.
-    // A loop of the macro's own text in that body runs on the use's line as
-    // well: gcov adds the rounds of a loop that lies on one line to the line's
-    // count, and a count at the start of the loop's body gives them (not for
-    // a do-while, whose rounds are one fewer than its body's runs).
     void macro_function_site(const CompoundStmt* block, const std::string& shown) {
-        if (!macro_brace_site(block, shown, true) || !counting_lines()) return;
-        std::function<void(const Stmt*)> loops = [&](const Stmt* s) {
-            if (!s || isa<LambdaExpr>(s) || isa<DeclStmt>(s)) return;
-            const Stmt* body = nullptr;
-            if (auto* f = dyn_cast<ForStmt>(s)) body = f->getBody();
-            else if (auto* w = dyn_cast<WhileStmt>(s)) body = w->getBody();
-            else if (auto* r = dyn_cast<CXXForRangeStmt>(s)) body = r->getBody();
-            if (auto* inner = dyn_cast_or_null<CompoundStmt>(body)) macro_brace_site(inner, shown, false);
-            for (const Stmt* child : s->children()) loops(child);
-        };
-        loops(block);
+        macro_brace_site(block, shown, true);
+    }
+
+    // A loop of a macro's own text runs on the line of the macro's use: gcov
+    // adds the rounds of a loop that lies on one line to the line's count
+    // ("#define SKIP_SPACES(s) while (isspace(*s)) { s++; }"), and a count at
+    // the start of the loop's body gives them (not for a do-while, whose
+    // rounds are one fewer than its body's runs).
+    void macro_loop_site(const Stmt* s) {
+        const Stmt* body = nullptr;
+        if (auto* f = dyn_cast<ForStmt>(s)) body = f->getBody();
+        else if (auto* w = dyn_cast<WhileStmt>(s)) body = w->getBody();
+        else if (auto* r = dyn_cast<CXXForRangeStmt>(s)) body = r->getBody();
+        if (auto* block = dyn_cast_or_null<CompoundStmt>(body); block && counting_lines())
+            macro_brace_site(block, "", false);
     }
 
     // A count after the opening brace of block, where the brace is a macro's
     // own text: a function's entries (function) or a loop's rounds.
-    bool macro_brace_site(const CompoundStmt* block, const std::string& shown, bool function) {
+    void macro_brace_site(const CompoundStmt* block, const std::string& shown, bool function) {
         SourceLocation brace = block->getLBracLoc();
         std::pair<FileID, unsigned> spelled = sm_.getDecomposedLoc(sm_.getSpellingLoc(brace));
-        if (!brace.isMacroID() || sm_.getBufferData(spelled.first).substr(spelled.second, 1) != "{") return false;
-        return macro_copy_site(brace, spelled.second + 1, 0, false, 1, shown, function);
+        if (brace.isMacroID() && sm_.getBufferData(spelled.first).substr(spelled.second, 1) == "{")
+            macro_copy_site(brace, spelled.second + 1, 0, false, 1, shown, function);
     }
 
     // A class that a statement's macro defines, with a function that the
@@ -2099,18 +2099,18 @@ private:
     // code at loc: at byte at of that definition's file, in place of cut
     // bytes, in braces or not, repeat times; around the use in the file that
     // the code's expansion comes from.
-    bool macro_copy_site(SourceLocation loc, size_t at, size_t cut, bool braces, int repeat, const std::string& shown,
+    void macro_copy_site(SourceLocation loc, size_t at, size_t cut, bool braces, int repeat, const std::string& shown,
                          bool function = true) {
-        if (!loc.isMacroID() || sm_.isMacroArgExpansion(loc)) return false;
+        if (!loc.isMacroID() || sm_.isMacroArgExpansion(loc)) return;
         CharSourceRange use = sm_.getExpansionRange(loc);
         std::optional<unsigned> begin = main_offset(use.getBegin());
         std::optional<unsigned> end = main_offset(Lexer::getLocForEndOfToken(use.getEnd(), 0, sm_, lo_));
-        if (!begin || !end || *end <= *begin || !macro_copies_.insert({*begin, at}).second) return false;
+        if (!begin || !end || *end <= *begin || !macro_copies_.insert({*begin, at}).second) return;
         // The definition's text: its logical line, from the macro's name.
         FileID defined_in = sm_.getFileID(sm_.getSpellingLoc(loc));
         llvm::StringRef text = sm_.getBufferData(defined_in);
         std::string name = Lexer::getImmediateMacroName(loc, sm_, lo_).str();
-        if (name.empty() || at + cut > text.size()) return false;
+        if (name.empty() || at + cut > text.size()) return;
         // Whether the line break at newline continues the line ("\\\n", "\\\r\n").
         auto continued = [&](size_t newline) {
             size_t before = newline;
@@ -2126,11 +2126,11 @@ private:
         size_t stop = at + cut;
         while (stop < text.size() && !(text[stop] == '\n' && !continued(stop))) ++stop;
         llvm::StringRef head = text.slice(start, at).ltrim();
-        if (!head.consume_front("#")) return false;
+        if (!head.consume_front("#")) return;
         head = head.ltrim();
-        if (!head.consume_front("define")) return false;
+        if (!head.consume_front("define")) return;
         head = head.ltrim();
-        if (!head.startswith(name)) return false;
+        if (!head.startswith(name)) return;
         size_t definition_start = at - head.size();
         Site site = new_site(line_at(*begin), *begin);
         site.function_entry = function;
@@ -2142,7 +2142,6 @@ private:
         site.probes.push_back(p);
         sites_.push_back(std::move(site));
         if (functions_ && function) functions_->push_back({shown, line_at(*begin), line_at(*end), file_});
-        return true;
     }
 
     bool is_lambda_without_constexpr(const FunctionDecl* fd) const {

@@ -4,6 +4,7 @@
 #include <string.h>
 
 #define SQUARE(x) ((x) * (x))
+#define SKIP_SPACES(s) while (*(s) == ' ') { (s)++; }
 
 struct item { const char* name; int weight; };
 
@@ -47,6 +48,11 @@ int main(void) {  //+
     for (i = 1; i < 10; i++) total += table(i);  //+
     total += cmp(&items[0], &items[1]);  //+
     total += (int)strlen(items[2].name);  //+
+    for (i = 0; i < 3; i++) {  //+
+        const char* text = "   x" + i;  //+
+        SKIP_SPACES(text);  //+ the rounds of the macro's loop count here too
+        total += *text;  //+
+    }
     total += tries();  //+
     printf("total %d\n", total);  //+
     return 0;  //+
