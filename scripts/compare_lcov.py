@@ -24,8 +24,8 @@ mirt64's count is gcov's line count or the line's runs by gcov's blocks: gcov's
 line count is the number of times control entered the line, so a statement that
 leaves its line and comes back (to run a destructor on the closing brace's line,
 say) counts twice there, once by the blocks. With --again (gcov's tracefile of a
-second run of the same tests), lines whose gcov count differs between the two
-runs (threads, timing) take no part in that figure.
+second run of the same tests), lines on which the two tools disagree and whose gcov
+count differs between the two runs (threads, timing) take no part in that figure.
 
 and the share of the sources gcov ran that mirt64 knows (a source mirt64
 lacks was not instrumented; headers and sources that other sources #include

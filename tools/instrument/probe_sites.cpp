@@ -1585,15 +1585,19 @@ private:
         }
     }
 
+    // A constant's initialiser must stay a constant expression, and a static
+    // one that is constant must not become dynamic.
+    bool stays_constant(const VarDecl* v) const {
+        const Expr* init = v->getInit();
+        return v->isConstexpr() || (init && v->hasGlobalStorage() && !init->isValueDependent() &&
+                                    init->isConstantInitializer(ctx_, v->getType()->isReferenceType()));
+    }
+
     void walk_local_decl(const Decl* d) {
         if (auto* v = dyn_cast<VarDecl>(d)) {
-            // A constant's initialiser must stay a constant expression, and a
-            // static one that is constant must not become dynamic.
             bool saved_constant = constant_context_;
             const Expr* init = v->getInit();
-            constant_context_ = constant_context_ || v->isConstexpr() ||
-                                (init && v->hasGlobalStorage() && !init->isValueDependent() &&
-                                 init->isConstantInitializer(ctx_, v->getType()->isReferenceType()));
+            constant_context_ = constant_context_ || stays_constant(v);
             // "T a = 1, name =\n    call();": the initialiser's line counts where
             // it runs code (an array's initialiser cannot take a comma; a
             // declaration of one name is counted there by its statement).
@@ -1903,7 +1907,7 @@ private:
             if (functions_)
                 functions_->push_back({shown, line_at(anchor), close ? line_at(*close) : line_at(anchor), file_});
         } else if (block && !constexpr_function) {
-            macro_function_site(block, shown);
+            macro_brace_site(block, shown, true);
         }
         std::string saved_name = std::move(enclosing_name_);
         enclosing_name_ = shown;
@@ -2005,16 +2009,6 @@ private:
         }
     }
 
-    // A function that a macro's use defines, body and all
-    // ("GETTER(name, value)" with "#define GETTER(n, v) int n() { return v; }"):
-    // gcov counts its entries on the line of the use. Nothing can be written
-    // inside the use, so the instrumented text defines the macro again around
-    // it, with the count after the body's opening brace. Only where that brace
-    // is the macro's own text, not an argument's or another macro's.
-    void macro_function_site(const CompoundStmt* block, const std::string& shown) {
-        macro_brace_site(block, shown, true);
-    }
-
     // A loop of a macro's own text runs on the line of the macro's use: gcov
     // adds the rounds of a loop that lies on one line to the line's count
     // ("#define SKIP_SPACES(s) while (isspace(*s)) { s++; }"), and a count at
@@ -2030,7 +2024,12 @@ private:
     }
 
     // A count after the opening brace of block, where the brace is a macro's
-    // own text: a function's entries (function) or a loop's rounds.
+    // own text, not an argument's or another macro's: a function's entries
+    // (function) or a loop's rounds. A function that a macro's use defines,
+    // body and all ("GETTER(name, value)" with "#define GETTER(n, v) int n() {
+    // return v; }"), counts its entries on the line of the use, as gcov does.
+    // Nothing can be written inside the use, so the instrumented text defines
+    // the macro again around it, with the count after the brace.
     void macro_brace_site(const CompoundStmt* block, const std::string& shown, bool function) {
         SourceLocation brace = block->getLBracLoc();
         std::pair<FileID, unsigned> spelled = sm_.getDecomposedLoc(sm_.getSpellingLoc(brace));
@@ -2049,7 +2048,7 @@ private:
         for (const CXXMethodDecl* m : local->methods()) {
             auto* block = dyn_cast_or_null<CompoundStmt>(m->doesThisDeclarationHaveABody() ? m->getBody() : nullptr);
             if (block && block->getLBracLoc().isMacroID() && splits_into_blocks(block))
-                macro_function_site(block, function_name(m, 0));
+                macro_brace_site(block, function_name(m, 0), true);
         }
     }
 
@@ -2098,7 +2097,8 @@ private:
     // A count written into a copy of the macro whose definition spells the
     // code at loc: at byte at of that definition's file, in place of cut
     // bytes, in braces or not, repeat times; around the use in the file that
-    // the code's expansion comes from.
+    // the code's expansion comes from. A function's entries (function) also
+    // name the function in the map.
     void macro_copy_site(SourceLocation loc, size_t at, size_t cut, bool braces, int repeat, const std::string& shown,
                          bool function = true) {
         if (!loc.isMacroID() || sm_.isMacroArgExpansion(loc)) return;
@@ -2195,7 +2195,11 @@ private:
         } else if (auto* field = dyn_cast<FieldDecl>(d)) {
             walk_expr(field->getInClassInitializer());
         } else if (auto* v = dyn_cast<VarDecl>(d)) {
+            // "static constexpr bool value = A::value && B::value;" in a class.
+            bool saved_constant = constant_context_;
+            constant_context_ = constant_context_ || stays_constant(v);
             walk_expr(v->getInit());
+            constant_context_ = saved_constant;
         }
     }
 

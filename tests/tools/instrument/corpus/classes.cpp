@@ -8,6 +8,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #define BLOCK(x) { std::printf("%d\n", x); std::printf("%d\n", x); }
@@ -49,6 +50,15 @@ struct Case {
     };                                \
     int name::run()
 CASE(first_case) { return 1; }  //+ made, run, deleted (twice: two destructors); function style: one
+
+// Constants stay constant: no count goes into their initialisers.
+template <typename A, typename B>
+struct both_true {
+    static constexpr bool value = A::value && B::value;
+};
+static_assert(both_true<std::true_type, std::true_type>::value, "a constant");
+const bool wide_long = sizeof(long) > 2 && sizeof(long) >= sizeof(int);
+char long_bytes[wide_long ? sizeof(long) : 1];
 
 template <typename T>
 T clamp_sum(const std::vector<T>& v, T limit) {  //+
