@@ -59,9 +59,11 @@ DUMP_BLOCK = re.compile(r"block (\d+):(.*)$")
 DUMP_PART = re.compile(r"`([^']*)'|(\d+)")
 
 
-def block_lines(notes):
-    """{function: {block: [(file, line), ...]}} of one notes file, by gcov-dump."""
-    result = subprocess.run(["gcov-dump", "-l", notes], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+def block_lines(gcov, notes):
+    """{function: {block: [(file, line), ...]}} of one notes file, by the gcov-dump
+    that goes with gcov (gcov-12: gcov-dump-12)."""
+    dump = os.path.join(os.path.dirname(gcov), os.path.basename(gcov).replace("gcov", "gcov-dump", 1))
+    result = subprocess.run([dump, "-l", notes], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
     if result.returncode != 0:
         raise RuntimeError("gcov-dump failed on %s: %s" % (notes, result.stderr.strip()[-500:]))
     functions, blocks, cwd = {}, None, ""
@@ -107,7 +109,7 @@ def run_counts(gcov, folder, names):
     runs = collections.defaultdict(lambda: collections.defaultdict(int))
     for name in names:
         counts = block_counts(gcov, folder, name)
-        for function, blocks in block_lines(os.path.join(folder, name)).items():
+        for function, blocks in block_lines(gcov, os.path.join(folder, name)).items():
             starting, covering = {}, {}
             for block, where in blocks.items():
                 count = counts.get(function, {}).get(block, 0)
