@@ -415,17 +415,19 @@ def compare_file(path, ref, mirt, disagreements, runs=None, again=None):
                 disagreements.append((path, n, "run by one only", r, m))
         else:
             figures.den["exact"] += 1
+            kind = None
             if r == m:
                 figures.num["exact"] += 1
-            kind = "counts differ"
-            if r != m and again is not None and again.get(n) != r:
+            elif again is not None and again.get(n) != r:
                 kind = "varies between runs"
-            elif r != m and runs is not None and runs.get(n) == m:
+            elif runs is not None and runs.get(n) == m:
                 kind = "gcov counts re-entries"
+            else:
+                kind = "counts differ"
             if runs is not None and kind != "varies between runs":
                 figures.den["exact by blocks"] += 1
-                figures.num["exact by blocks"] += r == m or kind == "gcov counts re-entries"
-            if r != m:
+                figures.num["exact by blocks"] += kind in (None, "gcov counts re-entries")
+            if kind:
                 disagreements.append((path, n, kind, r, m))
     return figures
 

@@ -129,7 +129,7 @@ gcov_capture() {  # FOLDER (the test command's environment comes from the caller
     --runs "$work/gcov-runs.info" --jobs "$jobs"
   find "$folder" -name '*.gcda' -delete
   run_tests "$folder" gcov-again
-  run_logged "$work/gcov-capture.log" python3 "$repo/scripts/gcov_to_lcov.py" "$folder" -o "$work/gcov-again.info" --jobs "$jobs"
+  run_logged "$work/gcov-again-capture.log" python3 "$repo/scripts/gcov_to_lcov.py" "$folder" -o "$work/gcov-again.info" --jobs "$jobs"
   # A test command that runs nothing (the build ran the tests) tells nothing.
   grep -q '^DA:[0-9]*,[1-9]' "$work/gcov-again.info" || rm -f "$work/gcov-again.info"
 }

@@ -1240,9 +1240,12 @@ private:
 
     // Whether e calls a function or a constructor (an increment or a store
     // alone does not).
+    static bool is_call(const Stmt* e) {
+        return isa<CallExpr>(e) || isa<CXXNewExpr>(e) || isa<CXXDeleteExpr>(e) || isa<CXXConstructExpr>(e);
+    }
     static bool calls_something(const Stmt* e) {
         if (!e || isa<LambdaExpr>(e)) return false;
-        if (isa<CallExpr>(e) || isa<CXXNewExpr>(e) || isa<CXXDeleteExpr>(e) || isa<CXXConstructExpr>(e)) return true;
+        if (is_call(e)) return true;
         for (const Stmt* child : e->children())
             if (calls_something(child)) return true;
         return false;
@@ -2056,8 +2059,7 @@ private:
     // so does every branch.
     static bool splits_into_blocks(const Stmt* s) {
         if (!s) return false;
-        if (isa<CallExpr>(s) || isa<CXXNewExpr>(s) || isa<CXXDeleteExpr>(s) || isa<CXXConstructExpr>(s) ||
-            isa<IfStmt>(s) || isa<ForStmt>(s) || isa<WhileStmt>(s) || isa<DoStmt>(s) || isa<CXXForRangeStmt>(s) ||
+        if (is_call(s) || isa<IfStmt>(s) || isa<ForStmt>(s) || isa<WhileStmt>(s) || isa<DoStmt>(s) || isa<CXXForRangeStmt>(s) ||
             isa<SwitchStmt>(s) || isa<ReturnStmt>(s) || isa<GotoStmt>(s) || isa<CXXTryStmt>(s) ||
             isa<CXXThrowExpr>(s) || isa<AbstractConditionalOperator>(s))
             return true;
