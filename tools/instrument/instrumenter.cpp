@@ -154,9 +154,10 @@ bool parse(std::vector<std::string> argv, const SiteOptions& options, const std:
 
 // Clang's parse of a source with a large library's headers takes one to
 // three hundred megabytes in small pieces, and the first touch of each 4 KB
-// page is a page fault: a fourth of the parse's time on a virtual machine. The heap grows here in
-// one large step (untouched, it costs nothing), which the kernel is asked to
-// back with 2 MB pages where it can; big blocks come from the heap too.
+// page is a page fault: a fourth of the parse's time on a virtual machine.
+// The heap grows here in one large step (untouched, it costs nothing), which
+// the kernel is asked to back with 2 MB pages where it can; big blocks come
+// from the heap too.
 // Nothing changes where the kernel gives none (the advice is only advice).
 void prefer_large_pages() {
     static bool done = false;
