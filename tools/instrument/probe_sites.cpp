@@ -230,6 +230,23 @@ private:
         }
         sites_.push_back(std::move(site));
         if (counting_lines() && s->getBeginLoc().isMacroID()) statement_end_alias(s, *begin, line);
+        if (auto* r = dyn_cast<ReturnStmt>(s)) return_end_alias(r, *begin, line);
+    }
+
+    // "return f(a,\n    b);": g++ places the return itself (the value's
+    // store and the jump to the function's end) at the last token of the
+    // value (gcc, for C, at its first), and gcov counts that line each time
+    // the statement runs, whatever stands there ("b);", "2};", "\"def\";").
+    // The line map lets it count what the statement's line counts. A choice
+    // ("c ?\n    1 :\n    0") is placed by its arms' rules instead.
+    void return_end_alias(const ReturnStmt* r, unsigned anchor, int line) {
+        const Expr* value = r->getRetValue();
+        if (!lo_.CPlusPlus || !value || isa<AbstractConditionalOperator>(value->IgnoreParenImpCasts())) return;
+        std::optional<unsigned> end = expr_end(value);
+        if (!end || *end == 0 || line_at(*end - 1) <= line) return;
+        Site alias = new_site(line_at(*end - 1), *end - 1);
+        alias.same_as = anchor;
+        sites_.push_back(std::move(alias));
     }
 
     // ---- straight code ----

@@ -103,13 +103,18 @@ static int macros(int n) {  //+
 
 static int a(int x) { return x + 1; } static int b(int x) { return x * 2; }  //+
 
+static int ratio(int x) {  //+
+    return b(x) / b(  //+
+        1);  //+
+}
+
 int main() {  //+
     int total = 0;  //+
     for (int n = 0; n < 12; ++n) {  //+
         total += branches(n);  //+
         total += loops(n);  //+
         total += jumps(n) + macros(n);  //+
-        total += a(n) + (n % 2 ? b(n) : 0);  //+
+        total += a(n) + (n % 2 ? b(n) : 0) + ratio(n);  //+
     }
     std::printf("total %d\n", total);  //+
     return 0;  //+
