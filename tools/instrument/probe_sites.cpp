@@ -1423,7 +1423,8 @@ private:
     // An argument on a later line than its call counts there where gcc gives
     // it code of its own: not a call, which is placed with its call, but a
     // call inside a cast ("f(a,\n    static_cast<long>(g()))", placed at
-    // g), an object made or any other code.
+    // g), an object made, an element or a conversion (placed_argument) or
+    // any other code.
     void argument_site(const Expr* arg, int from) {
         if (call_without_line(arg)) return;
         if (auto* inner = dyn_cast<CallExpr>(arg->IgnoreParenCasts()); inner && inner != arg->IgnoreParens() &&
@@ -1431,7 +1432,35 @@ private:
             operand_site(inner, from);
             return;
         }
-        if (own_line_code(arg) || makes_object(arg)) operand_site(arg, from);
+        if (own_line_code(arg) || makes_object(arg) || placed_argument(arg)) operand_site(arg, from);
+    }
+
+    // Whether gcc gives an argument code of its own where it stands: it
+    // keeps the place of an element's address ("a[i]", "&a[i]") and of a
+    // conversion to a wider integer of anything but a name or a constant
+    // ("o.v", "*p", "i + 1" passed as a long); the rest of an argument's
+    // code (a member's load, arithmetic of the same type) it places with
+    // the call.
+    static bool placed_argument(const Expr* e) {
+        if (auto* cast = dyn_cast<ImplicitCastExpr>(e->IgnoreParens()); cast && cast->getCastKind() == CK_IntegralCast) {
+            const Expr* from = cast->getSubExpr()->IgnoreParenImpCasts();
+            QualType wide = cast->getType(), narrow = cast->getSubExpr()->getType();
+            bool widens = wide->isIntegerType() && narrow->isIntegerType() && !wide->isDependentType() &&
+                          !narrow->isDependentType() && !wide->isBooleanType();
+            if (auto* u = dyn_cast<UnaryOperator>(from); u && u->getOpcode() == UO_LNot) widens = false;
+            if (auto* b = dyn_cast<BinaryOperator>(from); b && (b->isComparisonOp() || b->isLogicalOp())) widens = false;
+            if (widens && !isa<DeclRefExpr>(from) && !isa<IntegerLiteral>(from) && !isa<CharacterLiteral>(from) &&
+                !isa<ExplicitCastExpr>(from))
+                return true;
+        }
+        return has_subscript(e);
+    }
+    static bool has_subscript(const Stmt* e) {
+        if (!e || isa<LambdaExpr>(e) || isa<CallExpr>(e) || isa<UnaryExprOrTypeTraitExpr>(e)) return false;
+        if (isa<ArraySubscriptExpr>(e)) return true;
+        for (const Stmt* child : e->children())
+            if (has_subscript(child)) return true;
+        return false;
     }
 
     // A member call whose "." or "->" begins a line of its own

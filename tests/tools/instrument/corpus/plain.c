@@ -54,6 +54,8 @@ int main(void) {  //+
         total += *text;  //+
     }
     total += tries();  //+
-    printf("total %d\n", total);  //+
+    printf("%s %d\n",  //+
+           items[1].name,  //+ the element is reached there
+           total);
     return 0;  //+
 }
