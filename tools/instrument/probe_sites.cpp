@@ -1901,6 +1901,7 @@ private:
         // A defaulted or deleted function has no body written anywhere
         // (the parser makes an empty one for a defaulted function in use).
         if (fd->isExplicitlyDefaulted() && emitted_here(fd)) defaulted_in_macro_site(fd, function_name(fd, 0));
+        if (fd->isExplicitlyDefaulted() && fd->isOutOfLine() && emitted_here(fd)) defaulted_out_of_line_site(fd);
         if (fd->isConsteval() || fd->hasAttr<NakedAttr>() || fd->isDefaulted() || fd->isDeleted()) return;
         if (!emitted_here(fd)) return;
         bool constexpr_function = fd->isConstexpr();
@@ -2142,6 +2143,54 @@ private:
         macro_copy_site(keyword, equals, word + 7 - equals, true, repeat, shown);
     }
 
+    // A default constructor or a destructor defaulted outside its class
+    // ("Features::Features() = default;"): gcc makes its code on the line of
+    // its name, and gcov counts its entries there. Defaulted there, it is
+    // the class's own function already (not trivial, its exceptions as
+    // declared), so a body that counts means what the default means: "=
+    // default;" becomes "{ count; } /* = default; */". Not a copy or a move,
+    // whose default body copies; not a constexpr function or a template's.
+    // A virtual destructor counts once a destruction, also where gcov counts
+    // the function that deletes too.
+    void defaulted_out_of_line_site(const FunctionDecl* fd) {
+        auto* ctor = dyn_cast<CXXConstructorDecl>(fd);
+        if (!(ctor && ctor->isDefaultConstructor()) && !isa<CXXDestructorDecl>(fd)) return;
+        if (!counting_lines() && style_ != ProbeStyle::function) return;
+        if (fd->isConstexpr() || fd->isTemplated() || fd->getLocation().isMacroID() || fd->getEndLoc().isMacroID())
+            return;
+        std::optional<unsigned> name = main_offset(fd->getLocation());
+        FunctionTypeLoc type = fd->getFunctionTypeLoc();
+        std::optional<unsigned> close = type ? main_offset(type.getRParenLoc()) : std::nullopt;
+        if (!name || !close) return;
+        // "= default;" after the parameters (and "noexcept", "override"),
+        // comments aside (raw tokens: keywords are identifiers).
+        auto next = [&](const llvm::Optional<Token>& t) {
+            return t ? Lexer::findNextToken(t->getLocation(), sm_, lo_) : llvm::Optional<Token>();
+        };
+        llvm::Optional<Token> tok = Lexer::findNextToken(type.getRParenLoc(), sm_, lo_);
+        for (int n = 0; tok && tok->is(tok::raw_identifier) && n < 8; ++n) tok = next(tok);
+        llvm::Optional<Token> word = next(tok);
+        llvm::Optional<Token> semi = next(word);
+        if (!tok || !tok->is(tok::equal) || !word || !word->is(tok::raw_identifier) ||
+            word->getRawIdentifier() != "default" || !semi || !semi->is(tok::semi))
+            return;
+        std::optional<unsigned> equals_at = main_offset(tok->getLocation());
+        std::optional<unsigned> semicolon_at = main_offset(semi->getLocation());
+        if (!equals_at || !semicolon_at) return;
+        unsigned equals = *equals_at, semicolon = *semicolon_at;
+        int line = line_at(*name);
+        int saved_function = function_;
+        function_ = ++functions_seen_;
+        Site site = new_site(line, equals);
+        site.function_entry = true;
+        Probe p{Probe::default_body, equals};
+        p.end = semicolon + 1;
+        site.probes.push_back(p);
+        sites_.push_back(std::move(site));
+        function_ = saved_function;
+        if (functions_) functions_->push_back({function_name(fd, line), line, line_at(semicolon), file_});
+    }
+
     // A count written into a copy of the macro whose definition spells the
     // code at loc: at byte at of that definition's file, in place of cut
     // bytes, in braces or not, repeat times; around the use in the file that
@@ -2240,6 +2289,7 @@ private:
                 kind == TSK_ExplicitInstantiationDefinition)
                 return;
             if (fd->doesThisDeclarationHaveABody()) walk_function(fd, fd->getBody(), fd->getLocation());
+            else if (fd->isExplicitlyDefaulted() && fd->isOutOfLine() && emitted_here(fd)) defaulted_out_of_line_site(fd);
         } else if (auto* field = dyn_cast<FieldDecl>(d)) {
             walk_expr(field->getInClassInitializer());
         } else if (auto* v = dyn_cast<VarDecl>(d)) {

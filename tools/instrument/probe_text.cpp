@@ -425,6 +425,14 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
                 macro_counts[{p.offset, p.macro->name}].push_back({p.macro.get(), p.end, site.line, count});
                 continue;
             }
+            if (p.form == Probe::default_body) {
+                Probe in_body = p;
+                in_body.form = Probe::statement;
+                std::string count = probe_text(source, names, style, site, in_body, counter, (*unique)++);
+                inserts.push_back({p.offset, 2, 0, sequence++, "{ " + count + "} /* "});
+                inserts.push_back({p.end, 0, 0, sequence++, " */"});
+                continue;
+            }
             std::string text = probe_text(source, names, style, site, p, counter, (*unique)++);
             if (p.at_body_end) {
                 // Inside the wrap that opens at body_start, after anything that

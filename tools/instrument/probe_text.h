@@ -61,6 +61,8 @@ struct Probe {
         macro_copy,   // a macro use from offset to end whose macro defines a
                       // function: the macro is defined again around the use,
                       // with the count after the body's opening brace (macro)
+        default_body, // "= default;" from offset to end becomes a body that
+                      // counts: "{ count; } /* = default; */"
     };
     Form form = statement;
     unsigned offset = 0;

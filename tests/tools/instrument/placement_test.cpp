@@ -117,8 +117,9 @@ TEST(Placement, StrictC89TakesDeclarationProbes) {
 // and macros left alone show in the copies that compile and in gcov's counts.
 TEST(Placement, FunctionStyleScopesEveryFunctionThatRuns) {
     Instrumented fn = instrument("classes.cpp", {"-std=c++20"}, ProbeStyle::function);
-    EXPECT_EQ(occurrences(fn.result.text, "mirt_obj mirt_scope"), 27u)
-        << "one scope per function, lambda, member and function that a macro defines; none in the constexpr or "
+    EXPECT_EQ(occurrences(fn.result.text, "mirt_obj mirt_scope"), 28u)
+        << "one scope per function, lambda, member, function that a macro defines and destructor defaulted outside "
+           "its class; none in the constexpr or "
            "consteval function, "
            "nor in the templates that no code made here instantiates";
 }

@@ -162,13 +162,17 @@ Node::Node(const char* name_,  //+
       seen(),  //+ a number made without arguments: a zero stored there
       marks() {}  //+ made without arguments: counts as the constructor's entry
 
-// Defaulted and deleted functions have no body of their own to count.
+// Defaulted and deleted functions have no body of their own to count; a
+// default constructor or destructor defaulted outside its class gets one.
 struct Defaulted {
     Defaulted() = default;
     Defaulted(const Defaulted&) = default;
     Defaulted& operator=(Defaulted&&) = delete;
+    ~Defaulted();
     int v = 0;
 };
+Defaulted::~Defaulted()  //+
+    = default;
 
 static int checked(int n) {  //+
     if (n % 4 == 3) throw std::runtime_error("bad " + std::to_string(n));  //+
