@@ -1901,7 +1901,7 @@ private:
         // A defaulted or deleted function has no body written anywhere
         // (the parser makes an empty one for a defaulted function in use).
         if (fd->isExplicitlyDefaulted() && emitted_here(fd)) defaulted_in_macro_site(fd, function_name(fd, 0));
-        if (fd->isExplicitlyDefaulted() && fd->isOutOfLine() && emitted_here(fd)) defaulted_out_of_line_site(fd);
+        defaulted_out_of_line_site(fd);
         if (fd->isConsteval() || fd->hasAttr<NakedAttr>() || fd->isDefaulted() || fd->isDeleted()) return;
         if (!emitted_here(fd)) return;
         bool constexpr_function = fd->isConstexpr();
@@ -2153,9 +2153,9 @@ private:
     // A virtual destructor counts once a destruction, also where gcov counts
     // the function that deletes too.
     void defaulted_out_of_line_site(const FunctionDecl* fd) {
+        if (!fd->isExplicitlyDefaulted() || !fd->isOutOfLine() || !emitted_here(fd)) return;
         auto* ctor = dyn_cast<CXXConstructorDecl>(fd);
         if (!(ctor && ctor->isDefaultConstructor()) && !isa<CXXDestructorDecl>(fd)) return;
-        if (!counting_lines() && style_ != ProbeStyle::function) return;
         if (fd->isConstexpr() || fd->isTemplated() || fd->getLocation().isMacroID() || fd->getEndLoc().isMacroID())
             return;
         std::optional<unsigned> name = main_offset(fd->getLocation());
@@ -2178,6 +2178,7 @@ private:
         std::optional<unsigned> semicolon_at = main_offset(semi->getLocation());
         if (!equals_at || !semicolon_at) return;
         unsigned equals = *equals_at, semicolon = *semicolon_at;
+        if (text_.slice(equals, semicolon).contains('/')) return;  // a comment inside would end the new one
         int line = line_at(*name);
         int saved_function = function_;
         function_ = ++functions_seen_;
@@ -2289,7 +2290,7 @@ private:
                 kind == TSK_ExplicitInstantiationDefinition)
                 return;
             if (fd->doesThisDeclarationHaveABody()) walk_function(fd, fd->getBody(), fd->getLocation());
-            else if (fd->isExplicitlyDefaulted() && fd->isOutOfLine() && emitted_here(fd)) defaulted_out_of_line_site(fd);
+            else defaulted_out_of_line_site(fd);
         } else if (auto* field = dyn_cast<FieldDecl>(d)) {
             walk_expr(field->getInClassInitializer());
         } else if (auto* v = dyn_cast<VarDecl>(d)) {
