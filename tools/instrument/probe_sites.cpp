@@ -242,7 +242,12 @@ private:
     void return_end_alias(const ReturnStmt* r, unsigned anchor, int line) {
         const Expr* value = r->getRetValue();
         if (!lo_.CPlusPlus || !value || isa<AbstractConditionalOperator>(value->IgnoreParenImpCasts())) return;
-        std::optional<unsigned> end = expr_end(value);
+        alias_at_end(expr_end(value), anchor, line);
+    }
+
+    // The line where the code that ends at end (the byte after it) ends, past
+    // line: it counts what the site at anchor counts, without a probe.
+    void alias_at_end(std::optional<unsigned> end, unsigned anchor, int line) {
         if (!end || *end == 0 || line_at(*end - 1) <= line) return;
         Site alias = new_site(line_at(*end - 1), *end - 1);
         alias.same_as = anchor;
@@ -484,11 +489,7 @@ private:
         const VarDecl* v = i ? i->getConditionVariable() : nullptr;
         const CXXRecordDecl* type = v ? v->getType()->getAsCXXRecordDecl() : nullptr;
         if (!type || !type->hasDefinition() || !type->hasNonTrivialDestructor()) return;
-        std::optional<unsigned> end = end_offset(s);
-        if (!end || *end == 0 || line_at(*end - 1) <= line) return;
-        Site alias = new_site(line_at(*end - 1), *end - 1);
-        alias.same_as = anchor;
-        sites_.push_back(std::move(alias));
+        alias_at_end(end_offset(s), anchor, line);
     }
 
     // A statement whose first line only names what its later lines compute
