@@ -42,6 +42,11 @@ void load_index_file(int mode) {
     // Only the call that put the table in place reads the index: a probe
     // that lost the race to another thread's first probe uses its table.
     if (!allocate_point_table() || mode != index_mode_numbering) return;
+    // Other threads' probes use the table from here on. Reading and opening
+    // under the stream's lock makes a new point of theirs wait for its index
+    // line until the stream is open, and orders this store of the stream
+    // before a write's close of it.
+    std::unique_lock<std::mutex> hold(index_stream_lock());
     bool refused = false;
     if (FILE* listed = platform::open_runtime_stream(index_file_path, "r", &refused)) {
         // A line longer than the buffer is read on as the next line, as fgets does.
@@ -63,7 +68,9 @@ void load_index_file(int mode) {
         fclose(listed);
     }
     index_stream = platform::open_runtime_stream(index_file_path, "a+", &refused);
-    if (index_stream == nullptr) {
+    const bool opened = index_stream != nullptr;
+    hold.unlock();
+    if (!opened) {
         if (refused) MIRT_REPORT_REFUSED(index_file_path);
         MIRT_REPORT(Failure::index_append_open);
     }
