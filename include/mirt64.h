@@ -22,9 +22,13 @@
 #  define MIRT_API __attribute__((visibility("default")))
 #endif
 
-/* A count: 64 bits. __extension__ lets strict C89 builds (-pedantic) take long long. */
+/* A count: 64 bits. __extension__ lets strict C89 builds (-pedantic) take long long;
+   C++98 builds need the pragma. */
 #if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wlong-long"
 __extension__ typedef long long mirt_count_t;
+#pragma GCC diagnostic pop
 #else
 typedef long long mirt_count_t;
 #endif

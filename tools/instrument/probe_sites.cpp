@@ -919,6 +919,24 @@ private:
         sites_.push_back(std::move(site));
     }
 
+    // A pointer member stored from a null pointer constant ("next_(0)",
+    // "parent_(NULL)") counts on the member's line as any other stored
+    // constant: the constant becomes "(probe, nullptr)", which C++11 makes a
+    // null pointer of any type; the constant stays, in a comment.
+    void null_pointer_site(const Expr* op, int from_line, int line) {
+        if (!lo_.CPlusPlus11 || !counting_lines() || constant_context_) return;
+        std::optional<unsigned> begin = begin_offset(op->getBeginLoc());
+        std::optional<unsigned> end = expr_end(op);
+        if (!begin || !end || *end <= *begin || text_.slice(*begin, *end).contains('/')) return;
+        if (line == 0) line = line_at(*begin);
+        if (line <= from_line) return;
+        Site site = new_site(line, *begin);
+        Probe p{Probe::null_pointer, *begin};
+        p.end = *end;
+        site.probes.push_back(p);
+        sites_.push_back(std::move(site));
+    }
+
     // Whether "(probe, e)" means what e means: not where e is a null pointer
     // constant that becomes a pointer (a literal 0 beside a pointer in ?:),
     // which a comma would turn into a plain integer; nullptr stays one.
@@ -2051,7 +2069,9 @@ private:
         // A constant counts too ("done_(false)": the member is stored on
         // that line), except in braces, where a comma would make it narrow.
         bool braces = isa<InitListExpr>(e) || (made && made->isListInitialization());
-        if (first && !isa<CXXDefaultArgExpr>(first->IgnoreImplicit())) {
+        if (first && !braces && !made && !wrappable(first)) {
+            null_pointer_site(first, from_line, line);
+        } else if (first && !isa<CXXDefaultArgExpr>(first->IgnoreImplicit())) {
             operand_site(first, from_line, !braces, line);
         } else if (!first && entry && line > from_line && counting_lines() && !constant_context_) {
             Site alias = new_site(line, *named);

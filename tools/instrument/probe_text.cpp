@@ -425,6 +425,14 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
                 macro_counts[{p.offset, p.macro->name}].push_back({p.macro.get(), p.end, site.line, count});
                 continue;
             }
+            if (p.form == Probe::null_pointer) {
+                Probe operand = p;
+                operand.form = Probe::operand;
+                std::string count = probe_text(source, names, style, site, operand, counter, (*unique)++);
+                inserts.push_back({p.offset, 2, 0, sequence++, count + "nullptr) /* "});
+                inserts.push_back({p.end, 0, 0, sequence++, " */"});
+                continue;
+            }
             if (p.form == Probe::default_body) {
                 Probe in_body = p;
                 in_body.form = Probe::statement;
@@ -538,7 +546,9 @@ std::string probe_declarations(bool cplusplus, ProbeStyle style) {
                "int c_mirt_fn2(char* file, int line);\n" + a + "int c_mirt_fn(char* key, int line);\n";
     };
     std::string out = cplusplus ? "extern \"C\" {\n" : "";
-    out += "__extension__ typedef long long mirt_probe_count_;\n";
+    // __extension__ quiets -pedantic about long long in C89; C++98 needs the pragma.
+    out += "#pragma GCC diagnostic push\n#pragma GCC diagnostic ignored \"-Wlong-long\"\n"
+           "__extension__ typedef long long mirt_probe_count_;\n#pragma GCC diagnostic pop\n";
     out += "#ifdef _WIN32\n" + functions("__declspec(dllimport) ") + "#else\n" + functions("") + "#endif\n";
     if (cplusplus) out += "}\n";
     if (cplusplus && style == ProbeStyle::function) {

@@ -63,6 +63,9 @@ struct Probe {
                       // with the count after the body's opening brace (macro)
         default_body, // "= default;" from offset to end becomes a body that
                       // counts: "{ count; } /* = default; */"
+        null_pointer, // a null pointer constant from offset to end ("0", "NULL")
+                      // becomes "(count, nullptr) /* 0 */" (C++11): a comma
+                      // would turn the constant into a plain number
     };
     Form form = statement;
     unsigned offset = 0;

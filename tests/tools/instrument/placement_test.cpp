@@ -108,9 +108,10 @@ TEST(Placement, ClassesAndPartsOfStatements) { check_file("classes.cpp", {"-std=
 
 TEST(Placement, CFileCompiledAsC) { check_file("plain.c", {"-std=gnu11"}); }
 
-TEST(Placement, StrictC89TakesDeclarationProbes) {
+TEST(Placement, StrictC89AndCxx98KeepToTheirStandard) {
     check_file("strict.c",
                {"-std=c89", "-pedantic", "-Wdeclaration-after-statement", "-Wunused-macros"});
+    check_file("strict98.cpp", {"-std=c++98", "-pedantic"});
 }
 
 // A guard that probes in constexpr functions need, the one text of a template

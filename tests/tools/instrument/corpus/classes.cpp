@@ -149,6 +149,8 @@ struct Node {
     std::string name;
     int weight;
     Node* next;
+    Node* prev;
+    void* data;
     bool seen;
     std::vector<int> marks;
 };
@@ -159,6 +161,8 @@ Node::Node(const char* name_,  //+
           name_),
       weight(weight_),  //+
       next(nullptr),  //+ constants are stored on their lines
+      prev(0),  //+ null pointer constants too (as nullptr)
+      data(NULL),  //+
       seen(),  //+ a number made without arguments: a zero stored there
       marks() {}  //+ made without arguments: counts as the constructor's entry
 
