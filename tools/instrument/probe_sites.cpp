@@ -1197,7 +1197,8 @@ private:
     // is converted first (gcc places the conversion instead), nor where a
     // temporary object with a destructor is made in it ("g(b).c_str()", a
     // string returned): its making and its end run on its own line. Inside
-    // templates gcc keeps the places of arguments.
+    // templates gcc keeps the places of arguments. (Some calls' objects keep
+    // their places: has_virtual_call.)
     const CallExpr* call_without_line(const Expr* arg) const {
         if (in_template_) return nullptr;  // gcc keeps their places there
         const Expr* e = arg;
@@ -1250,9 +1251,18 @@ private:
     // Whether an operand runs code on a line of its own, where it starts.
     bool own_line_code(const Expr* e) const { return runs_code(e) && call_without_line(e) == nullptr; }
 
+    // Whether the && or || of b begins the line of its right operand
+    // ("    && i == 3"): gcc places its jump there.
+    bool leads_line(const BinaryOperator* b) const {
+        std::optional<unsigned> op = main_offset(sm_.getExpansionLoc(b->getOperatorLoc()));
+        std::optional<unsigned> right = begin_offset(b->getRHS()->getBeginLoc());
+        return op && right && line_at(*op) == line_at(*right);
+    }
+
     // A test of local variables and constants alone ("n", "!done", "i ==
     // 3"), not of floating-point values: gcc tests them where the && or ||
-    // that they follow stands, with nothing on their own line.
+    // that they follow stands, with nothing on their own line unless the
+    // operator begins that line.
     static bool register_test(const Expr* e) {
         e = e->IgnoreParenImpCasts();
         if (auto* u = dyn_cast<UnaryOperator>(e); u && u->getOpcode() == UO_LNot) return register_test(u->getSubExpr());
@@ -1320,7 +1330,7 @@ private:
             // other operator (assignments aside: their statement counts them)
             // counts where it starts a later line with code that runs there.
             if (b->isLogicalOp()) {
-                if (!register_test(b->getRHS())) operand_site(b->getRHS(), from);
+                if (!register_test(b->getRHS()) || leads_line(b)) operand_site(b->getRHS(), from);
             } else if (!b->isAssignmentOp() && !b->isCommaOp() && runs_code(b->getRHS()))
                 operand_site(b->getRHS(), from);
         } else if (auto* c = dyn_cast<ConditionalOperator>(e)) {
@@ -1445,7 +1455,7 @@ private:
     // g), an object made, an element or a conversion (placed_argument) or
     // any other code.
     void argument_site(const Expr* arg, int from) {
-        if (call_without_line(arg)) return;
+        if (call_without_line(arg) && !has_virtual_call(arg)) return;
         if (auto* inner = dyn_cast<CallExpr>(arg->IgnoreParenCasts()); inner && inner != arg->IgnoreParens() &&
                                                                          isa<ExplicitCastExpr>(arg->IgnoreParens())) {
             operand_site(inner, from);
@@ -1455,7 +1465,8 @@ private:
     }
 
     // Whether gcc gives an argument code of its own where it stands: it
-    // keeps the place of an element's address ("a[i]", "&a[i]") and of a
+    // keeps the place of an element's address ("a[i]", "&a[i]"), of some
+    // calls' objects (has_virtual_call) and of a
     // conversion to a wider integer of anything but a name or a constant
     // ("o.v", "*p", "i + 1" passed as a long); the rest of an argument's
     // code (a member's load, arithmetic of the same type) it places with
@@ -1472,13 +1483,39 @@ private:
                 !isa<ExplicitCastExpr>(from))
                 return true;
         }
-        return has_subscript(e);
+        return has_subscript(e) || has_virtual_call(e);
     }
     static bool has_subscript(const Stmt* e) {
         if (!e || isa<LambdaExpr>(e) || isa<CallExpr>(e) || isa<UnaryExprOrTypeTraitExpr>(e)) return false;
         if (isa<ArraySubscriptExpr>(e)) return true;
         for (const Stmt* child : e->children())
             if (has_subscript(child)) return true;
+        return false;
+    }
+
+    // A member call whose object gcc works out where the object is written:
+    // one that looks its function up in the object's table ("p->ToText()";
+    // not one that names its class, a final function, nor one on an object
+    // that is no reference), and one whose object is what a call returned,
+    // taken as its base class ("doc.FirstChildElement()->FirstChild()": the
+    // inner call is placed there, with the conversion of its result).
+    static bool has_virtual_call(const Stmt* e) {
+        if (!e || isa<LambdaExpr>(e) || isa<UnaryExprOrTypeTraitExpr>(e)) return false;
+        if (auto* call = dyn_cast<CXXMemberCallExpr>(e)) {
+            auto* member = dyn_cast<MemberExpr>(call->getCallee()->IgnoreParens());
+            const CXXMethodDecl* method = call->getMethodDecl();
+            if (member && method && method->isVirtual() && !member->hasQualifier() && !method->hasAttr<FinalAttr>() &&
+                !method->getParent()->hasAttr<FinalAttr>()) {
+                auto* object = dyn_cast<DeclRefExpr>(member->getBase()->IgnoreParenImpCasts());
+                if (member->isArrow() || !object || object->getDecl()->getType()->isReferenceType()) return true;
+            }
+            auto* base = member ? dyn_cast<ImplicitCastExpr>(member->getBase()->IgnoreParens()) : nullptr;
+            if (base && (base->getCastKind() == CK_UncheckedDerivedToBase || base->getCastKind() == CK_DerivedToBase) &&
+                isa<CallExpr>(base->getSubExpr()->IgnoreParens()))
+                return true;
+        }
+        for (const Stmt* child : e->children())
+            if (has_virtual_call(child)) return true;
         return false;
     }
 
@@ -1822,9 +1859,9 @@ private:
             unsigned evaluations = condition_site(f, cond);
             decision_site(cond, "for", loop_sources(cond, f->getBody(), evaluations));
             // The initialisation on a line of its own counts entries there,
-            // the increment on a line of its own each increment (in C++
-            // only one that calls something: g++ places "++i" with the
-            // condition).
+            // the increment on a line of its own each increment (in C++ not
+            // a lone "++i" or "p--" of a variable: g++ places it with the
+            // condition; "i += 2", "p = p->next", "++i, ++j" stay).
             std::optional<unsigned> at = begin_offset(cond->getBeginLoc());
             unsigned arrivals = follow_.target == f ? follow_.base : 0;
             if (f->getInit() && at && line_at(*at) != for_line) {
@@ -1835,7 +1872,7 @@ private:
             if ((!f->getInit() || falls_through(f->getInit())) && (!f->getInc() || plain_code(f->getInc())))
                 loop_condition_counts(evaluations, arrivals, cond, f->getBody());
             const Expr* inc = f->getInc();
-            if (inc && lo_.CPlusPlus && !calls_something(inc)) inc = nullptr;
+            if (inc && lo_.CPlusPlus && lone_step(inc)) inc = nullptr;
             std::optional<unsigned> inc_at = inc ? begin_offset(inc->getBeginLoc()) : std::nullopt;
             if (inc_at && at && line_at(*inc_at) != line_at(*at) && counting_lines()) {
                 Site site = new_site(line_at(*inc_at), *inc_at);
@@ -1861,6 +1898,11 @@ private:
             return;
         }
         if (f->getInit()) statement_site(f, in_sequence);
+    }
+
+    static bool lone_step(const Expr* e) {
+        auto* u = dyn_cast<UnaryOperator>(e->IgnoreParens());
+        return u && u->isIncrementDecrementOp() && isa<DeclRefExpr>(u->getSubExpr()->IgnoreParenImpCasts());
     }
 
     LoopFrame walk_loop_body(const Stmt* body) {

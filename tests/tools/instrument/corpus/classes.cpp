@@ -120,6 +120,7 @@ static_assert(sizeof(Fn) == 1);
 struct Shape {
     virtual ~Shape() {}  //+
     virtual int area() const = 0;
+    int kind() const { return 1; }  //+
 };
 
 struct Rect : Shape {
@@ -134,6 +135,8 @@ struct Square : Shape {
     int area() const override {  //+
         return side * side;  //+
     }
+    Square* self() { return this; }  //+
+    int sides() const { return 4; }  //+
 };
 
 struct Pair {
@@ -218,6 +221,13 @@ int main(int argc, char**) {  //+
     shout("coverage");  //+
     std::vector<Shape*> shapes{new Rect(2, 3), new Square(4), new Rect(1, 1)};  //+
     for (Shape* s : shapes) total += s->area();  //+
+    std::printf("%d %d\n", total,  //+
+                shapes[1]->area());  //+ a virtual call's lookup keeps its place
+    Square square(2);  //+
+    std::printf("%d %d\n", total,  //+
+                square.self()->sides());
+    std::printf("%d %d\n", total,  //+
+                square.self()->kind());  //+ a call's result taken as its base: placed here
     for (Shape* s : shapes) delete s;  //+
     for (int i = 0; i < 9; ++i) total += guarded(i);  //+
     for (int x : ints) {  //+ a range-for that a break leaves: no end by its condition

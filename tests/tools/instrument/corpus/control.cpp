@@ -58,6 +58,12 @@ static int loops(int n) {  //+
     }
     int m = 0;  //+
     for (; m < n % 4;) ++m;  //+
+    for (int i = 0; i < n;  //+
+         i += 3)  //+ an increment on its own line counts there, unless it is a lone "++i"
+        s += i;  //+
+    for (int i = 0; i < n;  //+
+         ++i)
+        s -= i;  //+
 #pragma GCC unroll 2
     for (int x : v)  // gcov: a loop that a pragma governs keeps its header without a probe
         s += x;  //+
@@ -108,13 +114,23 @@ static int ratio(int x) {  //+
         1);  //+
 }
 
+static bool tests(int x, int y) {  //+
+    if (x > 3  //+
+        && y == 1)  //+ a test of locals alone: gcc places it where its && begins the line
+        return true;  //+
+    if (x > 8 &&  //+
+        y)  // here its && ends the line above: nothing of it stands here
+        return true;  //+
+    return false;  //+
+}
+
 int main() {  //+
     int total = 0;  //+
     for (int n = 0; n < 12; ++n) {  //+
         total += branches(n);  //+
         total += loops(n);  //+
         total += jumps(n) + macros(n);  //+
-        total += a(n) + (n % 2 ? b(n) : 0) + ratio(n);  //+
+        total += a(n) + (n % 2 ? b(n) : 0) + ratio(n) + tests(n, n % 3);  //+
     }
     std::printf("total %d\n", total);  //+
     return 0;  //+
