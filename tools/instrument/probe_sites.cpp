@@ -2007,6 +2007,19 @@ private:
                         block_entry_site(block, line_at(*close), *close, false);
                 }
             std::optional<unsigned> close = main_offset(block->getRBracLoc());
+            // A constructor defined in its class (not in a template) without
+            // member initialisers starts its code at the opening brace of its
+            // body: on a line of its own, gcov counts it as often as the
+            // constructor runs.
+            if (auto* ctor = dyn_cast<CXXConstructorDecl>(fd); ctor && !fd->isOutOfLine() && !in_template_ &&
+                std::none_of(ctor->init_begin(), ctor->init_end(),
+                             [](const CXXCtorInitializer* i) { return i->isWritten(); }) &&
+                line_at(*brace) > line_at(anchor) && !(close && line_at(*close) == line_at(*brace)) &&
+                counting_lines()) {
+                Site alias = new_site(line_at(*brace), *brace);
+                alias.same_as = anchor;
+                sites_.push_back(std::move(alias));
+            }
             // "void f(int a,\n    int b) {}": gcov counts the end of an empty
             // body on its line, as often as the function is entered.
             if (close && brace && block->body_empty() && line_at(*brace) == line_at(*close) &&

@@ -139,6 +139,14 @@ struct Square : Shape {
     int sides() const { return 4; }  //+
 };
 
+struct Tally {
+    int n;
+    explicit Tally(int start)  //+
+    {  //+ a constructor in its class without initialisers starts at its brace
+        n = start;  //+
+    }
+};
+
 struct Pair {
     int a, b;
     Pair(int x, int y)  //+
@@ -224,6 +232,8 @@ int main(int argc, char**) {  //+
     std::printf("%d %d\n", total,  //+
                 shapes[1]->area());  //+ a virtual call's lookup keeps its place
     Square square(2);  //+
+    Tally tally(total);  //+
+    total += tally.n;  //+
     std::printf("%d %d\n", total,  //+
                 square.self()->sides());
     std::printf("%d %d\n", total,  //+
