@@ -1198,7 +1198,7 @@ private:
     // temporary object with a destructor is made in it ("g(b).c_str()", a
     // string returned): its making and its end run on its own line. Inside
     // templates gcc keeps the places of arguments. (Some calls' objects keep
-    // their places: has_virtual_call.)
+    // their places: placed_call_object.)
     const CallExpr* call_without_line(const Expr* arg) const {
         if (in_template_) return nullptr;  // gcc keeps their places there
         const Expr* e = arg;
@@ -1455,7 +1455,7 @@ private:
     // g), an object made, an element or a conversion (placed_argument) or
     // any other code.
     void argument_site(const Expr* arg, int from) {
-        if (call_without_line(arg) && !has_virtual_call(arg)) return;
+        if (call_without_line(arg) && !placed_call_object(arg)) return;
         if (auto* inner = dyn_cast<CallExpr>(arg->IgnoreParenCasts()); inner && inner != arg->IgnoreParens() &&
                                                                          isa<ExplicitCastExpr>(arg->IgnoreParens())) {
             operand_site(inner, from);
@@ -1466,7 +1466,7 @@ private:
 
     // Whether gcc gives an argument code of its own where it stands: it
     // keeps the place of an element's address ("a[i]", "&a[i]"), of some
-    // calls' objects (has_virtual_call) and of a
+    // calls' objects (placed_call_object) and of a
     // conversion to a wider integer of anything but a name or a constant
     // ("o.v", "*p", "i + 1" passed as a long); the rest of an argument's
     // code (a member's load, arithmetic of the same type) it places with
@@ -1483,7 +1483,7 @@ private:
                 !isa<ExplicitCastExpr>(from))
                 return true;
         }
-        return has_subscript(e) || has_virtual_call(e);
+        return has_subscript(e) || placed_call_object(e);
     }
     static bool has_subscript(const Stmt* e) {
         if (!e || isa<LambdaExpr>(e) || isa<CallExpr>(e) || isa<UnaryExprOrTypeTraitExpr>(e)) return false;
@@ -1499,7 +1499,7 @@ private:
     // that is no reference), and one whose object is what a call returned,
     // taken as its base class ("doc.FirstChildElement()->FirstChild()": the
     // inner call is placed there, with the conversion of its result).
-    static bool has_virtual_call(const Stmt* e) {
+    static bool placed_call_object(const Stmt* e) {
         if (!e || isa<LambdaExpr>(e) || isa<UnaryExprOrTypeTraitExpr>(e)) return false;
         if (auto* call = dyn_cast<CXXMemberCallExpr>(e)) {
             auto* member = dyn_cast<MemberExpr>(call->getCallee()->IgnoreParens());
@@ -1515,7 +1515,7 @@ private:
                 return true;
         }
         for (const Stmt* child : e->children())
-            if (has_virtual_call(child)) return true;
+            if (placed_call_object(child)) return true;
         return false;
     }
 
