@@ -907,13 +907,21 @@ private:
         // A constant runs no code, and a comma would make it no constant
         // (the compiler's checks of conversions treat the two apart).
         if (!constants && !op->isValueDependent() && !op->isTypeDependent() && op->isEvaluatable(ctx_)) return;
+        wrapped_site(op, Probe::operand, from_line, line);
+    }
+
+    // A site whose probe goes around op (operand, null_pointer), on op's
+    // line or the line given, when that comes after from_line.
+    void wrapped_site(const Expr* op, Probe::Form form, int from_line, int line) {
         std::optional<unsigned> begin = begin_offset(op->getBeginLoc());
         std::optional<unsigned> end = expr_end(op);
         if (!begin || !end || *end <= *begin) return;
+        // The null pointer form keeps the operand in a comment.
+        if (form == Probe::null_pointer && text_.slice(*begin, *end).contains('/')) return;
         if (line == 0) line = line_at(*begin);
         if (line <= from_line) return;
         Site site = new_site(line, *begin);
-        Probe p{Probe::operand, *begin};
+        Probe p{form, *begin};
         p.end = *end;
         site.probes.push_back(p);
         sites_.push_back(std::move(site));
@@ -924,17 +932,8 @@ private:
     // constant: the constant becomes "(probe, nullptr)", which C++11 makes a
     // null pointer of any type; the constant stays, in a comment.
     void null_pointer_site(const Expr* op, int from_line, int line) {
-        if (!lo_.CPlusPlus11 || !counting_lines() || constant_context_) return;
-        std::optional<unsigned> begin = begin_offset(op->getBeginLoc());
-        std::optional<unsigned> end = expr_end(op);
-        if (!begin || !end || *end <= *begin || text_.slice(*begin, *end).contains('/')) return;
-        if (line == 0) line = line_at(*begin);
-        if (line <= from_line) return;
-        Site site = new_site(line, *begin);
-        Probe p{Probe::null_pointer, *begin};
-        p.end = *end;
-        site.probes.push_back(p);
-        sites_.push_back(std::move(site));
+        if (lo_.CPlusPlus11 && counting_lines() && !constant_context_)
+            wrapped_site(op, Probe::null_pointer, from_line, line);
     }
 
     // Whether "(probe, e)" means what e means: not where e is a null pointer
