@@ -1578,13 +1578,15 @@ private:
 
     // Entry before the loop, and a probe where each iteration ends: at the end
     // of the body and before every continue. Together they count what a
-    // condition would: entries plus iterations that go round again.
-    void latch_site(const Stmt* loop, const Stmt* body, bool in_sequence, const LoopFrame& frame) {
+    // condition would: entries plus iterations that go round again (without
+    // entries: only the rounds).
+    void latch_site(const Stmt* loop, const Stmt* body, bool in_sequence, const LoopFrame& frame,
+                    bool entries = true) {
         if (!counting_lines()) return;
         std::optional<unsigned> begin = main_offset(loop->getBeginLoc());
         if (!begin || governed_by_pragma(*begin)) return;
         Site site = new_site(line_at(*begin), *begin);
-        if (!probe_before(site, loop, in_sequence)) return;
+        if (entries && !probe_before(site, loop, in_sequence)) return;
         if (auto* block = dyn_cast<CompoundStmt>(body)) {
             std::optional<unsigned> open = main_offset(block->getLBracLoc());
             std::optional<unsigned> close = main_offset(block->getRBracLoc());
@@ -1725,11 +1727,14 @@ private:
             // several statements, do-while(0)) is counted before the macro;
             // what the macro itself expands to is left alone, but blocks and
             // lambdas written outside it (a loop body after a FOREACH macro)
-            // are walked.
-            if (begin_offset(begin) && !isa<NullStmt>(s) && !is_label(s) && !is_attribute_alone(s))
+            // are walked. A declaration that runs nothing stays uncounted, its
+            // type a macro or not ("json_int_t i;" with "#define json_int_t long long").
+            auto* decl = dyn_cast<DeclStmt>(s);
+            if (begin_offset(begin) && !isa<NullStmt>(s) && !is_label(s) && !is_attribute_alone(s) &&
+                !(decl && !has_code(decl, ctx_)))
                 statement_site(s, in_sequence);
-            if (auto* ds = dyn_cast<DeclStmt>(s))
-                for (const Decl* d : ds->decls())
+            if (decl)
+                for (const Decl* d : decl->decls())
                     if (auto* local = dyn_cast<CXXRecordDecl>(d)) macro_class_sites(local);
             macro_loop_site(s);
             for (const Stmt* child : s->children()) {
@@ -1779,6 +1784,8 @@ private:
                 unsigned evaluations = condition_site(s, w->getCond());
                 loop_condition_counts(evaluations, follow_.target == s ? follow_.base : 0, w->getCond(), w->getBody());
                 decision_site(w->getCond(), "while", loop_sources(w->getCond(), w->getBody(), evaluations));
+            } else if (rounds_on_loop_line(w->getBody())) {
+                latch_site(s, w->getBody(), in_sequence, frame, false);
             }
         } else if (auto* d = dyn_cast<DoStmt>(s)) {
             walk_loop_body(d->getBody());
@@ -1897,6 +1904,17 @@ private:
             return;
         }
         if (f->getInit()) statement_site(f, in_sequence);
+        else if (!cond && rounds_on_loop_line(f->getBody())) latch_site(f, f->getBody(), in_sequence, frame, false);
+    }
+
+    // gcc for C gives the jump back of an endless loop ("while (1)",
+    // "for (;;)") the loop's line when its body opens with declarations of its
+    // own: gcov counts there the rounds that go on (the body's end reached,
+    // continues). g++ gives it the body's first line.
+    bool rounds_on_loop_line(const Stmt* body) const {
+        auto* block = dyn_cast<CompoundStmt>(body);
+        return !lo_.CPlusPlus && block &&
+               std::any_of(block->body_begin(), block->body_end(), [](const Stmt* st) { return isa<DeclStmt>(st); });
     }
 
     static bool lone_step(const Expr* e) {

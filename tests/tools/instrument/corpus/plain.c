@@ -40,6 +40,20 @@ static int tries(void) {  //+
     return n;  //+
 }
 
+#define WIDE long
+static int rounds(const char* s) {  //+
+    int n = 0;  //+
+    while (1) {  //+ a body that opens with declarations: gcc gives the jump back this line
+        WIDE k;  // a declaration whose type a macro names runs nothing
+        if (*s == 0) break;  //+
+        k = 1;  //+
+        if (*s == 'a') { ++s; continue; }  //+
+        n += (int)k;  //+
+        ++s;  //+
+    }
+    return n;  //+
+}
+
 int main(void) {  //+
     struct item items[] = {{"b", 3}, {"a", 1}, {"c", 2}};  //+
     int (*cmp)(const void*, const void*) = by_weight;  //+
@@ -53,7 +67,7 @@ int main(void) {  //+
         SKIP_SPACES(text);  //+ the rounds of the macro's loop count here too
         total += *text;  //+
     }
-    total += tries();  //+
+    total += tries() + rounds("abac");  //+
     printf("%s %d\n",  //+
            items[1].name,  //+ the element is reached there
            total);
