@@ -10,16 +10,30 @@ const PipeHandle invalid_pipe = reinterpret_cast<PipeHandle>(INVALID_HANDLE_VALU
 namespace {
 const char* const pipe_name = "\\\\.\\pipe\\MIRT_HOST_PIPE";
 HANDLE as_handle(PipeHandle pipe) { return reinterpret_cast<HANDLE>(pipe); }
+
+HANDLE new_instance() {
+    return CreateNamedPipeA(pipe_name, PIPE_ACCESS_DUPLEX, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_WAIT,
+                            PIPE_UNLIMITED_INSTANCES, 4096, 4096, 0, nullptr);
+}
+// The instance that the next accept waits on, made before the last
+// connection was handed on (only the server thread touches it).
+HANDLE next_instance = INVALID_HANDLE_VALUE;
 }  // namespace
 
+// A client that finds no instance at all takes the host for absent and runs
+// on unregistered; one that finds them all busy waits. So the next instance
+// is made while the connected one still exists, before its connection
+// thread answers and closes it: between two instances there was a moment
+// without any, in which clients starting side by side went unregistered.
 AcceptResult accept_pipe_client(PipeHandle* connection) {
-    HANDLE pipe = CreateNamedPipeA(pipe_name, PIPE_ACCESS_DUPLEX, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_WAIT,
-                                   PIPE_UNLIMITED_INSTANCES, 4096, 4096, 0, nullptr);
+    HANDLE pipe = next_instance != INVALID_HANDLE_VALUE ? next_instance : new_instance();
+    next_instance = INVALID_HANDLE_VALUE;
     if (pipe == INVALID_HANDLE_VALUE) return AcceptResult::failed;
     if (!ConnectNamedPipe(pipe, nullptr) && GetLastError() != ERROR_PIPE_CONNECTED) {
         CloseHandle(pipe);
         return AcceptResult::retry;
     }
+    next_instance = new_instance();  // a failure here is met at the next accept
     *connection = reinterpret_cast<PipeHandle>(pipe);
     return AcceptResult::connected;
 }
