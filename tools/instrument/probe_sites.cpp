@@ -1908,9 +1908,9 @@ private:
     }
 
     // gcc for C gives the jump back of an endless loop ("while (1)",
-    // "for (;;)") the loop's line when its body opens with declarations of its
-    // own: gcov counts there the rounds that go on (the body's end reached,
-    // continues). g++ gives it the body's first line.
+    // "for (;;)") the loop's line when its body declares variables of its own
+    // (a scope of its own): gcov counts there the rounds that go on (the
+    // body's end reached, continues). g++ gives it the body's first line.
     bool rounds_on_loop_line(const Stmt* body) const {
         auto* block = dyn_cast<CompoundStmt>(body);
         return !lo_.CPlusPlus && block &&
