@@ -12,7 +12,7 @@
 #include "mirt64.h"
 #include "core/process_state.h"
 #include "core/trace.h"
-#include "core/text.h"
+#include "platform/text.h"
 #include "platform/seldom_used.h"
 
 namespace mirt {

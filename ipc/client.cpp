@@ -13,7 +13,7 @@
 #include "platform/pipe.h"
 #include "platform/process.h"
 #include "core/process_state.h"
-#include "core/text.h"
+#include "platform/text.h"
 #include "platform/threads.h"
 
 namespace mirt {

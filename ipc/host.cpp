@@ -14,6 +14,7 @@
 #include "platform/events.h"
 #include "platform/files.h"
 #include "core/process_state.h"
+#include "platform/text.h"
 #include "platform/pipe.h"
 #include "platform/process.h"
 #include "platform/threads.h"
@@ -148,7 +149,7 @@ void host_connection_thread(void* argument) {
         --connection_threads;
         return;
     }
-    std::string text(buffer, strnlen(buffer, static_cast<size_t>(got)));
+    std::string text(buffer, bounded_length(buffer, static_cast<size_t>(got)));
     std::string name;
     uint32_t pid = 0;
     parse_registration(text, &name, &pid);

@@ -14,7 +14,7 @@
 #include "core/point_table.h"
 #include "core/process_state.h"
 #include "core/source_lines.h"
-#include "core/text.h"
+#include "platform/text.h"
 
 namespace mirt {
 

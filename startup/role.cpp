@@ -10,7 +10,7 @@
 #include "ipc/host.h"
 #include "platform/process.h"
 #include "core/process_state.h"
-#include "core/text.h"
+#include "platform/text.h"
 #include "output/write_driver.h"
 
 namespace mirt {

@@ -4,7 +4,7 @@
 #include "platform/process.h"
 #include "core/process_state.h"
 #include "platform/profile.h"
-#include "core/text.h"
+#include "platform/text.h"
 
 namespace mirt {
 

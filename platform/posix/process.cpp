@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/text.h"
+
 namespace mirt::platform {
 
 namespace {
@@ -50,7 +52,7 @@ size_t module_base_name(char* buffer, size_t size) {
             state.store(2, std::memory_order_release);
         }
     }
-    size_t length = strnlen(source, size - 1);
+    size_t length = bounded_length(source, size - 1);
     memcpy(buffer, source, length);
     buffer[length] = '\0';
     return length;

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/text.h"
+
 namespace mirt::platform {
 
 namespace {
@@ -34,7 +36,7 @@ std::string trimmed(const std::string& text, size_t begin, size_t end) {
     return text.substr(begin, end - begin);
 }
 
-bool same_name(const std::string& a, const char* b) { return strcasecmp(a.c_str(), b) == 0; }
+bool same_name(const std::string& a, const char* b) { return ascii_casecmp(a.c_str(), b) == 0; }
 
 // One line of an INI file as the Windows calls see it: a section header
 // "[name]", a key line "name=value", or anything else (ignored).
@@ -141,7 +143,7 @@ bool computer_name(char* buffer, size_t size) {
         buffer[0] = '\0';
         return false;
     }
-    size_t length = strnlen(name, sizeof name - 1);
+    size_t length = bounded_length(name, sizeof name - 1);
     if (length > size - 1) length = size - 1;
     memcpy(buffer, name, length);
     buffer[length] = '\0';

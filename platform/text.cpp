@@ -1,5 +1,5 @@
-// text.cpp: small text helpers shared by the runtime.
-#include "core/text.h"
+// text.cpp: small text helpers shared by the runtime (portable).
+#include "platform/text.h"
 
 #include <cstring>
 
@@ -15,8 +15,14 @@ int ascii_casecmp(const char* a, const char* b) {
     }
 }
 
+size_t bounded_length(const char* text, size_t limit) {
+    size_t n = 0;
+    while (n < limit && text[n] != '\0') ++n;
+    return n;
+}
+
 size_t copy_bounded(char* destination, const char* text, size_t limit) {
-    size_t n = text != nullptr ? strnlen(text, limit) : 0;
+    size_t n = text != nullptr ? bounded_length(text, limit) : 0;
     if (n > 0) memcpy(destination, text, n);
     destination[n] = '\0';
     return n;
