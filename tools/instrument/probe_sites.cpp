@@ -730,10 +730,51 @@ private:
     }
     bool chain_code_on_line(const CXXOperatorCallExpr* top, int line) const {
         std::vector<const CXXOperatorCallExpr*> chain = end_chain(top);
-        if (located_code(chain.back()->getArg(0), line)) return true;
-        for (const CXXOperatorCallExpr* op : chain)
-            if (located_code(op->getArg(1), line)) return true;
+        const Expr* object = chain.back()->getArg(0);
+        if (located_code(object, line) || (starts_on(object, line) && reached_through_pointer(object))) return true;
+        for (const CXXOperatorCallExpr* op : chain) {
+            const Expr* operand = op->getArg(1);
+            if (located_code(operand, line)) return true;
+            // A member passed by reference ("out << name_"): gcc finds it
+            // from this where it stands.
+            if (starts_on(operand, line) && operand->isGLValue() && own_member(operand)) return true;
+        }
         return false;
+    }
+    // e past parentheses and implicit casts; null where one of them takes
+    // it as its base class.
+    static const Expr* without_base_conversion(const Expr* e) {
+        for (e = e->IgnoreParens(); auto* cast = dyn_cast<ImplicitCastExpr>(e); e = cast->getSubExpr()->IgnoreParens())
+            if (cast->getCastKind() == CK_DerivedToBase || cast->getCastKind() == CK_UncheckedDerivedToBase)
+                return nullptr;
+        return e;
+    }
+    bool starts_on(const Expr* e, int line) const {
+        std::optional<unsigned> at = begin_offset(e->getBeginLoc());
+        return at && line_at(*at) == line;
+    }
+    // The object of an operator chain found through a pointer that gcc
+    // computes where the object stands ("out" in a member function,
+    // "p->sub", "items[1]", "*holder.to"): its line has code. An object of
+    // the function's own frame ("local.sub") has none, nor one behind a
+    // variable that holds its address ("*p"), nor one taken as its base
+    // class (a stream's "text << ...": gcc places that with the call).
+    static bool reached_through_pointer(const Expr* e) {
+        e = without_base_conversion(e);
+        if (!e) return false;
+        if (auto* member = dyn_cast<MemberExpr>(e)) return member->isArrow() || reached_through_pointer(member->getBase());
+        if (isa<ArraySubscriptExpr>(e)) return true;
+        auto* u = dyn_cast<UnaryOperator>(e);
+        if (!u || u->getOpcode() != UO_Deref) return false;
+        const Expr* pointer = u->getSubExpr()->IgnoreParenImpCasts();
+        return isa<MemberExpr>(pointer) || isa<ArraySubscriptExpr>(pointer);
+    }
+    // A data member of the object the function runs on ("name_", "this->name_").
+    static bool own_member(const Expr* e) {
+        e = without_base_conversion(e);
+        auto* member = dyn_cast_or_null<MemberExpr>(e);
+        return member && isa<FieldDecl>(member->getMemberDecl()) &&
+               isa<CXXThisExpr>(member->getBase()->IgnoreParenImpCasts());
     }
     // Whether an argument that starts on the given line has code that gcc
     // places there: the argument itself is placed with its call, but what

@@ -118,7 +118,7 @@ TEST(Placement, StrictC89AndCxx98KeepToTheirStandard) {
 // and macros left alone show in the copies that compile and in gcov's counts.
 TEST(Placement, FunctionStyleScopesEveryFunctionThatRuns) {
     Instrumented fn = instrument("classes.cpp", {"-std=c++20"}, ProbeStyle::function);
-    EXPECT_EQ(occurrences(fn.result.text, "mirt_obj mirt_scope"), 32u)
+    EXPECT_EQ(occurrences(fn.result.text, "mirt_obj mirt_scope"), 33u)
         << "one scope per function, lambda, member, function that a macro defines and destructor defaulted outside "
            "its class; none in the constexpr or "
            "consteval function, "

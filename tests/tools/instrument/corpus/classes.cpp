@@ -24,6 +24,7 @@ struct Verdict {
     std::string message;
     explicit operator bool() const { return message.empty(); }  //+
 };
+Verdict& operator<<(Verdict& v, const char* more) { v.message += more; return v; }  //+
 #define EXPECT_SMALL(v) switch (0) case 0: default: \
     if (const Verdict verdict_ = Verdict{(v) < 99 ? "" : "big"}) ; else std::puts(verdict_.message.c_str())
 // As a test framework checks what a statement reports: a class of the
@@ -285,6 +286,10 @@ int main(int argc, char**) {  //+
            "pieces ";  //+ the operator's call: where the literal's last piece is
     CHECKED(total < 0) << "another "  //+
                           "one";  //+ an operator that is not a member: where its expression ends
+    Verdict verdict;  //+
+    struct { Verdict* to; } holder = {&verdict};  //+
+    *holder.to << "found through "  //+ an object reached through a pointer: loaded where it stands
+               << "a pointer";  //+
     out << total
         << "and "
            "a third\n";  //+
