@@ -2290,14 +2290,15 @@ private:
         if (!fd->isExplicitlyDefaulted() || !fd->isOutOfLine() || !emitted_here(fd)) return;
         auto* ctor = dyn_cast<CXXConstructorDecl>(fd);
         if (!(ctor && ctor->isDefaultConstructor()) && !isa<CXXDestructorDecl>(fd)) return;
-        if (fd->isConstexpr() || fd->isTemplated() || fd->getLocation().isMacroID() || fd->getEndLoc().isMacroID())
-            return;
+        // Its end may lie in a macro ("~X() NOEXCEPT = default;"): the
+        // tokens after the parameters are read from the file below.
+        if (fd->isConstexpr() || fd->isTemplated() || fd->getLocation().isMacroID()) return;
         std::optional<unsigned> name = main_offset(fd->getLocation());
         FunctionTypeLoc type = fd->getFunctionTypeLoc();
         std::optional<unsigned> close = type ? main_offset(type.getRParenLoc()) : std::nullopt;
         if (!name || !close) return;
-        // "= default;" after the parameters (and "noexcept", "override"),
-        // comments aside (raw tokens: keywords are identifiers).
+        // "= default;" after the parameters (and "noexcept", "override", a
+        // macro's name), comments aside (raw tokens: keywords are identifiers).
         auto next = [&](const llvm::Optional<Token>& t) {
             return t ? Lexer::findNextToken(t->getLocation(), sm_, lo_) : llvm::Optional<Token>();
         };

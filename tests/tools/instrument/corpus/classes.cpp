@@ -178,16 +178,17 @@ Node::Node(const char* name_,  //+
       seen(),  //+ a number made without arguments: a zero stored there
       marks() {}  //+ made without arguments: counts as the constructor's entry
 
+#define NO_THROW noexcept
 // Defaulted and deleted functions have no body of their own to count; a
 // default constructor or destructor defaulted outside its class gets one.
 struct Defaulted {
     Defaulted() = default;
     Defaulted(const Defaulted&) = default;
     Defaulted& operator=(Defaulted&&) = delete;
-    ~Defaulted();
+    ~Defaulted() NO_THROW;
     int v = 0;
 };
-Defaulted::~Defaulted()  //+
+Defaulted::~Defaulted() NO_THROW  //+ a macro before "= default" too
     = default;
 
 static int checked(int n) {  //+
