@@ -887,6 +887,43 @@ private:
     }
 
     // A probe as the first statement of a block, counting the given line.
+    // A C++11 constexpr function's only statement ("return v;"): the body
+    // holds nothing else that runs (static_assert, type names).
+    static const ReturnStmt* only_return(const Stmt* body) {
+        auto* block = dyn_cast_or_null<CompoundStmt>(body);
+        const ReturnStmt* found = nullptr;
+        if (!block) return nullptr;
+        for (const Stmt* s : block->body()) {
+            if (auto* r = dyn_cast<ReturnStmt>(s)) {
+                if (found) return nullptr;
+                found = r;
+            } else if (!isa<NullStmt>(s) && !isa<DeclStmt>(s)) {
+                return nullptr;
+            }
+        }
+        const Expr* value = found ? found->getRetValue() : nullptr;
+        return value && !isa<InitListExpr>(value->IgnoreImplicit()) ? found : nullptr;
+    }
+    // Its entry: "return count, v;", the count guarded against evaluation at
+    // compile time; the line where the return runs, below the function's,
+    // counts the same way.
+    void returned_entry_site(const ReturnStmt* r, int line, unsigned anchor) {
+        std::optional<unsigned> value = main_offset(r->getRetValue()->getBeginLoc());
+        std::optional<unsigned> at = main_offset(r->getBeginLoc());
+        if (!value || !at) return;
+        Site site = new_site(line, anchor);
+        site.function_entry = true;
+        site.probes.push_back({Probe::prefix, *value});
+        sites_.push_back(std::move(site));
+        int runs = line_at(*at);
+        if (std::optional<int> later = code_line(r, runs)) runs = *later;
+        if (runs > line && counting_lines()) {
+            Site own = new_site(runs, *at);
+            own.probes.push_back({Probe::prefix, *value});
+            sites_.push_back(std::move(own));
+        }
+    }
+
     void block_entry_site(const CompoundStmt* block, int line, unsigned anchor, bool function_entry) {
         std::optional<unsigned> brace = main_offset(block->getLBracLoc());
         if (!brace) return;
@@ -2031,7 +2068,11 @@ private:
         // compile of the copy fails and it builds the original instead).
         if (constexpr_function && style_ == ProbeStyle::function && is_lambda_without_constexpr(fd))
             constexpr_function = false;
-        if (constexpr_function && (style_ == ProbeStyle::function || !lo_.CPlusPlus14)) return;
+        if (constexpr_function && style_ == ProbeStyle::function) return;
+        // Before C++14 a constexpr function is a single return statement: its
+        // entry counts inside the returned expression.
+        const ReturnStmt* sole_return = nullptr;
+        if (constexpr_function && !lo_.CPlusPlus14 && !(sole_return = only_return(body))) return;
 
         bool saved_guarded = guarded_;
         int saved_function = function_;
@@ -2052,10 +2093,12 @@ private:
         if (name_offset) name_line = line_at(*name_offset);
         std::string shown = function_name(fd, name_line);
         std::optional<unsigned> entry;
+        size_t first_site = sites_.size();
         if (block && brace) {
             unsigned anchor = (name_offset && *name_offset <= *brace) ? *name_offset : *brace;
             entry = anchor;
-            block_entry_site(block, line_at(anchor), anchor, true);
+            if (sole_return) returned_entry_site(sole_return, line_at(anchor), anchor);
+            else block_entry_site(block, line_at(anchor), anchor, true);
             // A constructor defined outside its class also counts the line
             // that closes its parameters, where gcc starts its code.
             if (isa<CXXConstructorDecl>(fd) && fd->isOutOfLine() && counting_lines())
@@ -2108,10 +2151,21 @@ private:
         }
         // The first statement follows the entry, unless something runs
         // between them: member initialisers, a coroutine's start.
-        if (block == body && entry && !coroutine && !isa<CXXConstructorDecl>(fd) && main_offset(body->getBeginLoc()))
+        if (sole_return) {
+            walk_expr(sole_return->getRetValue());
+            // Only counts that are expressions may stand there.
+            if (std::any_of(sites_.begin() + first_site, sites_.end(), [](const Site& site) {
+                    return std::any_of(site.probes.begin(), site.probes.end(), [](const Probe& p) {
+                        return p.form != Probe::prefix && p.form != Probe::operand && p.form != Probe::decision;
+                    });
+                }))
+                sites_.resize(first_site);
+        } else if (block == body && entry && !coroutine && !isa<CXXConstructorDecl>(fd) &&
+                   main_offset(body->getBeginLoc())) {
             walk_block(block, *entry);
-        else
+        } else {
             walk(body, false);
+        }
 
         guarded_ = saved_guarded;
         function_ = saved_function;
