@@ -133,7 +133,11 @@ private:
         SourceLocation end = last->getEndLoc();
         if (end.isMacroID()) {
             SourceLocation macro_end;
-            if (!Lexer::isAtEndOfMacroExpansion(end, sm_, lo_, &macro_end)) return std::nullopt;
+            SourceLocation semicolon;
+            if (!Lexer::isAtEndOfMacroExpansion(end, sm_, lo_, &macro_end) &&
+                (!(semicolon = own_semicolon(end)).isValid() ||
+                 !Lexer::isAtEndOfMacroExpansion(semicolon, sm_, lo_, &macro_end)))
+                return std::nullopt;
             end = macro_end;
         }
         if (!main_offset(end)) return std::nullopt;
@@ -145,6 +149,17 @@ private:
             if (semi.isValid()) after = semi;
         }
         return main_offset(after);
+    }
+
+    // "BUMP();" with "#define BUMP() n++;": the ';' that the macro's text
+    // puts after a statement ending at end, where the macro spells it
+    // (an invalid location when no ';' follows there).
+    SourceLocation own_semicolon(SourceLocation end) const {
+        if (!end.isMacroID() || sm_.isMacroArgExpansion(end)) return {};
+        SourceLocation spelled = sm_.getSpellingLoc(end);
+        llvm::Optional<Token> next = Lexer::findNextToken(spelled, sm_, lo_);
+        if (!next || !next->is(tok::semi) || sm_.getFileID(next->getLocation()) != sm_.getFileID(spelled)) return {};
+        return end.getLocWithOffset(static_cast<int>(sm_.getFileOffset(next->getLocation()) - sm_.getFileOffset(spelled)));
     }
 
     int line_at(unsigned offset) const { return static_cast<int>(sm_.getLineNumber(main_, offset)); }

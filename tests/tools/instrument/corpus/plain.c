@@ -5,6 +5,7 @@
 
 #define SQUARE(x) ((x) * (x))
 #define SKIP_SPACES(s) while (*(s) == ' ') { (s)++; }
+#define BUMP(n) (n)++;
 
 struct item { const char* name; int weight; };
 
@@ -76,6 +77,8 @@ int main(void) {  //+
         total += *text;  //+
     }
     total += tries() + rounds("abac");  //+
+    if (total > 0)  //+
+        BUMP(total);  //+ the macro's text ends the statement with its own ';'
     printf("%s %d\n",  //+
            items[1].name,  //+ the element is reached there
            total);
