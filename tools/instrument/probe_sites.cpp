@@ -872,7 +872,10 @@ private:
     void label_site(const Stmt* label, bool in_sequence) {
         if (!counting_lines() || chained_labels_.count(label)) return;
         std::optional<unsigned> begin = main_offset(label->getBeginLoc());
-        if (!begin) return;
+        if (!begin) {
+            macro_case_site(label);
+            return;
+        }
         int line = line_at(*begin);
         const Stmt* target = sub_of_label(label);
         while (target && is_label(target)) {
@@ -882,6 +885,35 @@ private:
         if (!target) return;
         Site site = new_site(line, *begin);
         if (probe_before(site, target, in_sequence)) sites_.push_back(std::move(site));
+    }
+
+    // A case that a macro's use writes, label and statements ("XX(POST, 1,
+    // 'U', PUT)" with "#define XX(m, p, c, n) case ...: method = n; break;")
+    // counts on the use's line, as gcov counts it: in a copy of the macro,
+    // after the label's colon (a jump to it and a fall into it pass there).
+    // Not where the statements stand outside the macro, which count there,
+    // nor in a use that writes more than one case.
+    void macro_case_site(const Stmt* label) {
+        auto* c = dyn_cast<SwitchCase>(label);
+        const Stmt* target = c ? c->getSubStmt() : nullptr;
+        if (!target || main_offset(target->getBeginLoc())) return;
+        SourceLocation colon = c->getColonLoc();
+        if (!colon.isMacroID() || sm_.isMacroArgExpansion(colon)) return;
+        std::optional<unsigned> use = main_offset(sm_.getExpansionRange(colon).getBegin());
+        if (!use) return;
+        if (!cases_in_uses_.insert(*use).second) {  // a second case: none of them counts
+            sites_.erase(std::remove_if(sites_.begin(), sites_.end(),
+                                        [&](const Site& site) {
+                                            return site.file == file_ && site.probes.size() == 1 &&
+                                                   site.probes[0].form == Probe::macro_copy &&
+                                                   site.probes[0].offset == *use && !site.function_entry;
+                                        }),
+                         sites_.end());
+            return;
+        }
+        std::pair<FileID, unsigned> spelled = sm_.getDecomposedLoc(sm_.getSpellingLoc(colon));
+        if (sm_.getBufferData(spelled.first).substr(spelled.second, 1) == ":")
+            macro_copy_site(colon, spelled.second + 1, 0, false, 1, "", false);
     }
 
     static bool is_label(const Stmt* s) { return isa<SwitchCase>(s) || isa<LabelStmt>(s); }
@@ -1815,6 +1847,13 @@ private:
         if (!s) return;
         if (isa<OMPExecutableDirective>(s)) return;  // the pragma owns what follows it
         SourceLocation begin = s->getBeginLoc();
+        if (begin.isMacroID() && is_label(s)) {
+            // A label that a macro writes ("case v:" in "#define LABEL(v) case
+            // v:"): the statement after it is a statement of its own.
+            label_site(s, in_sequence);
+            walk(sub_of_label(s), in_sequence);
+            return;
+        }
         if (begin.isMacroID()) {
             // A statement that a macro starts (whatever it expands to: a block,
             // several statements, do-while(0)) is counted before the macro;
@@ -1823,7 +1862,7 @@ private:
             // are walked. A declaration that runs nothing stays uncounted, its
             // type a macro or not ("json_int_t i;" with "#define json_int_t long long").
             auto* decl = dyn_cast<DeclStmt>(s);
-            if (begin_offset(begin) && !isa<NullStmt>(s) && !is_label(s) && !is_attribute_alone(s) &&
+            if (begin_offset(begin) && !isa<NullStmt>(s) && !is_attribute_alone(s) &&
                 !(decl && !has_code(decl, ctx_)))
                 statement_site(s, in_sequence);
             if (decl)
@@ -2520,6 +2559,7 @@ private:
     std::vector<Site> sites_;
     std::set<const Stmt*> seen_bodies_;
     std::set<std::pair<unsigned, size_t>> macro_copies_;  // macro uses and the places of counts in their copies
+    std::set<unsigned> cases_in_uses_;                   // macro uses that write a case
     std::set<const Expr*> chained_calls_;  // calls placed with another: in a counted chain, or arguments
     std::set<const CXXOperatorCallExpr*> end_chain_inner_;  // operators whose chain counts its end already
     std::set<const Expr*> counted_by_statement_;  // operands whose line their statement counts

@@ -6,6 +6,7 @@
 #define SQUARE(x) ((x) * (x))
 #define SKIP_SPACES(s) while (*(s) == ' ') { (s)++; }
 #define BUMP(n) (n)++;
+#define ADD_CASE(v, n) case v: s += n; break;
 
 struct item { const char* name; int weight; };
 
@@ -21,7 +22,7 @@ static int table(int n) {  //+
     for (i = 0; i < n; i++) grid[i] = SQUARE(i);  //+
     for (i = 0; i < n; i++) {  //+
         switch (grid[i] % 3) {  //+
-        case 0: s += 1; break;  //+
+        ADD_CASE(0, 1)  //+ a case that a macro's use writes, statements and all
         case 1: s += 2;  //+
             /* fall through */
         default: s += 3;  //+
