@@ -933,7 +933,6 @@ private:
         return nullptr;
     }
 
-    // A probe as the first statement of a block, counting the given line.
     // A C++11 constexpr function's only statement ("return v;"): the body
     // holds nothing else that runs (static_assert, type names).
     static const ReturnStmt* only_return(const Stmt* body) {
@@ -971,6 +970,7 @@ private:
         }
     }
 
+    // A probe as the first statement of a block, counting the given line.
     void block_entry_site(const CompoundStmt* block, int line, unsigned anchor, bool function_entry) {
         std::optional<unsigned> brace = main_offset(block->getLBracLoc());
         if (!brace) return;
@@ -2393,9 +2393,15 @@ private:
     // default;" becomes "{ count; } /* = default; */". Not a copy or a move,
     // whose default body copies; not a constexpr function or a template's.
     // A virtual destructor counts once a destruction, also where gcov counts
-    // the function that deletes too.
+    // the function that deletes too. A virtual destructor defaulted inside
+    // its class gets a body the same way ("virtual ~Handler() = default;"):
+    // being virtual it is not trivial already, and a destructor plays no part
+    // in how an object is made (a constructor defaulted there stays: with a
+    // body of its own, T() would no longer zero the members).
     void defaulted_out_of_line_site(const FunctionDecl* fd) {
-        if (!fd->isExplicitlyDefaulted() || !fd->isOutOfLine() || !emitted_here(fd)) return;
+        auto* method = dyn_cast<CXXMethodDecl>(fd);
+        bool virtual_destructor = isa<CXXDestructorDecl>(fd) && method->isVirtual();
+        if (!fd->isExplicitlyDefaulted() || !(fd->isOutOfLine() || virtual_destructor) || !emitted_here(fd)) return;
         auto* ctor = dyn_cast<CXXConstructorDecl>(fd);
         if (!(ctor && ctor->isDefaultConstructor()) && !isa<CXXDestructorDecl>(fd)) return;
         // Its end may lie in a macro ("~X() NOEXCEPT = default;"): the
