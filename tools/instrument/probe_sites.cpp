@@ -1246,6 +1246,20 @@ private:
         std::sort(cases.begin(), cases.end(), [this](const SwitchCase* a, const SwitchCase* b) {
             return sm_.isBeforeInTranslationUnit(a->getBeginLoc(), b->getBeginLoc());
         });
+        // A case that "[[fallthrough]];" leads into: the attribute must stay
+        // right before the label, so the jump past the count goes before it.
+        std::map<const Stmt*, const Stmt*> fallthrough_before;
+        if (auto* body = dyn_cast_or_null<CompoundStmt>(sw->getBody())) {
+            const Stmt* previous = nullptr;
+            for (const Stmt* child : body->body()) {
+                auto* a = dyn_cast_or_null<AttributedStmt>(previous);
+                if (a && is_attribute_alone(a) &&
+                    std::any_of(a->getAttrs().begin(), a->getAttrs().end(),
+                                [](const Attr* attr) { return isa<FallThroughAttr>(attr); }))
+                    fallthrough_before[child] = a;
+                previous = child;
+            }
+        }
         Site site = branch_site(*at, "switch", {});
         for (const SwitchCase* c : cases) {
             std::optional<unsigned> begin = main_offset(c->getBeginLoc());
@@ -1256,6 +1270,9 @@ private:
             // Nothing falls into the first label: no skip there (a statement
             // before it would never run, which compilers point out).
             p.body_start = site.probes.empty() ? 0 : *begin;
+            if (auto found = fallthrough_before.find(c); found != fallthrough_before.end() && p.body_start != 0)
+                if (std::optional<unsigned> attribute = begin_offset(found->second->getBeginLoc()))
+                    p.body_start = *attribute;
             p.outcome = static_cast<int>(site.outcomes.size());
             site.outcomes.push_back(label);
             site.sources.push_back({only_jumped_to(sw, c) ? *begin : 0, 0});

@@ -75,7 +75,7 @@ static int jumps(int n) {  //+
     switch (n % 6) {  //+
     case 0:  //+
         s += 10;  //+
-        // fall through
+        [[fallthrough]];  // the attribute stays right before the label
     case 1: case 2:  //+
         s += 20;  //+
         break;  //+
