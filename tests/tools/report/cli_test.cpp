@@ -1,30 +1,13 @@
 // The mirt-report program itself: its options, and its errors.
 #include <gtest/gtest.h>
 
+#include "tests/support/contains.h"
 #include "tests/tools/report/report_fixture.h"
-#include "tests/support/test_support.h"
 
+using mirt_test::contains;
 using mirt_test::RunResult;
 
-namespace {
-
-class ReportCommand : public ::testing::Test {
-protected:
-    void SetUp() override { folder = mirt_test::make_temp_folder("report-cli"); }
-    void TearDown() override { mirt_test::remove_tree(folder); }
-
-    RunResult report(const std::vector<std::string>& args) { return mirt_report_test::run_report(args, folder); }
-    std::string file(const std::string& name, const std::string& content) {
-        std::string path = mirt_test::join(folder, name);
-        mirt_test::write_file(path, content);
-        return path;
-    }
-    std::string read(const std::string& name) { return mirt_test::read_file(mirt_test::join(folder, name)); }
-
-    std::string folder;
-};
-
-}  // namespace
+using ReportCommand = mirt_report_test::ReportFolder;
 
 TEST_F(ReportCommand, SelectsTestCasesAndReadsStandardInput) {
     std::string two = file("two.out", "=== a\n>>> l\n--- d\n### f\n1,1\n=== b\n>>> l\n--- d\n### f\n1,5\n2,0\n");
@@ -35,32 +18,27 @@ TEST_F(ReportCommand, SelectsTestCasesAndReadsStandardInput) {
 
     RunResult missing = report({"summary", "--test", "zzz", two});
     EXPECT_EQ(missing.exit_code, 0);
-    EXPECT_NE(missing.output.find("warning: no test case named zzz"), std::string::npos);
-    EXPECT_NE(missing.output.find("all 0 test cases: 0 files"), std::string::npos) << missing.output;
+    EXPECT_TRUE(contains(missing.output, "warning: no test case named zzz"));
+    EXPECT_TRUE(contains(missing.output, "all 0 test cases: 0 files"));
 
     RunResult piped = mirt_test::run_program("/bin/sh", {"-c", std::string(MIRT_REPORT_PROGRAM) + " summary - < two.out"},
                                              {}, folder);
     ASSERT_EQ(piped.exit_code, 0) << piped.output;
-    EXPECT_NE(piped.output.find("all 2 test cases: 1 file, 1 of 2 lines hit, 6 hits"), std::string::npos)
-        << piped.output;
+    EXPECT_TRUE(contains(piped.output, "all 2 test cases: 1 file, 1 of 2 lines hit, 6 hits"));
 
-    RunResult listed = report({"tests-for", "f:2", two});
-    EXPECT_EQ(listed.output, "d/f:2: listed, but no test case hits it\n");
-    RunResult unlisted = report({"tests-for", "d/f:3", two});
-    EXPECT_EQ(unlisted.output, "d/f:3: no test case lists this line\n");
-    RunResult as_json = report({"tests-for", "--json", "f:1", two});
-    EXPECT_EQ(as_json.output,
+    EXPECT_EQ(report({"tests-for", "f:2", two}).output, "d/f:2: listed, but no test case hits it\n");
+    EXPECT_EQ(report({"tests-for", "d/f:3", two}).output, "d/f:3: no test case lists this line\n");
+    EXPECT_EQ(report({"tests-for", "--json", "f:1", two}).output,
               "{\n  \"files\": [\n    {\n      \"file\": \"d/f\",\n      \"hits\": [\n        {\n          \"count\": 1,\n"
               "          \"test\": \"a\"\n        },\n        {\n          \"count\": 5,\n          \"test\": \"b\"\n"
               "        }\n      ],\n      \"listed\": true\n    }\n  ],\n  \"line\": 1\n}\n");
 
     std::string unordered = file("unordered.out", "=== t\n>>> l\n--- lib\n### mod.cpp\n4,1\n2,1\n");
-    EXPECT_NE(report({"summary", unordered}).output.find("1 simple counter hit"), std::string::npos);
-    EXPECT_NE(report({"summary", "--lines-stay-with-files", unordered}).output.find("lib/mod.cpp: 2 of 2 lines hit"),
-              std::string::npos);
+    EXPECT_TRUE(contains(report({"summary", unordered}).output, "1 simple counter hit"));
+    EXPECT_TRUE(contains(report({"summary", "--lines-stay-with-files", unordered}).output, "lib/mod.cpp: 2 of 2 lines hit"));
 
     RunResult running = report({"--running-totals", "summary", file("totals.out", "=== a\n>>> l\n1,1\n=== a\n>>> l\n1,3\n")});
-    EXPECT_NE(running.output.find("1 simple counter hit, 3 hits"), std::string::npos) << running.output;
+    EXPECT_TRUE(contains(running.output, "1 simple counter hit, 3 hits"));
 }
 
 // Each bad input or usage: its exit status (1 bad input, 2 usage) and what is said.
@@ -99,6 +77,6 @@ TEST_F(ReportCommand, ReportsBadInputWithFileAndLine) {
         RunResult r = report(c.args);
         EXPECT_EQ(r.exit_code, c.exit_code) << r.output;
         if (c.exact) EXPECT_EQ(r.output, c.said);
-        else EXPECT_NE(r.output.find(c.said), std::string::npos) << r.output;
+        else EXPECT_TRUE(contains(r.output, c.said));
     }
 }

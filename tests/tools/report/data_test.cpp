@@ -7,41 +7,25 @@
 #include "tools/report/coverage_writer.h"
 #include "tools/report/inputs.h"
 #include "tests/tools/report/report_fixture.h"
-#include "tests/support/test_support.h"
 
 using namespace mirt_report;
 using mirt_report_test::parse_text;
 using mirt_report_test::set_of;
+using CoverageFiles = mirt_report_test::ReportFolder;
 
 TEST(CoverageData, SumsSaturateAtTheLargestCount) {
-    int64_t total = std::numeric_limits<int64_t>::max() - 1;
-    add_count(total, 1);
-    EXPECT_EQ(total, std::numeric_limits<int64_t>::max());
-    add_count(total, 5);
-    EXPECT_EQ(total, std::numeric_limits<int64_t>::max());
-    int64_t small = 2;
-    add_count(small, 3);
-    EXPECT_EQ(small, 5);
-}
-
-TEST(CoverageData, SplitsKeysAsTheRuntimeDoes) {
-    using Split = std::pair<std::string, std::string>;
-    EXPECT_EQ(split_key("src/app/main.cpp"), Split("src/app", "main.cpp"));
-    EXPECT_EQ(split_key("C:\\work\\a.cpp"), Split("C:\\work\\a.cpp", "C:\\work\\a.cpp"));
-    EXPECT_EQ(split_key("/a.cpp"), Split("", "a.cpp"));
-    EXPECT_EQ(split_key("dir/"), Split("dir", ""));
+    const int64_t top = std::numeric_limits<int64_t>::max();
+    for (auto [total, add, sum] : {std::tuple<int64_t, int64_t, int64_t>{top - 1, 1, top}, {top, 5, top}, {2, 3, 5}}) {
+        add_count(total, add);
+        EXPECT_EQ(total, sum);
+    }
 }
 
 // Runs spread over machines: the same test case in several files is summed,
 // or, for writes without a clear in between, only each file's last group
 // counts; a missing or malformed file adds nothing, not even the good first
 // group of a file that breaks later.
-TEST(CoverageFiles, FilesAreSummedPerTestCaseFileAndLineUnlessBroken) {
-    std::string folder = mirt_test::make_temp_folder("report-inputs");
-    auto file = [&](const std::string& name, const std::string& content) {
-        mirt_test::write_file(mirt_test::join(folder, name), content);
-        return mirt_test::join(folder, name);
-    };
+TEST_F(CoverageFiles, FilesAreSummedPerTestCaseFileAndLineUnlessBroken) {
     std::string a = file("a.out", "=== t\n>>> l\n--- d\n### f\n1,1\n2,0\n=== u\n>>> l\n1,1\n"
                                   "=== t\n>>> l\n--- d\n### f\n1,3\n");
     std::string b = file("b.out", "=== t\n>>> m\n--- d\n### f\n2,3\n### g\n4,4\n");
@@ -68,15 +52,15 @@ TEST(CoverageFiles, FilesAreSummedPerTestCaseFileAndLineUnlessBroken) {
     EXPECT_EQ(diagnostics[1].line, 6u);
     ASSERT_EQ(partial.tests().size(), 1u);
     EXPECT_EQ(partial.tests()[0].name, "t");
-    mirt_test::remove_tree(folder);
 }
 
 // What merge writes: the runtime's own format, a directory heading only where
-// the directory changes; it reads back as the same test cases, also where the
-// simple counters' numbers continue above the last file's lines.
+// the directory changes, keys split at their last slash as the runtime splits
+// them; it reads back as the same test cases, also where the simple
+// counters' numbers continue above the last file's lines.
 TEST(CoverageWriter, WritesTheRuntimesFormatThatReadsBackUnchanged) {
     CoverageSet set = set_of(
-        "=== first\n>>> Optimize\n"
+        "=== first\n>>> Optimize\n### a.cpp\n5,5\n--- dir\n### \n6,1\n"
         "--- src\n### a.cpp\n3,1\n4,0\n### b.cpp\n1,1\n"
         "--- C:\\w\\b.cpp\n### C:\\w\\b.cpp\n2,2\n"
         "### c.cpp\n1,1\n"
@@ -93,7 +77,8 @@ TEST(CoverageWriter, WritesTheRuntimesFormatThatReadsBackUnchanged) {
     std::ostringstream out;
     write_coverage(out, set);
     EXPECT_EQ(out.str(),
-              "=== first\n>>> Optimize\n--- C:\\w\\b.cpp\n### C:\\w\\b.cpp\n2,2\n### c.cpp\n1,1\n"
+              "=== first\n>>> Optimize\n### a.cpp\n5,5\n--- C:\\w\\b.cpp\n### C:\\w\\b.cpp\n2,2\n### c.cpp\n1,1\n"
+              "--- dir\n### \n6,1\n"
               "--- src\n### a.cpp\n3,1\n4,0\n### b.cpp\n1,1\n"
               "=== header only\n>>> unknown\n"
               "=== counters\n>>> l\n1,1\n2,2\n--- src\n### a.cpp\n3,3\n"

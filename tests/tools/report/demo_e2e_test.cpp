@@ -3,23 +3,18 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tests/support/contains.h"
 #include "tests/tools/report/report_fixture.h"
-#include "tests/support/test_support.h"
 
+using mirt_test::contains;
 using mirt_test::RunResult;
+using DemoReport = mirt_report_test::ReportFolder;
 
 // What the demo writes with a fresh index file (points listed in it start
 // with one hit), read back by every sub-command that has no test on the
 // runtime's real output elsewhere; then its LCOV export through lcov and
 // genhtml, with the demo's own source file in the per-test view.
-TEST(DemoReport, EverySubcommandReadsTheDemoOutput) {
-    std::string folder = mirt_test::make_temp_folder("report-demo");
-    auto report = [&](const std::vector<std::string>& args) {
-        return mirt_report_test::run_report(args, folder);
-    };
-    auto read = [&](const std::string& name) {
-        return mirt_test::read_file(mirt_test::join(folder, name));
-    };
+TEST_F(DemoReport, EverySubcommandReadsTheDemoOutput) {
     mirt_test::remove_file(mirt_test::index_file_path());
     RunResult demo = mirt_test::run_program(MIRT_DEMO_PROGRAM, {"demo.out"}, {}, folder);
     ASSERT_EQ(demo.exit_code, 0) << demo.output;
@@ -65,7 +60,7 @@ TEST(DemoReport, EverySubcommandReadsTheDemoOutput) {
     RunResult lcov = mirt_test::run_program(MIRT_LCOV, {"--summary", info});
     EXPECT_EQ(lcov.exit_code, 0) << lcov.output;
     const std::string all_lines = "lines......: 100.0% (10 of 10 lines)";
-    EXPECT_NE(lcov.output.find(all_lines), std::string::npos) << lcov.output;
+    EXPECT_TRUE(contains(lcov.output, all_lines));
     // From the source tree, where the data's relative names point; the
     // demo's helpers.cpp is a name only, hence --ignore-errors source.
     std::string html = mirt_test::join(folder, "html");
@@ -80,12 +75,9 @@ TEST(DemoReport, EverySubcommandReadsTheDemoOutput) {
         bool warning = line.find("WARNING") != std::string::npos;
         EXPECT_TRUE(!warning || line.find("helpers.cpp") != std::string::npos) << line;
     }
-    EXPECT_NE(genhtml.output.find(all_lines), std::string::npos) << genhtml.output;
-    std::string page = mirt_test::read_file(mirt_test::join(html, "examples/demo.cpp.gcov.html"));
-    EXPECT_NE(page.find("mirt_obj scope(this_file, 29);"), std::string::npos);
-    std::string details = mirt_test::read_file(mirt_test::join(html, "examples/index-detail.html"));
-    EXPECT_NE(details.find("demo_vowels"), std::string::npos);
-    EXPECT_NE(details.find("demo_words"), std::string::npos);
-    EXPECT_NE(read("html/descriptions.html").find("demo.words [example]"), std::string::npos);
-    mirt_test::remove_tree(folder);
+    EXPECT_TRUE(contains(genhtml.output, all_lines));
+    EXPECT_TRUE(contains(read("html/examples/demo.cpp.gcov.html"), "mirt_obj scope(this_file, 29);"));
+    EXPECT_TRUE(contains(read("html/examples/index-detail.html"), "demo_vowels"));
+    EXPECT_TRUE(contains(read("html/examples/index-detail.html"), "demo_words"));
+    EXPECT_TRUE(contains(read("html/descriptions.html"), "demo.words [example]"));
 }

@@ -8,8 +8,10 @@
 
 #include "tools/report/changes.h"
 #include "tools/report/line_map.h"
+#include "tests/support/contains.h"
 #include "tests/tools/report/report_fixture.h"
 
+using mirt_test::contains;
 using mirt_test::RunResult;
 using namespace mirt_report;
 
@@ -29,30 +31,26 @@ MapUnit read_map(const std::string& text, std::vector<Diagnostic>* diagnostics =
     return unit;
 }
 
-class MapReport : public ::testing::Test {
+class MapReport : public mirt_report_test::ReportFolder {
 protected:
     void SetUp() override {
-        folder = mirt_test::make_temp_folder("report-map");
+        ReportFolder::SetUp();
         source = mirt_test::join(folder, "a.cpp");
         // Two test cases ran a.cpp; b.c (in the map) never ran; line 20 of
         // a.cpp was counted but is in no map; c.c was built without probes.
-        write("run.out", "=== t1\n>>> l\n--- " + folder + "\n### a.cpp\n3,2\n4,2\n20,5\n"
-                         "=== t2\n>>> l\n--- " + folder + "\n### a.cpp\n3,1\n");
+        file("run.out", "=== t1\n>>> l\n--- " + folder + "\n### a.cpp\n3,2\n4,2\n20,5\n"
+                        "=== t2\n>>> l\n--- " + folder + "\n### a.cpp\n3,1\n");
         mkdir(mirt_test::join(folder, "build").c_str(), 0700);
-        write("build/a.o.mirtmap", map_text("00000000000000aa", 5, source + "\nlines 3 4 6 7 9\n"
-                                            "function 3 5 f()\nfunction 6 10 g(int)\n"));
-        write("build/b.o.mirtmap", map_text("00000000000000bb", 5, "/zz/b.c\nlines 1 2\nfunction 1 2 h\n"));
-        write("build/c.o.mirtmap", map_text("00000000000000cc", 5, "/zz/c.c\nunprobed Clang could not parse it\n"));
-    }
-    void TearDown() override { mirt_test::remove_tree(folder); }
-    void write(const std::string& name, const std::string& text) {
-        mirt_test::write_file(mirt_test::join(folder, name), text);
+        file("build/a.o.mirtmap", map_text("00000000000000aa", 5, source + "\nlines 3 4 6 7 9\n"
+                                           "function 3 5 f()\nfunction 6 10 g(int)\n"));
+        file("build/b.o.mirtmap", map_text("00000000000000bb", 5, "/zz/b.c\nlines 1 2\nfunction 1 2 h\n"));
+        file("build/c.o.mirtmap", map_text("00000000000000cc", 5, "/zz/c.c\nunprobed Clang could not parse it\n"));
     }
     RunResult report(std::vector<std::string> args, bool with_map = true) {
         if (with_map) args.insert(args.begin(), {"--map", "build"});
         return mirt_report_test::run_report(args, folder, true);
     }
-    std::string folder, source;
+    std::string source;
 };
 
 }  // namespace
@@ -81,16 +79,15 @@ TEST_F(MapReport, SummaryShowsWhatNeverRan) {
     std::string elsewhere = mirt_test::join(folder, "elsewhere");
     mkdir(elsewhere.c_str(), 0700);
     RunResult without = mirt_report_test::run_report({"summary", "../run.out"}, elsewhere, true);
-    EXPECT_NE(without.output.find(mirt_report_test::no_map_warning()), std::string::npos);
-    EXPECT_NE(without.output.find("all 2 test cases: 1 file, 3 of 3 lines hit, 10 hits\n"), std::string::npos)
-        << without.output;
+    EXPECT_TRUE(contains(without.output, mirt_report_test::no_map_warning()));
+    EXPECT_TRUE(contains(without.output, "all 2 test cases: 1 file, 3 of 3 lines hit, 10 hits\n"));
     EXPECT_EQ(report({"--map", "missing", "summary", "run.out"}, false).exit_code, 1);
 
     // Thresholds: 37.5% passes 37.5 and fails 37.6, with a status of its own.
     EXPECT_EQ(report({"--fail-under", "37.5", "summary", "run.out"}).exit_code, 0);
     RunResult low = report({"--fail-under", "37.6", "lcov", "run.out", "-o", "x.info"});
     EXPECT_EQ(low.exit_code, 3);
-    EXPECT_NE(low.output.find("line coverage 37.5% is below 37.6%"), std::string::npos) << low.output;
+    EXPECT_TRUE(contains(low.output, "line coverage 37.5% is below 37.6%"));
 }
 
 TEST_F(MapReport, LcovAndCoberturaCountNeverRunLinesAndFunctions) {
@@ -102,11 +99,11 @@ TEST_F(MapReport, LcovAndCoberturaCountNeverRunLinesAndFunctions) {
 
     RunResult xml = report({"--source-root", folder, "cobertura", "run.out"});
     ASSERT_EQ(xml.exit_code, 0) << xml.output;
-    EXPECT_NE(xml.output.find("line-rate=\"0.3750\""), std::string::npos) << xml.output;
-    EXPECT_NE(xml.output.find("<class name=\"a.cpp\" filename=\"a.cpp\" line-rate=\"0.5000\""), std::string::npos);
-    EXPECT_NE(xml.output.find("<method name=\"g(int)\" signature=\"\" line-rate=\"0.0000\""), std::string::npos);
-    EXPECT_NE(xml.output.find("<line number=\"6\" hits=\"0\""), std::string::npos);
-    EXPECT_NE(xml.output.find("<source>" + folder + "</source>"), std::string::npos);
+    EXPECT_TRUE(contains(xml.output, "line-rate=\"0.3750\""));
+    EXPECT_TRUE(contains(xml.output, "<class name=\"a.cpp\" filename=\"a.cpp\" line-rate=\"0.5000\""));
+    EXPECT_TRUE(contains(xml.output, "<method name=\"g(int)\" signature=\"\" line-rate=\"0.0000\""));
+    EXPECT_TRUE(contains(xml.output, "<line number=\"6\" hits=\"0\""));
+    EXPECT_TRUE(contains(xml.output, "<source>" + folder + "</source>"));
 }
 
 TEST_F(MapReport, FiltersRootsAndExclusionMarkers) {
@@ -116,12 +113,11 @@ TEST_F(MapReport, FiltersRootsAndExclusionMarkers) {
     ASSERT_EQ(r.exit_code, 0) << r.output;
     // Lines 4 and 6 to 8 are excluded, and g(int), which starts on line 6;
     // line 20, past the source's end, stays.
-    EXPECT_NE(r.output.find("  1 file, 2 of 3 lines hit (66.6%), 7 hits, 1 of 1 function called\n"
-                            "    a.cpp: 2 of 3 lines hit (66.6%), 7 hits, 1 of 1 function called; never run: 9\n"),
-              std::string::npos) << r.output;
+    EXPECT_TRUE(contains(r.output, "  1 file, 2 of 3 lines hit (66.6%), 7 hits, 1 of 1 function called\n"
+                                   "    a.cpp: 2 of 3 lines hit (66.6%), 7 hits, 1 of 1 function called; never run: 9\n"));
     // Each of the options repeats.
     RunResult only_c = report({"--include", "/zz/*", "--include", "/none/*", "summary", "--test", "t1", "run.out"});
-    EXPECT_NE(only_c.output.find("  1 file, 0 of 2 lines hit (0.0%)"), std::string::npos) << only_c.output;
+    EXPECT_TRUE(contains(only_c.output, "  1 file, 0 of 2 lines hit (0.0%)"));
 }
 
 TEST(LineMap, NewestVersionWinsAndOneVersionJoins) {
@@ -194,7 +190,7 @@ TEST(Changes, UnifiedDiffsGiveTheNewVersionsLines) {
 
 TEST_F(MapReport, ChangedLinesAndTheTestsThatRanThem) {
     // Lines 3 (ran), 4 (ran in t1), 5 (no code), 6 (never ran) of a.cpp change.
-    write("change.diff", "--- a/a.cpp\n+++ b/a.cpp\n@@ -3,0 +3,4 @@\n+x\n+x\n+x\n+x\n");
+    file("change.diff", "--- a/a.cpp\n+++ b/a.cpp\n@@ -3,0 +3,4 @@\n+x\n+x\n+x\n+x\n");
     RunResult r = report({"changed", "change.diff", "run.out"});
     ASSERT_EQ(r.exit_code, 0) << r.output;
     EXPECT_EQ(r.output, "changed lines that could run: 3, ran: 2 (66.6%)\n    " + source +
@@ -209,37 +205,31 @@ TEST_F(MapReport, ChangedLinesAndTheTestsThatRanThem) {
 // count what lines 3 and 6 count; line 9, a loop's condition, what lines 3
 // and 10 count together.
 TEST_F(MapReport, BranchOutcomesInEveryFormat) {
-    write("br.out", "=== t\n>>> l\n--- /zz\n### br.c\n3,4\n6,0\n10,2\n### br.c#branches\n300,3\n301,1\n");
+    file("br.out", "=== t\n>>> l\n--- /zz\n### br.c\n3,4\n6,0\n10,2\n### br.c#branches\n300,3\n301,1\n");
     mkdir(mirt_test::join(folder, "brmap").c_str(), 0700);
-    write("brmap/br.o.mirtmap", map_text("00000000000000dd", 5, "/zz/br.c\nlines 3 6 10\nsame 4 3\nsame 7 6\nsum 9 3 10\n"
-                                         "branch 3 300 0 0 if true\nbranch 3 301 0 1 if false\n"
-                                         "branch 6 600 0 0 ?: true\nbranch 6 601 0 1 ?: false\n"));
+    file("brmap/br.o.mirtmap", map_text("00000000000000dd", 5, "/zz/br.c\nlines 3 6 10\nsame 4 3\nsame 7 6\nsum 9 3 10\n"
+                                        "branch 3 300 0 0 if true\nbranch 3 301 0 1 if false\n"
+                                        "branch 6 600 0 0 ?: true\nbranch 6 601 0 1 ?: false\n"));
     auto run = [&](std::vector<std::string> args) {
         args.insert(args.begin(), {"--map", "brmap"});
         args.push_back("br.out");
         return mirt_report_test::run_report(args, folder, true);
     };
-    RunResult summary = run({"summary"});
-    EXPECT_NE(summary.output.find("    /zz/br.c: 4 of 6 lines hit (66.6%), 16 hits, 2 of 4 branch outcomes taken (50.0%); "
-                                  "never run: 6-7; never taken: 6 ?: true, 6 ?: false\n"),
-              std::string::npos) << summary.output;
-    EXPECT_NE(run({"lcov"}).output.find("BRDA:3,0,0,3\nBRDA:3,0,1,1\nBRDA:6,0,0,-\nBRDA:6,0,1,-\nBRF:4\nBRH:2\n"),
-              std::string::npos);
+    EXPECT_TRUE(contains(run({"summary"}).output, "    /zz/br.c: 4 of 6 lines hit (66.6%), 16 hits, 2 of 4 branch outcomes "
+                                                  "taken (50.0%); never run: 6-7; never taken: 6 ?: true, 6 ?: false\n"));
+    EXPECT_TRUE(contains(run({"lcov"}).output, "BRDA:3,0,0,3\nBRDA:3,0,1,1\nBRDA:6,0,0,-\nBRDA:6,0,1,-\nBRF:4\nBRH:2\n"));
     RunResult xml = run({"cobertura"});
-    EXPECT_NE(xml.output.find("<line number=\"3\" hits=\"4\" branch=\"true\" condition-coverage=\"100% (2/2)\"/>"),
-              std::string::npos) << xml.output;
-    EXPECT_NE(xml.output.find("branches-covered=\"2\" branches-valid=\"4\""), std::string::npos);
+    EXPECT_TRUE(contains(xml.output, "<line number=\"3\" hits=\"4\" branch=\"true\" condition-coverage=\"100% (2/2)\"/>") &&
+                contains(xml.output, "branches-covered=\"2\" branches-valid=\"4\""));
     EXPECT_EQ(run({"--fail-under-branch", "50", "summary"}).exit_code, 0);
     EXPECT_EQ(run({"--fail-under-branch", "51", "summary"}).exit_code, 3);
     // Without the map, the counters that were written still read as branches.
     RunResult raw = mirt_report_test::run_report({"--map", "build/c.o.mirtmap", "lcov", "br.out"}, folder);
-    EXPECT_NE(raw.output.find("SF:/zz/br.c\nBRDA:3,0,0,3\nBRDA:3,0,1,1\nBRF:2\nBRH:2\n"), std::string::npos)
-        << raw.output;
+    EXPECT_TRUE(contains(raw.output, "SF:/zz/br.c\nBRDA:3,0,0,3\nBRDA:3,0,1,1\nBRF:2\nBRH:2\n"));
     EXPECT_EQ(raw.output.find("br.c#branches"), std::string::npos);
     // An object that counted line 4 itself (built from br.c with other
     // macros) leaves the line's count short; the report says where.
-    write("mixed.out", "=== t\n>>> l\n--- /zz\n### br.c\n3,4\n4,2\n");
-    RunResult mixed = mirt_report_test::run_report({"--map", "brmap", "summary", "mixed.out"}, folder);
-    EXPECT_NE(mixed.output.find("mirt-report: warning: /zz/br.c:4 has a counter in some objects"), std::string::npos)
-        << mixed.output;
+    file("mixed.out", "=== t\n>>> l\n--- /zz\n### br.c\n3,4\n4,2\n");
+    EXPECT_TRUE(contains(report({"--map", "brmap", "summary", "mixed.out"}, false).output,
+                         "mirt-report: warning: /zz/br.c:4 has a counter in some objects"));
 }

@@ -16,56 +16,46 @@ const LineCounts& lines_of(const TestCase& t, const std::string& file) {
 
 }  // namespace
 
-// One record group with all five sections as the runtime writes them: the
+// A record group with all five sections as the runtime writes them: the
 // point-hit section (points listed twice, one right after its file heading,
 // a zero count, a backslash key), the source-line section repeating a
 // directory heading, the simple counters, a static registration with its
-// lines out of order, and a module section naming a file already seen.
+// lines out of order, and a module section naming a file already seen. Then
+// keys rebuilt from heading pairs: a key without a forward slash is a pair
+// with the whole key twice; a case-insensitive section leaves out the
+// directory heading of a key that differs from the one before only in case,
+// and shares one directory heading between keys whose directories differ
+// only in case.
 TEST(CoverageParser, ReadsEverySectionOfARecordGroup) {
-    auto p = parse_text(
-        "=== full\n>>> Optimize\n"
-        "--- src/app\n### main.cpp\n10,3\n10,2\n12,0\n### util.cpp\n5,1\n5,2\n"
-        "--- C:\\w\\a.cpp\n### C:\\w\\a.cpp\n7,2\n"
-        "--- src/app\n### main.cpp\n14,9\n"
-        "1,4\n2,6\n"
-        "--- src/lib\n### reg.cpp\n30,1\n20,2\n"
-        "--- src/app\n### main.cpp\n10,1\n");
-    ASSERT_TRUE(p.ok) << to_string(p.diagnostics.at(0));
-    ASSERT_EQ(p.groups.size(), 1u);
-    const TestCase& g = p.groups[0];
-    EXPECT_EQ(g.name, "full");
-    EXPECT_EQ(g.labels, std::vector<std::string>{"Optimize"});
-    EXPECT_EQ(g.record_groups, 1u);
-    EXPECT_EQ(lines_of(g, "src/app/main.cpp"), (LineCounts{{10, 6}, {12, 0}, {14, 9}}));
-    EXPECT_EQ(lines_of(g, "src/app/util.cpp"), (LineCounts{{5, 3}}));
-    EXPECT_EQ(lines_of(g, "C:\\w\\a.cpp"), (LineCounts{{7, 2}}));
-    EXPECT_EQ(lines_of(g, "src/lib/reg.cpp"), (LineCounts{{20, 2}, {30, 1}}));
-    EXPECT_EQ(g.files.size(), 4u);
-    EXPECT_EQ(g.simple_counters, (LineCounts{{1, 4}, {2, 6}}));
-}
-
-// A key without a forward slash is a heading pair with the whole key twice;
-// a case-insensitive section leaves out the directory heading of a key that
-// differs from the one before only in case, and shares one directory
-// heading between keys whose directories differ only in case.
-TEST(CoverageParser, RebuildsKeysFromHeadingPairs) {
-    auto p = parse_text(
-        "=== keys\n>>> unknown\n"
-        "### a.cpp\n3,1\n"
-        "--- C:\\x\\A.cpp\n### C:\\x\\A.cpp\n1,1\n### c:\\x\\a.cpp\n2,1\n"
-        "--- C:/Work\n### a.cpp\n1,1\n### b.cpp\n2,2\n"
-        "--- plain\n### plain\n4,4\n"
-        "--- dir\n### \n6,1\n");
-    ASSERT_TRUE(p.ok) << to_string(p.diagnostics.at(0));
-    const TestCase& g = p.groups.at(0);
-    EXPECT_EQ(lines_of(g, "/a.cpp"), (LineCounts{{3, 1}}));  // the key's only slash is its first byte
-    EXPECT_EQ(lines_of(g, "C:\\x\\A.cpp"), (LineCounts{{1, 1}}));
-    EXPECT_EQ(lines_of(g, "c:\\x\\a.cpp"), (LineCounts{{2, 1}}));
-    EXPECT_EQ(lines_of(g, "C:/Work/a.cpp"), (LineCounts{{1, 1}}));
-    EXPECT_EQ(lines_of(g, "C:/Work/b.cpp"), (LineCounts{{2, 2}}));
-    EXPECT_EQ(lines_of(g, "plain"), (LineCounts{{4, 4}}));
-    EXPECT_EQ(lines_of(g, "dir/"), (LineCounts{{6, 1}}));
-    EXPECT_EQ(g.files.size(), 7u);
+    const struct {
+        std::string text;
+        FileCounts files;
+        LineCounts simple;
+    } cases[] = {
+        {"--- src/app\n### main.cpp\n10,3\n10,2\n12,0\n### util.cpp\n5,1\n5,2\n"
+         "--- C:\\w\\a.cpp\n### C:\\w\\a.cpp\n7,2\n--- src/app\n### main.cpp\n14,9\n1,4\n2,6\n"
+         "--- src/lib\n### reg.cpp\n30,1\n20,2\n--- src/app\n### main.cpp\n10,1\n",
+         {{"src/app/main.cpp", {{10, 6}, {12, 0}, {14, 9}}}, {"src/app/util.cpp", {{5, 3}}},
+          {"C:\\w\\a.cpp", {{7, 2}}}, {"src/lib/reg.cpp", {{20, 2}, {30, 1}}}},
+         {{1, 4}, {2, 6}}},
+        {"### a.cpp\n3,1\n--- C:\\x\\A.cpp\n### C:\\x\\A.cpp\n1,1\n### c:\\x\\a.cpp\n2,1\n"
+         "--- C:/Work\n### a.cpp\n1,1\n### b.cpp\n2,2\n--- plain\n### plain\n4,4\n--- dir\n### \n6,1\n",
+         {{"/a.cpp", {{3, 1}}},  // the key's only slash is its first byte
+          {"C:\\x\\A.cpp", {{1, 1}}}, {"c:\\x\\a.cpp", {{2, 1}}}, {"C:/Work/a.cpp", {{1, 1}}},
+          {"C:/Work/b.cpp", {{2, 2}}}, {"plain", {{4, 4}}}, {"dir/", {{6, 1}}}},
+         {}},
+    };
+    for (const auto& c : cases) {
+        auto p = parse_text("=== full\n>>> Optimize\n" + c.text);
+        ASSERT_TRUE(p.ok) << to_string(p.diagnostics.at(0));
+        ASSERT_EQ(p.groups.size(), 1u);
+        const TestCase& g = p.groups[0];
+        EXPECT_EQ(g.name, "full");
+        EXPECT_EQ(g.labels, std::vector<std::string>{"Optimize"});
+        EXPECT_EQ(g.record_groups, 1u);
+        EXPECT_EQ(g.files, c.files);
+        EXPECT_EQ(g.simple_counters, c.simple);
+    }
 }
 
 // Where count lines go: before any heading they are simple counters; under

@@ -2,6 +2,8 @@
 #ifndef MIRT_REPORT_FIXTURE_H
 #define MIRT_REPORT_FIXTURE_H
 
+#include <gtest/gtest.h>
+
 #include <sstream>
 #include <string>
 #include <vector>
@@ -51,6 +53,20 @@ inline mirt_test::RunResult run_report(const std::vector<std::string>& args, con
     if (!keep_map_warning && at != std::string::npos) r.output.erase(at, std::string(no_map_warning()).size());
     return r;
 }
+
+// A private folder where files are written and mirt-report runs.
+class ReportFolder : public ::testing::Test {
+protected:
+    void SetUp() override { folder = mirt_test::make_temp_folder("report"); }
+    void TearDown() override { mirt_test::remove_tree(folder); }
+    std::string file(const std::string& name, const std::string& content) const {  // gives its path
+        mirt_test::write_file(mirt_test::join(folder, name), content);
+        return mirt_test::join(folder, name);
+    }
+    std::string read(const std::string& name) const { return mirt_test::read_file(mirt_test::join(folder, name)); }
+    mirt_test::RunResult report(const std::vector<std::string>& args) const { return run_report(args, folder); }
+    std::string folder;
+};
 
 // What the demo program in examples/ writes with a fresh index file: two
 // test cases. In the first, the named point at line 29, the simple counters
