@@ -7,10 +7,12 @@
 #include <fstream>
 
 #include "tools/instrument/subprocess.h"
+#include "tests/support/contains.h"
 #include "tests/support/test_support.h"
 
 using mirt_instrument::ProcessResult;
 using mirt_instrument::run_process;
+using mirt_test::contains;
 
 namespace {
 
@@ -18,23 +20,27 @@ const std::string kApp = std::string(MIRT_PROGRAMS) + "/app";
 const std::string kMirtCc = MIRT_MIRT_CC;
 const std::string kExitFile = "/tmp/mirt_exit.out";
 
+ProcessResult run(const std::vector<std::string>& argv) { return run_process(argv, true); }
+ProcessResult cc(std::vector<std::string> argv) {
+    argv.insert(argv.begin(), kMirtCc);
+    return run(argv);
+}
+
 // Compiles main.cpp and util.c one by one (with a dependency file, as CMake
 // does) in folder and links them into folder/app, the launcher in front when given.
-bool build_app(const std::vector<std::string>& launcher, const std::string& cc,
-               const std::string& cxx, const std::string& folder, std::string* log,
-               const std::vector<std::string>& link_extra = {}) {
-    auto run = [&](std::vector<std::string> argv) {
+bool build_app(const std::vector<std::string>& launcher, const std::string& cc, const std::string& cxx,
+               const std::string& folder, std::string* log, const std::vector<std::string>& link_extra = {}) {
+    auto step = [&](std::vector<std::string> argv) {
         argv.insert(argv.begin(), launcher.begin(), launcher.end());
-        ProcessResult r = run_process(argv, true);
+        ProcessResult r = run(argv);
         *log += r.out + r.err;
         return r.exit_code == 0;
     };
-    std::vector<std::string> link = {cxx, folder + "/main.o", folder + "/util.o", "-o",
-                                     folder + "/app"};
+    std::vector<std::string> link = {cxx, folder + "/main.o", folder + "/util.o", "-o", folder + "/app"};
     link.insert(link.end(), link_extra.begin(), link_extra.end());
-    return run({cxx, "-O1", "-MD", "-MT", "main.o", "-MF", folder + "/main.o.d", "-c",
-                kApp + "/main.cpp", "-o", folder + "/main.o"}) &&
-           run({cc, "-O1", "-c", kApp + "/util.c", "-o", folder + "/util.o"}) && run(link);
+    return step({cxx, "-O1", "-MD", "-MT", "main.o", "-MF", folder + "/main.o.d", "-c", kApp + "/main.cpp", "-o",
+                 folder + "/main.o"}) &&
+           step({cc, "-O1", "-c", kApp + "/util.c", "-o", folder + "/util.o"}) && step(link);
 }
 
 // An exit output after its two header lines, which name the process.
@@ -55,28 +61,23 @@ void check_like_plain(const std::string& cc, const std::string& cxx, ProcessResu
     ASSERT_TRUE(build_app({kMirtCc}, cc, cxx, inst_dir, &log)) << log;
     EXPECT_EQ(log, "") << "no warning for sources that instrument cleanly";
 
-    ProcessResult a = run_process({plain_dir + "/app", "30"}, true);
+    ProcessResult a = run({plain_dir + "/app", "30"});
     mirt_test::remove_file(kExitFile);
-    ProcessResult b = run_process({inst_dir + "/app", "30"}, true);
+    ProcessResult b = run({inst_dir + "/app", "30"});
     EXPECT_EQ(b.out, a.out);
     EXPECT_EQ(b.exit_code, a.exit_code);
-    EXPECT_NE(b.out.find("file " + kApp + "/main.cpp line 18"), std::string::npos)
-        << "__FILE__ and __LINE__ name the original: " << b.out;
+    EXPECT_TRUE(contains(b.out, "file " + kApp + "/main.cpp line 18")) << "__FILE__ and __LINE__ name the original";
     std::string exit_output = mirt_test::read_file(kExitFile);
-    EXPECT_NE(exit_output.find("### main.cpp\n"), std::string::npos) << exit_output;
-    EXPECT_NE(exit_output.find("### util.c\n"), std::string::npos) << exit_output;
+    EXPECT_TRUE(contains(exit_output, "### main.cpp\n") && contains(exit_output, "### util.c\n")) << exit_output;
     if (plain) *plain = a;
     if (counts) *counts = counts_of(exit_output);
 
     for (const char* obj : {"/main.o", "/util.o"})
-        EXPECT_NE(run_process({"nm", "-u", inst_dir + obj}, true).out.find("c_mirt_reg2"),
-                  std::string::npos) << obj;
-    EXPECT_NE(run_process({"readelf", "-d", inst_dir + "/app"}, true).out.find("libmirt64.so"),
-              std::string::npos);
+        EXPECT_TRUE(contains(run({"nm", "-u", inst_dir + obj}).out, "c_mirt_reg2"));
+    EXPECT_TRUE(contains(run({"readelf", "-d", inst_dir + "/app"}).out, "libmirt64.so"));
     std::string deps = mirt_test::read_file(inst_dir + "/main.o.d");
-    EXPECT_NE(deps.find(kApp + "/main.cpp"), std::string::npos) << deps;
-    EXPECT_NE(deps.find(kApp + "/util.h"), std::string::npos) << deps;
-    EXPECT_EQ(deps.find("/mirt-cc-"), std::string::npos) << deps;
+    EXPECT_TRUE(contains(deps, kApp + "/main.cpp") && contains(deps, kApp + "/util.h"));
+    EXPECT_FALSE(contains(deps, "/mirt-cc-"));
     mirt_test::remove_tree(plain_dir);
     mirt_test::remove_tree(inst_dir);
 }
@@ -100,18 +101,15 @@ TEST(Launcher, GccBuildsBehaveAsPlainOnesOnBothSystems) {
     ASSERT_TRUE(build_app({kMirtCc, "--mirt-style=atomic"}, "x86_64-w64-mingw32-gcc-posix",
                           "x86_64-w64-mingw32-g++-posix", dir, &log, {"-static"})) << log;
     EXPECT_EQ(log, "");
-    ProcessResult nm = run_process({"x86_64-w64-mingw32-nm", "-u", dir + "/main.o"}, true);
-    EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos);
-    std::string map = mirt_test::read_file(dir + "/main.o.mirtmap");
-    EXPECT_NE(map.find("\nfunction 9 20 main(int, char **)\n"), std::string::npos);
-    ASSERT_EQ(run_process({"cp", dll, dir + "/mirt64.dll"}, false).exit_code, 0);
+    EXPECT_TRUE(contains(run({"x86_64-w64-mingw32-nm", "-u", dir + "/main.o"}).out, "c_mirt_reg2"));
+    EXPECT_TRUE(contains(mirt_test::read_file(dir + "/main.o.mirtmap"), "\nfunction 9 20 main(int, char **)\n"));
+    ASSERT_EQ(run({"cp", dll, dir + "/mirt64.dll"}).exit_code, 0);
 
     const std::string windows_exit = std::string(MIRT_WINEPREFIX) + "/drive_c/temp/mirt_exit.out";
     mirt_test::remove_file(windows_exit);
     const std::string prefix = "WINEPREFIX=" + std::string(MIRT_WINEPREFIX);
     const std::string quiet = "WINEDLLOVERRIDES=mscoree,mshtml=;winemenubuilder.exe=d";
-    ProcessResult b = run_process({"env", prefix, "WINEDEBUG=-all", quiet, "/usr/lib/wine/wine64",
-                                   dir + "/app.exe", "30"}, true);
+    ProcessResult b = run({"env", prefix, "WINEDEBUG=-all", quiet, "/usr/lib/wine/wine64", dir + "/app.exe", "30"});
     std::string out;
     for (char c : b.out)
         if (c != '\r') out += c;
@@ -127,58 +125,51 @@ TEST(Launcher, GccBuildsBehaveAsPlainOnesOnBothSystems) {
 TEST(Launcher, WhatCannotBeInstrumentedStillBuilds) {
     std::string dir = mirt_test::make_temp_folder("mirt-cc-fallback");
     const std::string nested = std::string(MIRT_CORPUS) + "/nested_function.c";
-    ProcessResult r = run_process({kMirtCc, "gcc", nested, "-o", dir + "/nested"}, true);
+    ProcessResult r = cc({"gcc", nested, "-o", dir + "/nested"});
     ASSERT_EQ(r.exit_code, 0) << r.err;
-    EXPECT_NE(r.err.find("mirt-cc: warning: " + nested + " left without probes"), std::string::npos)
-        << r.err;
+    EXPECT_TRUE(contains(r.err, "mirt-cc: warning: " + nested + " left without probes"));
     EXPECT_EQ(r.err.find("warning", r.err.find("warning") + 1), std::string::npos) << "one warning only: " << r.err;
-    EXPECT_EQ(run_process({dir + "/nested"}, true).exit_code, 0);
+    EXPECT_EQ(run({dir + "/nested"}).exit_code, 0);
 
     // A copy that does not compile (the source declares the probes' functions
     // again, which -Wredundant-decls -Werror rejects) gives way to the original,
     // and the line map says why.
     mirt_test::write_file(dir + "/own.c", "#include \"" + std::string(MIRT_INCLUDE_DIR) +
                                               "/mirt64.h\"\nint one(void) {\n    return 1;\n}\n");
-    ProcessResult own = run_process({kMirtCc, "gcc", "-Wredundant-decls", "-Werror", "-c", dir + "/own.c", "-o",
-                                     dir + "/own.o"}, true);
+    ProcessResult own = cc({"gcc", "-Wredundant-decls", "-Werror", "-c", dir + "/own.c", "-o", dir + "/own.o"});
     EXPECT_EQ(own.exit_code, 0) << own.err;
-    EXPECT_NE(own.err.find("did not compile; compiling the original"), std::string::npos) << own.err;
-    EXPECT_EQ(run_process({"nm", "-u", dir + "/own.o"}, true).out.find("mirt"), std::string::npos);
-    EXPECT_NE(mirt_test::read_file(dir + "/own.o.mirtmap").find("\nunprobed its instrumented copy did not compile\n"),
-              std::string::npos) << "the line map says why the object has no probes";
+    EXPECT_TRUE(contains(own.err, "did not compile; compiling the original"));
+    EXPECT_FALSE(contains(run({"nm", "-u", dir + "/own.o"}).out, "mirt"));
+    EXPECT_TRUE(contains(mirt_test::read_file(dir + "/own.o.mirtmap"),
+                         "\nunprobed its instrumented copy did not compile\n"));
 
     // MIRT_STRICT turns a source left without probes into a failed build.
-    mirt_test::RunResult strict_build = mirt_test::run_program(
-        "/bin/sh", {"-c", "MIRT_STRICT=1 " + kMirtCc + " gcc -c " + std::string(MIRT_CORPUS) +
-                              "/nested_function.c -o " + dir + "/n.o"});
-    EXPECT_EQ(strict_build.exit_code, 3) << strict_build.output;
-    EXPECT_NE(strict_build.output.find("nested_function.c would be built without probes (MIRT_STRICT is set)"),
-              std::string::npos) << strict_build.output;
+    ProcessResult strict = run({"env", "MIRT_STRICT=1", kMirtCc, "gcc", "-c", nested, "-o", dir + "/n.o"});
+    EXPECT_EQ(strict.exit_code, 3) << strict.err;
+    EXPECT_TRUE(contains(strict.err, "nested_function.c would be built without probes (MIRT_STRICT is set)"));
 
     // A real error stays an error, reported by the real compiler.
     mirt_test::write_file(dir + "/bad.c", "int broken(void) { return missing; }\n");
-    ProcessResult bad = run_process({kMirtCc, "gcc", "-c", dir + "/bad.c", "-o", dir + "/bad.o"}, true);
+    ProcessResult bad = cc({"gcc", "-c", dir + "/bad.c", "-o", dir + "/bad.o"});
     EXPECT_NE(bad.exit_code, 0);
-    EXPECT_NE(bad.err.find("missing"), std::string::npos) << bad.err;
+    EXPECT_TRUE(contains(bad.err, "missing"));
     EXPECT_FALSE(mirt_test::file_exists(dir + "/bad.o"));
 
     // A folder name with a space and '#': the dependency file names the
     // original escaped as make reads it.
     mkdir((dir + "/a #b").c_str(), 0700);
     mirt_test::write_file(dir + "/a #b/x.c", "int x(void) { return 1; }\n");
-    ProcessResult odd = run_process({kMirtCc, "gcc", "-MD", "-MF", dir + "/x.d", "-c", dir + "/a #b/x.c", "-o",
-                                     dir + "/x.o"}, true);
+    ProcessResult odd = cc({"gcc", "-MD", "-MF", dir + "/x.d", "-c", dir + "/a #b/x.c", "-o", dir + "/x.o"});
     EXPECT_EQ(odd.exit_code, 0) << odd.err;
     std::string odd_deps = mirt_test::read_file(dir + "/x.d");
-    EXPECT_NE(odd_deps.find(" " + dir + "/a\\ \\#b/x.c"), std::string::npos) << odd_deps;
-    EXPECT_EQ(odd_deps.find("/mirt-cc-"), std::string::npos) << odd_deps;
+    EXPECT_TRUE(contains(odd_deps, " " + dir + "/a\\ \\#b/x.c"));
+    EXPECT_FALSE(contains(odd_deps, "/mirt-cc-"));
 
     mirt_test::write_file(dir + "/warn.cpp", "int f(int x) {\n    int unused = x;\n    return x;\n}\n");
-    ProcessResult warn = run_process({kMirtCc, "g++", "-Wall", "-c", dir + "/warn.cpp", "-o", dir + "/warn.o"}, true);
+    ProcessResult warn = cc({"g++", "-Wall", "-c", dir + "/warn.cpp", "-o", dir + "/warn.o"});
     EXPECT_EQ(warn.exit_code, 0) << warn.err;
-    EXPECT_NE(warn.err.find(dir + "/warn.cpp:2:"), std::string::npos) << warn.err;
-    EXPECT_NE(warn.err.find("unused"), std::string::npos) << warn.err;
-    EXPECT_EQ(warn.err.find("/mirt-cc-"), std::string::npos) << "no trace of the copy's name: " << warn.err;
+    EXPECT_TRUE(contains(warn.err, dir + "/warn.cpp:2:") && contains(warn.err, "unused"));
+    EXPECT_FALSE(contains(warn.err, "/mirt-cc-")) << "no trace of the copy's name";
     mirt_test::remove_tree(dir);
 }
 
@@ -198,82 +189,76 @@ TEST(Launcher, HeadersAndIncludedSourcesCountUnderTheirOwnNames) {
     mirt_test::write_file(dir + "/src/main.cpp",
                           "#include <cstdio>\n#include <calc.h>\nint one(int);\nint main() {\n"
                           "    std::printf(\"%d %g %s\\n\", one(2), twice(1.5), where());\n}\n");
-    auto cc = [&](std::vector<std::string> args) {
-        args.insert(args.begin(), kMirtCc);
-        return mirt_test::run_program(args[0], std::vector<std::string>(args.begin() + 1, args.end()), {}, dir);
+    auto in_dir = [&](const std::vector<std::string>& args) {
+        return mirt_test::run_program(kMirtCc, args, {}, dir);
     };
-    for (const char* name : {"one", "main"}) {
-        std::string n = name;
-        mirt_test::RunResult r = cc({"g++", "-Iinclude", "-MD", "-MF", n + ".o.d", "-c", "src/" + n + ".cpp", "-o",
-                                     n + ".o"});
+    for (std::string n : {"one", "main"}) {
+        mirt_test::RunResult r = in_dir({"g++", "-Iinclude", "-MD", "-MF", n + ".o.d", "-c", "src/" + n + ".cpp", "-o",
+                                         n + ".o"});
         ASSERT_EQ(r.exit_code, 0) << r.output;
         EXPECT_EQ(r.output, "");
         std::string deps = mirt_test::read_file(dir + "/" + n + ".o.d");
-        EXPECT_NE(deps.find(dir + "/include/calc.h"), std::string::npos) << deps;
-        EXPECT_EQ(deps.find("/mirt-cc-"), std::string::npos) << deps;
+        EXPECT_TRUE(contains(deps, dir + "/include/calc.h"));
+        EXPECT_FALSE(contains(deps, "/mirt-cc-"));
     }
-    ASSERT_EQ(cc({"g++", "one.o", "main.o", "-o", "app"}).exit_code, 0);
-    mirt_test::remove_file("/tmp/mirt_exit.out");
-    mirt_test::RunResult run = mirt_test::run_program(dir + "/app", {}, {}, dir);
-    EXPECT_EQ(run.output, "5 3 include/calc.h\n");
+    ASSERT_EQ(in_dir({"g++", "one.o", "main.o", "-o", "app"}).exit_code, 0);
+    mirt_test::remove_file(kExitFile);
+    EXPECT_EQ(mirt_test::run_program(dir + "/app", {}, {}, dir).output, "5 3 include/calc.h\n");
 
-    ProcessResult summary = run_process({MIRT_MIRT_REPORT, "--map", dir, "summary", "/tmp/mirt_exit.out"}, true);
-    EXPECT_NE(summary.out.find("    include/calc.h: 3 of 3 lines hit (100.0%), 5 hits, 2 of 2 functions called\n"),
-              std::string::npos) << summary.out;
-    EXPECT_NE(summary.out.find("    src/helper.c: 2 of 2 lines hit (100.0%), 2 hits, 1 of 1 function called\n"),
-              std::string::npos) << summary.out;
+    std::string summary = run({MIRT_MIRT_REPORT, "--map", dir, "summary", kExitFile}).out;
+    EXPECT_TRUE(contains(summary, "    include/calc.h: 3 of 3 lines hit (100.0%), 5 hits, 2 of 2 functions called\n"));
+    EXPECT_TRUE(contains(summary, "    src/helper.c: 2 of 2 lines hit (100.0%), 2 hits, 1 of 1 function called\n"));
     mirt_test::remove_tree(dir);
 }
 
+// Steps that make no object pass through as they are; mirt-cc's own usage,
+// --help and --version need no compiler; a compiler that is not there is named.
 TEST(Launcher, LeavesStepsWithoutObjectsAlone) {
     std::string src = kApp + "/util.c";
-    ProcessResult plain = run_process({"gcc", "-E", src}, true);
-    ProcessResult via = run_process({kMirtCc, "gcc", "-E", src}, true);
+    ProcessResult via = cc({"gcc", "-E", src});
     EXPECT_EQ(via.exit_code, 0);
-    EXPECT_EQ(via.out, plain.out);
-    EXPECT_EQ(run_process({kMirtCc, "gcc", "--version"}, true).out, run_process({"gcc", "--version"}, true).out);
-    ProcessResult usage = run_process({kMirtCc, "--mirt-style=bogus", "gcc", "-c", src}, true);
-    EXPECT_EQ(usage.exit_code, 2);
-    EXPECT_NE(usage.err.find("usage: mirt-cc"), std::string::npos);
-    // Its own --help and --version need no compiler; a compiler that is not
-    // there is named.
-    ProcessResult help = run_process({kMirtCc, "--help"}, true);
-    EXPECT_EQ(help.exit_code, 0);
-    EXPECT_NE(help.out.find("--mirt-style="), std::string::npos);
-    EXPECT_EQ(run_process({kMirtCc, "--version"}, true).out.compare(0, 8, "mirt-cc "), 0);
-    ProcessResult missing = run_process({kMirtCc, "no-such-cc", "-c", src, "-o", "/dev/null"}, true);
-    EXPECT_EQ(missing.exit_code, 127);
-    EXPECT_NE(missing.err.find("cannot run the compiler 'no-such-cc'"), std::string::npos) << missing.err;
+    EXPECT_EQ(via.out, run({"gcc", "-E", src}).out);
+    EXPECT_EQ(cc({"gcc", "--version"}).out, run({"gcc", "--version"}).out);
+    const struct {
+        std::vector<std::string> args;
+        int exit_code;
+        std::string said;
+    } cases[] = {
+        {{"--mirt-style=bogus", "gcc", "-c", src}, 2, "usage: mirt-cc"},
+        {{"--help"}, 0, "--mirt-style="},
+        {{"no-such-cc", "-c", src, "-o", "/dev/null"}, 127, "cannot run the compiler 'no-such-cc'"},
+    };
+    for (const auto& c : cases) {
+        ProcessResult r = cc(c.args);
+        EXPECT_EQ(r.exit_code, c.exit_code) << c.said;
+        EXPECT_TRUE(contains(c.exit_code == 0 ? r.out : r.err, c.said));
+    }
+    EXPECT_EQ(cc({"--version"}).out.compare(0, 8, "mirt-cc "), 0);
 }
 
 TEST(Launcher, OneCMakeSettingInstrumentsAProject) {
     std::string dir = mirt_test::make_temp_folder("mirt-cc-cmake");
-    ProcessResult configure = run_process(
-        {"cmake", "-S", std::string(MIRT_PROGRAMS) + "/cmake_project", "-B", dir,
-         "-DCMAKE_PROJECT_INCLUDE=" + std::string(MIRT_CMAKE_MODULE), "-DMIRT_CC=" + kMirtCc}, true);
+    ProcessResult configure = run({"cmake", "-S", std::string(MIRT_PROGRAMS) + "/cmake_project", "-B", dir,
+                                   "-DCMAKE_PROJECT_INCLUDE=" MIRT_CMAKE_MODULE, "-DMIRT_CC=" + kMirtCc});
     ASSERT_EQ(configure.exit_code, 0) << configure.out << configure.err;
-    EXPECT_NE(configure.out.find("MirtCoverage: compiling and linking through " + kMirtCc), std::string::npos);
-    ProcessResult build = run_process({"cmake", "--build", dir}, true);
+    EXPECT_TRUE(contains(configure.out, "MirtCoverage: compiling and linking through " + kMirtCc));
+    ProcessResult build = run({"cmake", "--build", dir});
     ASSERT_EQ(build.exit_code, 0) << build.out << build.err;
     EXPECT_EQ(build.err, "");
-    ProcessResult needed = run_process({"readelf", "-d", dir + "/app"}, true);
-    EXPECT_NE(needed.out.find("libmirt64.so"), std::string::npos);
-    ProcessResult nm = run_process({"nm", "-u", dir + "/libutil.a"}, true);
-    EXPECT_NE(nm.out.find("c_mirt_reg2"), std::string::npos) << "the library's C source has probes too";
-    mirt_test::remove_file("/tmp/mirt_exit.out");
-    ProcessResult run = run_process({dir + "/app", "12"}, true);
-    EXPECT_NE(run.out.find("19 steps: 9"), std::string::npos) << run.out;
+    EXPECT_TRUE(contains(run({"readelf", "-d", dir + "/app"}).out, "libmirt64.so"));
+    EXPECT_TRUE(contains(run({"nm", "-u", dir + "/libutil.a"}).out, "c_mirt_reg2")) << "the library's C source";
+    mirt_test::remove_file(kExitFile);
+    EXPECT_TRUE(contains(run({dir + "/app", "12"}).out, "19 steps: 9"));
 
     // The line maps beside the objects tell the report what never ran.
-    ProcessResult summary = run_process({MIRT_MIRT_REPORT, "--map", dir, "summary", "/tmp/mirt_exit.out"}, true);
+    ProcessResult summary = run({MIRT_MIRT_REPORT, "--map", dir, "summary", kExitFile});
     EXPECT_EQ(summary.exit_code, 0) << summary.err;
-    EXPECT_NE(summary.out.find(kApp + "/util.c: 8 of 10 lines hit (80.0%), 408 hits, 1 of 2 functions called, "
-                               "4 of 4 branch outcomes taken (100.0%); never run: 17-18\n"),
-              std::string::npos) << summary.out;
-    EXPECT_NE(summary.out.find("never taken: 10 ?: false, 15 if false\n"), std::string::npos) << summary.out;
-    EXPECT_NE(summary.out.find(kApp + "/main.cpp: 10 of 10 lines hit (100.0%)"), std::string::npos) << summary.out;
+    for (const std::string& line : {kApp + "/util.c: 8 of 10 lines hit (80.0%), 408 hits, 1 of 2 functions called, "
+                                            "4 of 4 branch outcomes taken (100.0%); never run: 17-18\n",
+                                    std::string("never taken: 10 ?: false, 15 if false\n"),
+                                    kApp + "/main.cpp: 10 of 10 lines hit (100.0%)"})
+        EXPECT_TRUE(contains(summary.out, line));
     // A second build finds nothing to do: the dependency files name real files.
-    ProcessResult again = run_process({"cmake", "--build", dir}, true);
-    EXPECT_EQ(again.out.find("Building"), std::string::npos) << again.out;
+    EXPECT_FALSE(contains(run({"cmake", "--build", dir}).out, "Building"));
     mirt_test::remove_tree(dir);
 }
