@@ -11,10 +11,11 @@
 #include <map>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <algorithm>
 
 #include "tools/instrument/subprocess.h"
+#include "tools/report/inputs.h"
+#include "tools/report/line_map.h"
 #include "tests/support/test_support.h"
 
 using mirt_instrument::ProcessResult;
@@ -87,15 +88,16 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
     r->text = mirt_test::lines_of(mirt_test::read_file(r->source));
     std::string flags;
     for (const std::string& f : c.flags) flags += " " + f;
-    std::string stem = c.name.substr(0, c.name.rfind('.'));
-
-    ProcessResult plain = shell("cd " + r->folder + " && " + c.compiler + " --coverage " + c.gcov_flags + " -O0" +
-                                flags + " -c " + c.name +
-                                " -o " + stem + ".o && " + c.compiler + " --coverage" + flags + " " + stem +
-                                ".o -o plain");
+    const std::string gcc = "cd " + r->folder + " && " + c.compiler + " --coverage" + flags;
+    ProcessResult plain = shell(gcc + " " + c.gcov_flags + " -O0 -c " + c.name + " -o plain.o && " + gcc +
+                                " plain.o -o plain");
     ASSERT_EQ(plain.exit_code, 0) << plain.err;
-    std::vector<std::string> cc = {kMirtCc, "--mirt-style=" + style, c.compiler, "-O0"};
-    cc.insert(cc.end(), c.flags.begin(), c.flags.end());
+    // mirt-cc's compile and link, then mirt-instrument's list of probed lines and its map.
+    std::vector<std::string> cc = {kMirtCc, "--mirt-style=" + style, c.compiler, "-O0"},
+                             list = {kInstrument, "--style=" + style, "--lines", "--map", r->folder + "/map",
+                                     r->source, "--", c.compiler};
+    for (auto* command : {&cc, &list}) command->insert(command->end(), c.flags.begin(), c.flags.end());
+    list.insert(list.end(), {"-c", r->source});
     std::vector<std::string> compile = cc, link = cc;
     compile.insert(compile.end(), {"-c", r->source, "-o", r->folder + "/inst.o"});
     link.insert(link.end(), {r->folder + "/inst.o", "-o", r->folder + "/inst"});
@@ -113,45 +115,30 @@ void build_and_run(const Corpus& c, const std::string& style, Runs* r) {
     EXPECT_EQ(b.exit_code, a.exit_code);
     ASSERT_TRUE(mirt_test::file_exists(kExitFile)) << "the runtime wrote its exit output";
     // Read at once: the exit file is one for the whole machine.
-    const mirt_test::Counts output = mirt_test::line_counts_in(mirt_test::read_file(kExitFile));
-    for (const auto& [key, count] : output)
-        if (key.rfind(c.name + ":", 0) == 0)
-            r->mirt[std::stoi(key.substr(c.name.size() + 1))] = count;
+    mirt_report::CoverageSet set;
+    std::vector<mirt_report::Diagnostic> diagnostics;
+    ASSERT_TRUE(mirt_report::load_coverage({kExitFile}, {}, set, diagnostics));
 
-    ProcessResult gcov = shell("cd " + r->folder + " && gcov -b -c " + c.name);
+    ProcessResult gcov = shell("cd " + r->folder + " && gcov -b -c -o plain.o " + c.name);
     ASSERT_EQ(gcov.exit_code, 0) << gcov.err;
     read_gcov(r->source + ".gcov", &r->gcov, &r->gcov_branches);
 
-    std::vector<std::string> list = {kInstrument, "--style=" + style, "--lines", r->source, "--", c.compiler};
-    list.insert(list.end(), c.flags.begin(), c.flags.end());
-    list.insert(list.end(), {"-c", r->source});
-    list.insert(list.begin() + 3, {"--map", r->folder + "/map"});
     ProcessResult lines = run_process(list, true);
     ASSERT_EQ(lines.exit_code, 0) << lines.err;
     for (const std::string& l : mirt_test::lines_of(lines.out)) r->probed.insert(std::stoi(l.substr(l.rfind(':') + 1)));
-    // Every branch outcome that the map lists, with the count the runtime wrote
-    // (0 when it wrote none), or the one that the map gives from two lines'
-    // counts ("from ID PLUS MINUS" after it); a line that counts what another
-    // counts ("same LINE FROM"), or what two others count together ("sum
-    // LINE FROM PLUS", a loop's condition).
-    auto count_of = [&](int line) { return line != 0 && r->mirt.count(line) ? r->mirt.at(line) : 0; };
-    int line = 0;
-    for (const std::string& l : mirt_test::lines_of(mirt_test::read_file(r->folder + "/map"))) {
-        std::istringstream fields(l);
-        std::string word;
-        int first = 0, second = 0, third = 0;
-        if (!(fields >> word >> first >> second)) continue;
-        if (word == "branch") {
-            auto taken = output.find(c.name + "#branches:" + std::to_string(second));
-            r->mirt_branches[line = first].push_back(taken == output.end() ? 0 : taken->second);
-        } else if (word == "from" && fields >> third) {
-            r->mirt_branches[line].back() = count_of(second) - count_of(third);
-        } else if (word == "same" && count_of(second) > 0) {
-            r->mirt[first] = count_of(second);
-        } else if (word == "sum" && fields >> third && count_of(second) + count_of(third) > 0) {
-            r->mirt[first] = count_of(second) + count_of(third);
-        }
-    }
+    // The counts that the map gives from other lines' (a line that counts
+    // what another counts, a loop's condition, branch outcomes), as the
+    // report derives them; every outcome that the map lists (0 when it never ran).
+    mirt_report::LineMap map;
+    ASSERT_TRUE(mirt_report::load_line_maps({r->folder + "/map"}, map, diagnostics));
+    set.for_each_test(mirt_report::separate_branch_tables);
+    EXPECT_TRUE(mirt_report::derive_counts(set, map).empty());
+    mirt_report::TestCase counted = set.combined("all");
+    for (auto [line, count] : counted.files[r->source])
+        if (count > 0) r->mirt[line] = count;
+    ASSERT_NE(map.find(r->source), nullptr);
+    for (const auto& [id, branch] : map.find(r->source)->branches)
+        r->mirt_branches[branch.line].push_back(counted.branches[r->source][id]);
 }
 
 // The reason written on a corpus line after "gcov:" (table and line styles)
