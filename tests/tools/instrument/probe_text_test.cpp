@@ -29,26 +29,6 @@ std::string body_of(const std::string& rendered, const std::string& path) {
 
 }  // namespace
 
-TEST(SelectSites, FirstCodeOfALineWinsInEachFunction) {
-    std::vector<Site> candidates = {
-        site_at(3, 40, 40, 1),  // a statement of function 1 after its start on line 3
-        site_at(3, 10, 20, 1),  // function 1 starts on line 3
-        site_at(3, 50, 60, 2),  // function 2 starts on line 3 too
-        site_at(3, 70, 70, 0),  // code of the enclosing function after both (a lambda's caller)
-        site_at(5, 90, 90),
-        site_at(5, 80, 80),     // comes first on line 5
-        site_at(4, 70, 70),
-    };
-    std::vector<Site> kept = select_sites(candidates);
-    ASSERT_EQ(kept.size(), 5u);
-    EXPECT_EQ(kept[0].anchor, 10u);
-    EXPECT_EQ(kept[1].anchor, 50u);
-    EXPECT_EQ(kept[2].anchor, 70u);
-    EXPECT_EQ(kept[3].line, 4);
-    EXPECT_EQ(kept[4].anchor, 80u);
-    EXPECT_EQ(counted_lines(kept), (std::vector<int>{3, 4, 5}));
-}
-
 // A site of straight code gives up its counter only where the map can say
 // what it counts: the first site of its chain alone on its line. A site that
 // shares a line with the one counting it still passes its count on, and an
@@ -89,31 +69,6 @@ TEST(RenderProbes, FunctionStyleInC) {
         render_instrumented(c, ProbeStyle::function, select_sites({site_at(1, 5, 10, 1)}));
     EXPECT_EQ(body_of(out, "a.c"), "void f() {c_mirt_fn(mirt_source_, 1); \n  g();\n}\n");
     EXPECT_EQ(out.find("mirt_reg2(mirt_source_"), std::string::npos);
-}
-
-TEST(RenderProbes, WrappedStatementsNestAndLoopEndsStayInside) {
-    // for (x : v) if (a) b();   with the body wrapped for a probe at its end,
-    // and b() wrapped for its own probe: b's block closes first, then the
-    // body-end probe, then the body's block.
-    std::string text = "for (x : v) if (a) b(); z();";
-    //                  0123456789012345678901234567
-    SourceText src{"a.cpp", text, true};
-    Site loop;
-    loop.line = 1;
-    loop.anchor = 0;
-    loop.probes.push_back({Probe::statement, 0});
-    Probe end{Probe::statement, 23};
-    end.at_body_end = true;
-    end.body_start = 12;
-    loop.probes.push_back(end);
-    loop.wraps.push_back({12, 23});
-    Site inner;
-    inner.line = 2;  // as if b() stood on a line of its own
-    inner.anchor = 19;
-    inner.probes.push_back({Probe::statement, 19});
-    inner.wraps.push_back({19, 23});
-    std::string out = body_of(render_instrumented(src, ProbeStyle::table, select_sites({loop, inner})), "a.cpp");
-    EXPECT_EQ(out, "++mirt_counters_[0]; for (x : v) {if (a) {++mirt_counters_[1]; b();}++mirt_counters_[0]; } z();");
 }
 
 TEST(RenderProbes, NoSiteLeavesTheTextAlone) {
