@@ -8,56 +8,47 @@ using namespace mirt_instrument;
 
 namespace {
 
-std::vector<std::string> sources_of(const CompileCommand& c) {
-    std::vector<std::string> names;
-    for (const SourceArg& s : c.sources) names.push_back(c.args[s.index]);
-    return names;
+// What the command compiles (each source with its language), writes and does.
+std::string describe(const std::vector<std::string>& command) {
+    CompileCommand c = parse_compile_command(command);
+    std::string d = c.compiler;
+    for (const SourceArg& s : c.sources) d += " " + c.args[s.index] + (s.language == Language::c ? ":C" : ":C++");
+    if (!c.output.empty()) d += " -o " + c.output;
+    if (!c.depfile.empty()) d += " deps " + c.depfile;
+    return d + (c.compile_only ? " compile" : "") + (c.preprocess_only ? " preprocess" : "") + (c.links ? " link" : "");
 }
 
 }  // namespace
 
-TEST(CompileCommand, FindsSourcesAndTheirLanguagesButNotOptionValues) {
-    CompileCommand c = parse_compile_command({"g++", "-I", "inc.cpp", "-o", "out.cpp", "-DX=1", "-c",
-                                              "a.cpp", "-include", "pre.h", "-MF", "dep.c", "b.cc", "lib.o"});
-    EXPECT_EQ(c.compiler, "g++");
-    EXPECT_EQ(sources_of(c), (std::vector<std::string>{"a.cpp", "b.cc"}));
-    EXPECT_EQ(c.output, "out.cpp");
-    EXPECT_TRUE(c.compile_only);
-    EXPECT_FALSE(c.links);
-    EXPECT_TRUE(c.depfile.empty()) << "-MF alone writes no dependency file beside the object";
-
-    // -x c++ makes c.c a C++ source; -x none goes back to the extension.
-    CompileCommand x = parse_compile_command({"gcc", "-c", "a.c", "b.C", "x.c++", "dir.c/f", "-x",
-                                              "c++", "c.c", "-x", "none", "d.c", "-xassembler",
-                                              "e.c", "f.txt"});
-    auto languages = [](const CompileCommand& command) {
-        std::vector<std::string> found;
-        for (const SourceArg& s : command.sources)
-            found.push_back(command.args[s.index] + (s.language == Language::c ? " C" : " C++"));
-        return found;
+// Sources and their languages but never the values of options; -x c++ makes
+// c.c a C++ source, -x none goes back to the extension, a C++ driver compiles
+// a.c as C++ unless -x c says otherwise. Compile, link and preprocess steps.
+// A dependency file follows the object (-MF alone writes none beside it).
+TEST(CompileCommand, SourcesLanguagesStepsAndDependencyFiles) {
+    const struct {
+        std::vector<std::string> command;
+        std::string expected;
+    } cases[] = {
+        {{"g++", "-I", "inc.cpp", "-o", "out.cpp", "-DX=1", "-c", "a.cpp", "-include", "pre.h", "-MF", "dep.c", "b.cc",
+          "lib.o"},
+         "g++ a.cpp:C++ b.cc:C++ -o out.cpp compile"},
+        {{"gcc", "-c", "a.c", "b.C", "x.c++", "dir.c/f", "-x", "c++", "c.c", "-x", "none", "d.c", "-xassembler", "e.c",
+          "f.txt"},
+         "gcc a.c:C b.C:C++ x.c++:C++ c.c:C++ d.c:C compile"},
+        {{"/usr/bin/x86_64-w64-mingw32-g++-posix", "-c", "a.c", "-x", "c", "b.c"},
+         "/usr/bin/x86_64-w64-mingw32-g++-posix a.c:C++ b.c:C compile"},
+        {{"g++", "a.o", "b.o", "-o", "prog"}, "g++ -o prog link"},
+        {{"g++", "a.cpp", "-o", "prog"}, "g++ a.cpp:C++ -o prog link"},
+        {{"g++", "-E", "a.cpp"}, "g++ a.cpp:C++ preprocess"},
+        {{"g++", "-MM", "a.cpp"}, "g++ a.cpp:C++ preprocess"},
+        {{"g++", "--version"}, "g++"},  // no input, nothing to link
+        {{"g++", "-S", "a.cpp"}, "g++ a.cpp:C++ compile"},
+        {{"g++", "-MD", "-MT", "x", "-MF", "dir/x.d", "-c", "a.cpp"}, "g++ a.cpp:C++ deps dir/x.d compile"},
+        {{"g++", "-MMD", "-c", "a.cpp", "-o", "obj/a.cpp.o"}, "g++ a.cpp:C++ -o obj/a.cpp.o deps obj/a.cpp.d compile"},
+        {{"g++", "-MD", "-c", "src/a.cpp"}, "g++ src/a.cpp:C++ deps a.d compile"},
+        {{"g++", "-MD", "-MFdeps.d", "-c", "a.cpp"}, "g++ a.cpp:C++ deps deps.d compile"},
     };
-    EXPECT_EQ(languages(x), (std::vector<std::string>{"a.c C", "b.C C++", "x.c++ C++", "c.c C++", "d.c C"}));
-    // A C++ driver compiles a.c as C++, unless -x c says otherwise.
-    EXPECT_EQ(languages(parse_compile_command({"/usr/bin/x86_64-w64-mingw32-g++-posix", "-c", "a.c", "-x", "c",
-                                               "b.c"})),
-              (std::vector<std::string>{"a.c C++", "b.c C"}));
-}
-
-TEST(CompileCommand, TellsCompileLinkAndPreprocessSteps) {
-    EXPECT_TRUE(parse_compile_command({"g++", "a.o", "b.o", "-o", "prog"}).links);
-    EXPECT_TRUE(parse_compile_command({"g++", "a.cpp", "-o", "prog"}).links);
-    EXPECT_FALSE(parse_compile_command({"g++", "-E", "a.cpp"}).links);
-    EXPECT_TRUE(parse_compile_command({"g++", "-E", "a.cpp"}).preprocess_only);
-    EXPECT_TRUE(parse_compile_command({"g++", "-MM", "a.cpp"}).preprocess_only);
-    EXPECT_FALSE(parse_compile_command({"g++", "--version"}).links) << "no input, nothing to link";
-    EXPECT_FALSE(parse_compile_command({"g++", "-S", "a.cpp"}).links);
-}
-
-TEST(CompileCommand, DependencyFileFollowsTheObject) {
-    EXPECT_EQ(parse_compile_command({"g++", "-MD", "-MT", "x", "-MF", "dir/x.d", "-c", "a.cpp"}).depfile, "dir/x.d");
-    EXPECT_EQ(parse_compile_command({"g++", "-MMD", "-c", "a.cpp", "-o", "obj/a.cpp.o"}).depfile, "obj/a.cpp.d");
-    EXPECT_EQ(parse_compile_command({"g++", "-MD", "-c", "src/a.cpp"}).depfile, "a.d");
-    EXPECT_EQ(parse_compile_command({"g++", "-MD", "-MFdeps.d", "-c", "a.cpp"}).depfile, "deps.d");
+    for (const auto& c : cases) EXPECT_EQ(describe(c.command), c.expected);
 }
 
 TEST(CompileCommand, ParseFlagsKeepWhatShapesTheSource) {
