@@ -38,14 +38,18 @@ struct Instrumented {
     std::vector<std::string> command;
 };
 
-Instrumented instrument(const std::string& name, const std::vector<std::string>& flags, ProbeStyle style) {
-    std::string path = corpus(name);
+// Instruments the file at path as the compiler and flags of command would compile it.
+Instrumented instrument_file(const std::string& path, std::vector<std::string> command, ProbeStyle style) {
     Language lang = language_of_name(path);
-    std::vector<std::string> command = {lang == Language::c ? "gcc" : "g++"};
-    command.insert(command.end(), flags.begin(), flags.end());
     command.insert(command.end(), {"-c", path});
     CompileCommand cmd = parse_compile_command(command);
     return {instrument_source(path, lang, clang_arguments_for(cmd, lang), in_source_only(style)), command};
+}
+
+Instrumented instrument(const std::string& name, const std::vector<std::string>& flags, ProbeStyle style) {
+    std::vector<std::string> command = {language_of_name(name) == Language::c ? "gcc" : "g++"};
+    command.insert(command.end(), flags.begin(), flags.end());
+    return instrument_file(corpus(name), command, style);
 }
 
 // Compiles the copy with the original's flags and every warning an error:
@@ -56,7 +60,7 @@ void expect_copy_compiles(const Instrumented& in, const std::string& name, const
     mirt_test::write_file(copy, in.result.text);
     std::vector<std::string> argv = {in.command[0], "-Wall", "-Wextra", "-Wshadow", "-Werror", "-S", "-o", "/dev/null",
                                      "-iquote", MIRT_CORPUS};
-    for (size_t i = 1; i + 2 < in.command.size(); ++i) argv.push_back(in.command[i]);
+    argv.insert(argv.end(), in.command.begin() + 1, in.command.end() - 2);
     argv.push_back(copy);
     ProcessResult r = run_process(argv, true);
     EXPECT_EQ(r.exit_code, 0) << tag << ": " << r.err;
@@ -65,23 +69,12 @@ void expect_copy_compiles(const Instrumented& in, const std::string& name, const
 
 // Instruments text, written as a file of that name, for compiler and flags.
 InstrumentResult instrument_text(const std::string& name, const std::string& text,
-                                 std::vector<std::string> command) {
+                                 const std::vector<std::string>& command) {
     std::string folder = mirt_test::make_temp_folder("mirt-placement");
-    std::string path = folder + "/" + name;
-    mirt_test::write_file(path, text);
-    command.insert(command.end(), {"-c", path});
-    Language lang = language_of_name(path);
-    std::vector<std::string> arguments = clang_arguments_for(parse_compile_command(command), lang);
-    InstrumentResult r =
-        instrument_source(path, lang, arguments, in_source_only(ProbeStyle::table));
+    mirt_test::write_file(folder + "/" + name, text);
+    InstrumentResult r = instrument_file(folder + "/" + name, command, ProbeStyle::table).result;
     mirt_test::remove_tree(folder);
     return r;
-}
-
-size_t occurrences(const std::string& text, const std::string& what) {
-    size_t n = 0;
-    for (size_t pos = text.find(what); pos != std::string::npos; pos = text.find(what, pos + 1)) ++n;
-    return n;
 }
 
 void check_file(const std::string& name, const std::vector<std::string>& flags) {
@@ -117,12 +110,13 @@ TEST(Placement, StrictC89AndCxx98KeepToTheirStandard) {
 // A guard that probes in constexpr functions need, the one text of a template
 // and macros left alone show in the copies that compile and in gcov's counts.
 TEST(Placement, FunctionStyleScopesEveryFunctionThatRuns) {
-    Instrumented fn = instrument("classes.cpp", {"-std=c++20"}, ProbeStyle::function);
-    EXPECT_EQ(occurrences(fn.result.text, "mirt_obj mirt_scope"), 33u)
-        << "one scope per function, lambda, member, function that a macro defines and destructor defaulted outside "
-           "its class; none in the constexpr or "
-           "consteval function, "
-           "nor in the templates that no code made here instantiates";
+    const std::string text = instrument("classes.cpp", {"-std=c++20"}, ProbeStyle::function).result.text;
+    const std::string scope = "mirt_obj mirt_scope";
+    size_t scopes = 0;
+    for (size_t at = text.find(scope); at != std::string::npos; at = text.find(scope, at + 1)) ++scopes;
+    EXPECT_EQ(scopes, 33u) << "one scope per function, lambda, member, function that a macro defines and destructor "
+                              "defaulted outside its class; none in the constexpr or consteval function, nor in the "
+                              "templates that no code made here instantiates";
 }
 
 TEST(Placement, UnparsableSourcePassesThroughUnchanged) {
