@@ -49,11 +49,19 @@ protected:
         EXPECT_TRUE(children.back().started) << name;
         return children.back();
     }
-    // The host: ready, then on "go" one write to "out", "written", and on "end" its end.
-    Child& start_host() {
-        return start("pelvanor.exe", {"noexit", "touch", path("host.ready"), "waitfile", path("go"),
-                                      "write", path("out"), "touch", path("written"), "waitfile",
-                                      path("end")}, "host.log");
+    // The host (whether it became ready): on "go" one write to "out", "written",
+    // and on "end" its end.
+    bool start_host() {
+        host = &start("pelvanor.exe", {"noexit", "touch", path("host.ready"), "waitfile",
+                                       path("go"), "write", path("out"), "touch", path("written"),
+                                       "waitfile", path("end")}, "host.log");
+        return wait_for("host.ready");
+    }
+    // The host's write, asked for and made.
+    ::testing::AssertionResult host_writes(int seconds = 60) {
+        signal("go");
+        if (wait_for("written", seconds)) return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure() << "no write: " << read_file(path("host.log"));
     }
     bool wait_for(const std::string& name, int seconds = 60) {
         return wait_for_file(path(name), seconds);
@@ -79,6 +87,7 @@ protected:
     std::string folder, temp, exit_file;
     std::vector<EnvChange> env;
     std::deque<Child> children;  // references to them stay valid
+    Child* host = nullptr;
 };
 
 }  // namespace mirt_test

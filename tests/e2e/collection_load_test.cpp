@@ -9,8 +9,7 @@ using namespace mirt_test;
 // as its EXITING signal comes). After the minute, the host's output holds
 // every client's counts exactly, and no data file is left over.
 TEST_F(CollectionTest, FiftyClientsCyclingForAMinute) {
-    Child& host = start_host();
-    ASSERT_TRUE(wait_for("host.ready"));
+    ASSERT_TRUE(start_host());
     Counts expected;
     std::deque<Child> running;
     int started = 0, failed = 0;
@@ -28,12 +27,11 @@ TEST_F(CollectionTest, FiftyClientsCyclingForAMinute) {
     EXPECT_EQ(failed, 0);
     EXPECT_TRUE(no_final_files_within(30)) << data_files('Y') << " final files left";
 
-    signal("go");
-    ASSERT_TRUE(wait_for("written"));
+    ASSERT_TRUE(host_writes());
     auto counts = line_counts_in(read_file(path("out")));
     EXPECT_EQ(counts.size(), expected.size()) << started << " clients";
     EXPECT_TRUE(counts == expected) << started << " clients";
     signal("end");
-    EXPECT_EQ(wait_program(host), 0);
+    EXPECT_EQ(wait_program(*host), 0);
     printf("%d clients in the minute\n", started);
 }

@@ -10,26 +10,11 @@ using IpcE2E = CollectionTest;
 // had already ended; a clear empties the clients; a client's final file is
 // merged once and deleted; the host's own end collects every final file.
 TEST_F(IpcE2E, HostGathersClearsAndCollectsAtItsEnd) {
-    Child& host = start("pelvanor.exe", {"line",
-                                         "host.c",
-                                         "1",
-                                         "touch",
-                                         path("host.ready"),
-                                         "waitfile",
-                                         path("go1"),
-                                         "write",
-                                         path("out1"),
-                                         "touch",
-                                         path("written1"),
-                                         "waitfile",
-                                         path("go2"),
-                                         "clear",
-                                         "write",
-                                         path("out2"),
-                                         "touch",
-                                         path("written2"),
-                                         "waitfile",
-                                         path("go3")});
+    host = &start("pelvanor.exe",
+                  {"line", "host.c", "1", "touch", path("host.ready"), "waitfile", path("go1"),
+                   "write", path("out1"), "touch", path("written1"), "waitfile", path("go2"),
+                   "clear", "write", path("out2"), "touch", path("written2"), "waitfile",
+                   path("go3")});
     ASSERT_TRUE(wait_for("host.ready"));
     Child& a = start("client.exe", {"line", "a.c", "5", "3", "touch", path("a.ready"), "waitfile",
                                     path("cleared"), "line", "a.c", "6", "touch", path("a.counted"),
@@ -59,7 +44,7 @@ TEST_F(IpcE2E, HostGathersClearsAndCollectsAtItsEnd) {
     EXPECT_EQ(wait_program(a), 0);
     ASSERT_TRUE(no_final_files_within(60));
     signal("go3");
-    EXPECT_EQ(wait_program(host), 0);
+    EXPECT_EQ(wait_program(*host), 0);
     EXPECT_EQ(line_counts_in(read_file(exit_file)), (Counts{{"a.c:6", 1}, {"b2.c:3", 4}}));
     signal("b.stop");
     EXPECT_EQ(wait_program(b), 0);
@@ -70,8 +55,7 @@ TEST_F(IpcE2E, HostGathersClearsAndCollectsAtItsEnd) {
 // the other client's counts. A killed host leaves its client running (its final
 // counts go to a data file nobody reads); a later client runs stand-alone.
 TEST_F(IpcE2E, GatherEndsWhenDeadClientsAreFoundAndClientsOutliveTheHost) {
-    Child& host = start_host();
-    ASSERT_TRUE(wait_for("host.ready"));
+    ASSERT_TRUE(start_host());
     auto registered_after = Clock::now();
     Child& alive = start("client.exe", {"line", "a.c", "1", "2", "touch", path("alive.ready"),
                                         "waitfile", path("end"), "line", "a.c", "2", "3"});
@@ -84,14 +68,13 @@ TEST_F(IpcE2E, GatherEndsWhenDeadClientsAreFoundAndClientsOutliveTheHost) {
     EXPECT_EQ(read_file(path("ghost.log")).rfind("answer=", 0), 0u) << read_file(path("ghost.log"));
     kill_program(doomed);
     auto asked = Clock::now();
-    signal("go");
-    ASSERT_TRUE(wait_for("written"));
+    ASSERT_TRUE(host_writes());
     EXPECT_LT(seconds_since(asked), 20.0);
     // The write waited until the ghost's monitor found it, ten seconds after its registration.
     EXPECT_GE(seconds_since(registered_after), 9.5);
     EXPECT_EQ(line_counts_in(read_file(path("out"))), (Counts{{"a.c:1", 2}}));
 
-    kill_program(host);
+    kill_program(*host);
     auto killed = Clock::now();
     signal("end");
     EXPECT_EQ(wait_program(alive), 0);
@@ -106,8 +89,8 @@ TEST_F(IpcE2E, GatherEndsWhenDeadClientsAreFoundAndClientsOutliveTheHost) {
 // for a client that cannot answer get no answer nor a client number, and the
 // next write ends at once. Silent connections are dropped after a time limit.
 TEST_F(IpcE2E, RegistrationsAndConnectionsThatBreakTheRules) {
-    const std::string host_itself = "CR:pelvanor.exe:" + std::to_string(start_host().pid);
-    ASSERT_TRUE(wait_for("host.ready"));
+    ASSERT_TRUE(start_host());
+    const std::string host_itself = "CR:pelvanor.exe:" + std::to_string(host->pid);
     auto runtime_probe = [&](const std::vector<std::string>& args) {
         return run_program(join(program_folder(), executable_name("runtime_probe")), args, env)
             .output;
@@ -122,8 +105,7 @@ TEST_F(IpcE2E, RegistrationsAndConnectionsThatBreakTheRules) {
     start("client.exe", {"line", "g.c", "1", "touch", path("c.ready"), "waitfile", path("end")});
     ASSERT_TRUE(wait_for("c.ready"));
     auto asked = Clock::now();
-    signal("go");
-    ASSERT_TRUE(wait_for("written")) << read_file(path("host.log"));
+    ASSERT_TRUE(host_writes());
     EXPECT_LT(seconds_since(asked), 5.0);
     EXPECT_EQ(line_counts_in(read_file(path("out"))), (Counts{{"g.c:1", 1}}));
     // Its event names would pass the file-name limit.

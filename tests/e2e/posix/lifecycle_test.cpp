@@ -33,8 +33,7 @@ TEST_F(Lifecycle, ClientsThatForkOrUnloadTheLibrary) {
     EXPECT_EQ(line_counts_in(read_file(exit_file)),
               (Counts{{"p.c:1", 1}, {"c.c:1", 1}, {"p.c:2", 1}}));
     remove_file(exit_file);
-    start_host();
-    ASSERT_TRUE(wait_for("host.ready"));
+    ASSERT_TRUE(start_host());
     run.insert(run.end(), {"touch", path("p.done"), "waitfile", path("end")});
     // LeakSanitizer (Clang 14) hangs in the exit of a child forked from a process with
     // other threads, before anything of the runtime's runs: no leak check there.
@@ -43,8 +42,7 @@ TEST_F(Lifecycle, ClientsThatForkOrUnloadTheLibrary) {
     start("client.exe", run);
     Child& unloading = start("unload_app", {MIRT_LIBRARY, "u.c", path("unloaded"), path("end")});
     ASSERT_TRUE(wait_for("p.done") && wait_for("unloaded"));
-    signal("go");
-    ASSERT_TRUE(wait_for("written", 30));
+    ASSERT_TRUE(host_writes(30));
     EXPECT_EQ(line_counts_in(read_file(path("out"))),
               (Counts{{"p.c:1", 1}, {"p.c:2", 1}, {"u.c:1", 1}}));
     EXPECT_EQ(line_counts_in(read_file(exit_file)), (Counts{{"c.c:1", 1}}));
@@ -67,16 +65,14 @@ TEST_F(Lifecycle, FullTemporaryFolder) {
     remove_file(error_log_path());
     std::string lines = "1";
     for (int i = 2; i <= 4000; ++i) lines += "," + std::to_string(i);
-    start_host();
-    ASSERT_TRUE(wait_for("host.ready"));
+    ASSERT_TRUE(start_host());
     start("client.exe", {"reg2", "big", lines, "touch", path("c.ready"), "waitfile", path("end")});
     ASSERT_TRUE(wait_for("c.ready"));
     struct statvfs space;
     ASSERT_EQ(statvfs(temp.c_str(), &space), 0);
     write_file(join(temp, "filler"), std::string(space.f_bavail * space.f_frsize - 16384, 'f'));
 
-    signal("go");
-    ASSERT_TRUE(wait_for("written", 30)) << read_file(path("host.log"));
+    ASSERT_TRUE(host_writes(30));
     for (const auto& [key, count] : line_counts_in(read_file(path("out"))))
         EXPECT_NE(key.rfind("big:", 0), 0u) << key;
     std::string log = read_file(error_log_path());

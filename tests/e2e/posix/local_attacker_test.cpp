@@ -95,16 +95,14 @@ TEST_F(LocalAttacker, PlantedLinksAndFifosAreRefused) {
 // another user plants in the shared folder, where they once were, holds
 // neither the client nor the host's gather.
 TEST_F(LocalAttacker, PlantedDataFileFifoHoldsNoGather) {
-    start_host();
-    ASSERT_TRUE(wait_for("host.ready"));
+    ASSERT_TRUE(start_host());
     Child& client = start(
         "client.exe", {"line", "client.c", "4", "touch", path("c.ready"), "waitfile", path("end")});
     ASSERT_TRUE(wait_for("c.ready"));
     std::string name = "mirt_client.exe_data_" + std::to_string(client.pid) + "_1_N";
     ASSERT_TRUE(as_attacker({"mkfifo", join(temp, name)}));
     EXPECT_FALSE(as_attacker({"mkfifo", join(data_file_folder(temp), name)}));
-    signal("go");
-    ASSERT_TRUE(wait_for("written", 20)) << read_file(path("host.log"));
+    ASSERT_TRUE(host_writes(20));
     EXPECT_EQ(line_counts_in(read_file(path("out")))["client.c:4"], 1);
     signal("end");
 }
