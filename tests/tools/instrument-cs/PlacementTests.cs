@@ -272,17 +272,9 @@ public class PlacementTests
     static IEnumerable<string> Warnings(IEnumerable<Diagnostic> diagnostics) =>
         diagnostics.Where(d => d.Severity == DiagnosticSeverity.Warning).Select(d => d.Id).Distinct();
 
-    static Dictionary<int, int> Expected(string source)
-    {
-        var expected = new Dictionary<int, int>();
-        string[] lines = source.Split('\n');
-        for (int n = 0; n < lines.Length; ++n)
-        {
-            Match m = Regex.Match(lines[n], @"//=(\d+)\s*$");
-            if (m.Success) expected[n + 1] = int.Parse(m.Groups[1].Value);
-        }
-        return expected;
-    }
+    static Dictionary<int, int> Expected(string source) =>
+        source.Split('\n').Select((text, n) => (Line: n + 1, Mark: Regex.Match(text, @"//=(\d+)\s*$")))
+            .Where(l => l.Mark.Success).ToDictionary(l => l.Line, l => int.Parse(l.Mark.Groups[1].Value));
 
     static CSharpCompilation Compile(params SyntaxTree[] trees) =>
         CSharpCompilation.Create("case" + Guid.NewGuid().ToString("N"), trees,
