@@ -15,6 +15,12 @@ import compare_lcov  # noqa: E402
 import gcov_to_lcov  # noqa: E402
 
 
+def write(folder, name, text):
+    with open(os.path.join(folder, name), "w") as f:
+        f.write(text)
+    return os.path.join(folder, name)
+
+
 def lcov(*records):
     """LCOV text: records are (test name, file, {line: count})."""
     return "".join("TN:%s\nSF:%s\n%send_of_record\n" % (test, path, "".join(
@@ -29,10 +35,7 @@ class CompareTest(unittest.TestCase):
                                  "    if (y > 100)\n        return 0;\n    return y;\n}\n")
 
     def write(self, name, text):
-        path = os.path.join(self.dir, name)
-        with open(path, "w") as f:
-            f.write(text)
-        return path
+        return write(self.dir, name, text)
 
     def compare(self, ref, mirt, *options):
         out = io.StringIO()
@@ -106,13 +109,10 @@ class CompareTest(unittest.TestCase):
 class GcovToLcovTest(unittest.TestCase):
     def test_counts_match_gcovs_own_listing(self):
         with tempfile.TemporaryDirectory() as d:
-            with open(os.path.join(d, "part.c"), "w") as f:
-                f.write("static int part(int x)\n{\n    return x - 1;\n}\n")
-            with open(os.path.join(d, "t.c"), "w") as f:
-                f.write("#include \"part.c\"\nint main(int argc, char** argv) {\n    int s = 0;\n"
-                        "    for (int i = 0; i < 5; i++)\n        s += i;\n    if (argc > 3)\n"
-                        "        return part(1); /* LCOV_EXCL_LINE */\n"
-                        "    return s == 10 ? 0 : 2;\n}\n")
+            write(d, "part.c", "static int part(int x)\n{\n    return x - 1;\n}\n")
+            write(d, "t.c", "#include \"part.c\"\nint main(int argc, char** argv) {\n    int s = 0;\n"
+                  "    for (int i = 0; i < 5; i++)\n        s += i;\n    if (argc > 3)\n"
+                  "        return part(1); /* LCOV_EXCL_LINE */\n    return s == 10 ? 0 : 2;\n}\n")
             os.mkdir(os.path.join(d, "obj"))
             subprocess.run(["gcc", "--coverage", "-c", "t.c", "-o", "obj/t.o"], cwd=d, check=True)
             subprocess.run(["gcc", "--coverage", "obj/t.o", "-o", "t"], cwd=d, check=True)
@@ -140,10 +140,9 @@ class GcovToLcovTest(unittest.TestCase):
         # The return runs s's destructor (on the closing brace's line) between its
         # two blocks: gcov's line count is twice the calls, its blocks' once.
         with tempfile.TemporaryDirectory() as d:
-            with open(os.path.join(d, "t.cc"), "w") as f:
-                f.write("#include <string>\nstatic std::string named(int n) {\n    std::string s(n, 0x78);\n"
-                        "    return std::string(s);\n}\nint main(int argc, char**) {\n"
-                        "    for (int i = 0; i < 3; i++)\n        named(argc + i);\n}\n")
+            write(d, "t.cc", "#include <string>\nstatic std::string named(int n) {\n    std::string s(n, 0x78);\n"
+                  "    return std::string(s);\n}\nint main(int argc, char**) {\n"
+                  "    for (int i = 0; i < 3; i++)\n        named(argc + i);\n}\n")
             subprocess.run(["g++", "--coverage", "t.cc", "-o", "t"], cwd=d, check=True)
             subprocess.run([os.path.join(d, "t")], cwd=d, check=True)
             info, runs = os.path.join(d, "t.info"), os.path.join(d, "runs.info")
