@@ -294,23 +294,21 @@ TEST_F(OutputTest, SectionsInTheirOrderAndEveryFailingLineReportedWithItsSourceL
     }
 }
 
+// Without a trace a write leaves the index open; with one it flushes and
+// closes both, and later records and new points go on in the same files.
 TEST_F(OutputTest, WriteFlushesAndClosesTraceAndIndexWhichThenReopen) {
-    { mirt_obj scope("t/scope.cpp", 1); }
-    write();
-    EXPECT_EQ(trace_handle, 0);  // closed and marked so
-    EXPECT_EQ(index_stream, nullptr);
-    EXPECT_EQ(read_file(trace_path), std::string("\x01\0\0\xFF\xFF\xFF", 6));
-    // Later records and new points go on in the same files.
-    { mirt_obj scope("t/other.cpp", 2); }
-    write();
-    EXPECT_EQ(read_file(trace_path), std::string("\x01\0\0\xFF\xFF\xFF\x02\0\0\xFE\xFF\xFF", 12));
-    EXPECT_EQ(index_lines(), (std::vector<std::string>{"t/scope.cpp,1", "t/other.cpp,2"}));
-}
-
-TEST_F(OutputTest, WithoutATraceTheIndexStaysOpen) {
     ASSERT_NE((load_index_file(index_mode_numbering), index_stream), nullptr);
     mirt_fn("k.cpp", 1);
     write();
     EXPECT_NE(index_stream, nullptr);
     EXPECT_FALSE(trace_created);
+    { mirt_obj scope("t/scope.cpp", 1); }
+    write();
+    EXPECT_EQ(trace_handle, 0);  // closed and marked so
+    EXPECT_EQ(index_stream, nullptr);
+    EXPECT_EQ(read_file(trace_path), std::string("\x01\0\0\xFF\xFF\xFF", 6));
+    { mirt_obj scope("t/other.cpp", 2); }
+    write();
+    EXPECT_EQ(read_file(trace_path), std::string("\x01\0\0\xFF\xFF\xFF\x02\0\0\xFE\xFF\xFF", 12));
+    EXPECT_EQ(index_lines(), (std::vector<std::string>{"t/scope.cpp,1", "t/other.cpp,2"}));
 }
