@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "tests/e2e/collection_fixture.h"
+#include "tests/support/contains.h"
 #include "ipc/data_file.h"
 #include "core/process_state.h"
 #include "core/source_lines.h"
@@ -55,9 +56,8 @@ std::string bytes(T value) {
 // holds the program, and the refusal is reported.
 TEST_F(LocalAttacker, PlantedLinksAndFifosAreRefused) {
     const struct {
-        std::string at;  // a fixed file, trace.out where the program runs, or the private folder
-        const char*
-            kind;  // "link" (to a root-only file, or to a file yet to be made), "fifo" or "dir"
+        std::string at;    // a fixed file, trace.out where the program runs, or the private folder
+        std::string kind;  // "link" (to a root-only file or one yet to be made), "fifo" or "dir"
         std::vector<std::string> args;
     } plants[] = {
         {exit_output_path(), "link", {"line", "a.c", "1"}},
@@ -69,12 +69,11 @@ TEST_F(LocalAttacker, PlantedLinksAndFifosAreRefused) {
         {data_file_folder(temp), "dir", {"line", "a.c", "1"}},  // collection off, and said so
     };
     for (const auto& plant : plants) {
-        std::string kind = plant.kind;
-        SCOPED_TRACE(plant.at + " " + kind);
+        SCOPED_TRACE(plant.at + " " + plant.kind);
         std::string target = plant.at == index_file_path() ? path("made") : path("secret");
-        ASSERT_TRUE(kind == "fifo"  ? as_attacker({"mkfifo", plant.at})
-                    : kind == "dir" ? as_attacker({"mkdir", plant.at})
-                                    : as_attacker({"ln", "-s", target, plant.at}));
+        ASSERT_TRUE(plant.kind == "fifo"  ? as_attacker({"mkfifo", plant.at})
+                    : plant.kind == "dir" ? as_attacker({"mkdir", plant.at})
+                                          : as_attacker({"ln", "-s", target, plant.at}));
         std::vector<std::string> args = {"10", path("client.exe")};
         args.insert(args.end(), plant.args.begin(), plant.args.end());
         RunResult r = run_program("/usr/bin/timeout", args, env, temp);
@@ -83,8 +82,7 @@ TEST_F(LocalAttacker, PlantedLinksAndFifosAreRefused) {
         EXPECT_FALSE(file_exists(path("made")));
         bool log = plant.at == error_log_path(), trace = plant.at == join(temp, "trace.out");
         std::string reports = r.output + (log ? "" : read_file(error_log_path()));
-        EXPECT_NE(reports.find("refused " + (trace ? "trace.out" : plant.at)), std::string::npos)
-            << reports;
+        EXPECT_TRUE(contains(reports, "refused " + (trace ? "trace.out" : plant.at)));
         remove_fixed_files();
         remove_file(join(temp, "trace.out"));
         remove_tree(data_file_folder(temp));
