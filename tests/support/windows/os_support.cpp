@@ -1,9 +1,7 @@
 // os_support.cpp (Windows): child processes, program paths, the computer's name, the
 // environment and the message loop, for the tests. This file holds only Windows code.
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <map>
 
 #include "tests/support/test_support.h"
 #include "platform/windows/windows_api.h"
@@ -35,27 +33,6 @@ std::string quote(const std::string& arg) {
     return quoted.append(backslashes * 2, '\\') + "\"";
 }
 
-// The current environment with the changes applied, as a block for CreateProcessA.
-std::string environment_block(const std::vector<EnvChange>& changes) {
-    std::map<std::string, std::string, bool (*)(const std::string&, const std::string&)> vars(
-        [](const std::string& a, const std::string& b) {
-            return _stricmp(a.c_str(), b.c_str()) < 0;
-        });
-    char* block = GetEnvironmentStringsA();
-    for (char* p = block; *p != '\0'; p += strlen(p) + 1) {
-        if (char* eq = strchr(p + 1, '='))
-            vars[std::string(p, static_cast<size_t>(eq - p))] = eq + 1;
-    }
-    FreeEnvironmentStringsA(block);
-    for (const auto& [name, value] : changes) {
-        if (value) vars[name] = *value;
-        else vars.erase(name);
-    }
-    std::string result;
-    for (const auto& v : vars) result += v.first + "=" + v.second + '\0';
-    return result + '\0';
-}
-
 // Starts the program with its standard output and error on `output` (an
 // inheritable handle) and returns its process handle, or nullptr. Under
 // Wine, starting many processes at once now and then fails for a moment
@@ -70,20 +47,31 @@ HANDLE create_child(const std::string& path, const std::vector<std::string>& arg
     startup.hStdOutput = startup.hStdError = output;
     std::string command = quote(path);
     for (const auto& a : args) command += " " + quote(a);
-    std::string environment = environment_block(env);
-    for (int attempt = 0; attempt < 20; ++attempt) {
+    // The child inherits this process's environment, changed for its start.
+    std::vector<EnvChange> before;
+    for (const auto& [name, value] : env) {
+        const char* was = getenv(name.c_str());
+        before.push_back({name, was != nullptr ? std::optional<std::string>(was) : std::nullopt});
+        set_environment(name, value);
+    }
+    HANDLE child = nullptr;
+    for (int attempt = 0; attempt < 20 && child == nullptr; ++attempt) {
         std::string line = command;
         PROCESS_INFORMATION process{};
-        if (CreateProcessA(path.c_str(), line.data(), nullptr, nullptr, TRUE, 0, environment.data(),
+        if (CreateProcessA(path.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr,
                            working_folder.empty() ? nullptr : working_folder.c_str(), &startup,
                            &process)) {
             CloseHandle(process.hThread);
-            return process.hProcess;
+            child = process.hProcess;
+        } else if (GetLastError() != ERROR_INTERNAL_ERROR) {
+            break;  // a missing program stays missing
+        } else {
+            Sleep(100);
         }
-        if (GetLastError() != ERROR_INTERNAL_ERROR) break;  // a missing program stays missing
-        Sleep(100);
     }
-    return nullptr;
+    for (auto undo = before.rbegin(); undo != before.rend(); ++undo)
+        set_environment(undo->first, undo->second);
+    return child;
 }
 
 int reap(HANDLE process) {
