@@ -6,7 +6,7 @@
 #define SQUARE(x) ((x) * (x))
 #define SKIP_SPACES(s) while (*(s) == ' ') { (s)++; }
 #define BUMP(n) (n)++;
-#define ADD_CASE(v, n) case v: s += n; break;
+#define ADD_CASE(v, n) case v: total += n; break;
 
 struct item { const char* name; int weight; };
 
@@ -22,7 +22,7 @@ static int table(int n) {  //+
     for (i = 0; i < n; i++) grid[i] = SQUARE(i);  //+
     for (i = 0; i < n; i++) {  //+
         switch (grid[i] % 3) {  //+
-        ADD_CASE(0, 1)  //+ a case that a macro's use writes, statements and all
+        case 0: s += 1; break;  //+
         case 1: s += 2;  //+
             /* fall through */
         default: s += 3;  //+
@@ -80,6 +80,10 @@ int main(void) {  //+
     total += tries() + rounds("abac");  //+
     if (total > 0)  //+
         BUMP(total);  //+ the macro's text ends the statement with its own ';'
+    switch (total % 2) {  //+
+    ADD_CASE(0, 1)  //+ a case that a macro's use writes, statements and all
+    default: break;  //+
+    }
     printf("%s %d\n",  //+
            items[1].name,  //+ the element is reached there
            total);
