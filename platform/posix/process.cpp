@@ -52,10 +52,7 @@ size_t module_base_name(char* buffer, size_t size) {
             state.store(2, std::memory_order_release);
         }
     }
-    size_t length = bounded_length(source, size - 1);
-    memcpy(buffer, source, length);
-    buffer[length] = '\0';
-    return length;
+    return copy_bounded(buffer, source, size - 1);
 }
 
 uint32_t current_process_id() { return static_cast<uint32_t>(getpid()); }

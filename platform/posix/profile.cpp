@@ -6,6 +6,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -143,10 +144,7 @@ bool computer_name(char* buffer, size_t size) {
         buffer[0] = '\0';
         return false;
     }
-    size_t length = bounded_length(name, sizeof name - 1);
-    if (length > size - 1) length = size - 1;
-    memcpy(buffer, name, length);
-    buffer[length] = '\0';
+    copy_bounded(buffer, name, std::min(sizeof name - 1, size - 1));
     return true;
 }
 

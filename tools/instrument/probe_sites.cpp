@@ -797,8 +797,7 @@ private:
     // call that is a call itself ("out << f(x) << \"a\"" where f(x) makes
     // an object, "a() + b()", "out.get()->put(c)").
     bool located_code(const Expr* e, int line) const {
-        std::optional<unsigned> at = begin_offset(e->getBeginLoc());
-        if (!at || line_at(*at) != line) return false;
+        if (!starts_on(e, line)) return false;
         const Expr* bare = e->IgnoreImplicit();
         auto* op = dyn_cast<CXXOperatorCallExpr>(bare);
         if (op && placed_at_end(op)) return located_code(op->getArg(0), line) || located_code(op->getArg(1), line);
@@ -2128,7 +2127,7 @@ private:
         // A defaulted or deleted function has no body written anywhere
         // (the parser makes an empty one for a defaulted function in use).
         if (fd->isExplicitlyDefaulted() && emitted_here(fd)) defaulted_in_macro_site(fd, function_name(fd, 0));
-        defaulted_out_of_line_site(fd);
+        defaulted_body_site(fd);
         if (fd->isConsteval() || fd->hasAttr<NakedAttr>() || fd->isDefaulted() || fd->isDeleted()) return;
         if (!emitted_here(fd)) return;
         bool constexpr_function = fd->isConstexpr();
@@ -2415,7 +2414,7 @@ private:
     // being virtual it is not trivial already, and a destructor plays no part
     // in how an object is made (a constructor defaulted there stays: with a
     // body of its own, T() would no longer zero the members).
-    void defaulted_out_of_line_site(const FunctionDecl* fd) {
+    void defaulted_body_site(const FunctionDecl* fd) {
         auto* method = dyn_cast<CXXMethodDecl>(fd);
         bool virtual_destructor = isa<CXXDestructorDecl>(fd) && method->isVirtual();
         if (!fd->isExplicitlyDefaulted() || !(fd->isOutOfLine() || virtual_destructor) || !emitted_here(fd)) return;
@@ -2556,7 +2555,7 @@ private:
                 kind == TSK_ExplicitInstantiationDefinition)
                 return;
             if (fd->doesThisDeclarationHaveABody()) walk_function(fd, fd->getBody(), fd->getLocation());
-            else defaulted_out_of_line_site(fd);
+            else defaulted_body_site(fd);
         } else if (auto* field = dyn_cast<FieldDecl>(d)) {
             walk_expr(field->getInClassInitializer());
         } else if (auto* v = dyn_cast<VarDecl>(d)) {
