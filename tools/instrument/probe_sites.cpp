@@ -246,6 +246,50 @@ private:
         sites_.push_back(std::move(site));
         if (counting_lines() && s->getBeginLoc().isMacroID()) statement_end_alias(s, *begin, line);
         if (auto* r = dyn_cast<ReturnStmt>(s)) return_end_alias(r, *begin, line);
+        placed_value_aliases(s, *begin, line);
+    }
+
+    // gcc places the code inside a statement's value where that code
+    // stands, and gcov counts those lines with the statement: "x = p->a\n
+    // + q->b;" loads q->b on the second line, "p->n\n    += 1;" stores on
+    // it. The outermost operation of a value stored runs with the store,
+    // wherever it is written (not so a returned value's, nor a compound
+    // assignment's operand). For a number or a pointer without calls
+    // (assigned, initialised or returned), those lines count what the
+    // statement's line counts.
+    void placed_value_aliases(const Stmt* s, unsigned anchor, int line) {
+        const Expr* value = nullptr;
+        std::map<int, unsigned> places;
+        if (auto* ds = dyn_cast<DeclStmt>(s)) {
+            auto* v = ds->isSingleDecl() ? dyn_cast<VarDecl>(ds->getSingleDecl()) : nullptr;
+            if (v && v->hasLocalStorage() && v->getInitStyle() == VarDecl::CInit && v->getType()->isScalarType())
+                value = v->getInit();
+            if (value) placed_code(value, true, places);
+            // The store stands where the initialiser starts.
+            const Expr* bare = value ? value->IgnoreParenImpCasts() : nullptr;
+            auto* logical = dyn_cast_or_null<BinaryOperator>(bare);
+            if (bare && !isa<ConditionalOperator>(bare) && !(logical && logical->isLogicalOp()))
+                if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(value->getBeginLoc())))
+                    places.emplace(line_at(*at), *at);
+        } else if (auto* r = dyn_cast<ReturnStmt>(s)) {
+            value = r->getRetValue();
+            if (value) placed_code(value, false, places);
+        } else if (auto* b = dyn_cast<BinaryOperator>(s); b && b->isAssignmentOp()) {
+            value = b;
+            placed_code(b->getLHS(), !b->isCompoundAssignmentOp(), places);
+            placed_code(b->getRHS(), !b->isCompoundAssignmentOp(), places);
+            if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(b->getOperatorLoc())))
+                places.emplace(line_at(*at), *at);
+        }
+        if (!value || value->isTypeDependent() || value->isValueDependent() || !value->getType()->isScalarType() ||
+            calls_something(value))
+            return;
+        for (auto [at_line, offset] : places) {
+            if (at_line == line) continue;
+            Site alias = new_site(at_line, offset);
+            alias.same_as = anchor;
+            sites_.push_back(std::move(alias));
+        }
     }
 
     // "return f(a,\n    b);": g++ places the return itself (the value's
@@ -579,7 +623,16 @@ private:
                 return {};
             }
             if (later) at = code_start(later);
-            if (!later && in_template_) at = first_continued_operator(e);
+            // "p->n\n    = 0;": the store stands where the "=" does; the
+            // first line has code only where the place stored to is worked
+            // out (placed_value_aliases).
+            if (auto* b = dyn_cast<BinaryOperator>(e);
+                !later && b && b->getOpcode() == BO_Assign && b->getType()->isScalarType() && !calls_something(b)) {
+                std::map<int, unsigned> places;
+                placed_code(b->getLHS(), true, places);
+                if (!places.count(first)) at = main_offset(sm_.getExpansionLoc(b->getOperatorLoc()));
+            }
+            if (!later && !at && in_template_) at = first_continued_operator(e);
             // "out << \"a\"\n    << x;" with operators that are not members:
             // the statement runs on its last line, unless its first line
             // has code of its own.
@@ -1592,8 +1645,8 @@ private:
     // An argument on a later line than its call counts there where gcc gives
     // it code of its own: not a call, which is placed with its call, but a
     // call inside a cast ("f(a,\n    static_cast<long>(g()))", placed at
-    // g), an object made, an element or a conversion (placed_argument) or
-    // any other code.
+    // g), an object made, a number's or a pointer's code where gcc keeps its
+    // place (placed_code_line) or any other code.
     void argument_site(const Expr* arg, int from) {
         if (call_without_line(arg) && !placed_call_object(arg)) return;
         if (auto* inner = dyn_cast<CallExpr>(arg->IgnoreParenCasts()); inner && inner != arg->IgnoreParens() &&
@@ -1601,29 +1654,13 @@ private:
             operand_site(inner, from);
             return;
         }
-        if (own_line_code(arg) || makes_object(arg) || placed_argument(arg)) operand_site(arg, from);
-    }
-
-    // Whether gcc gives an argument code of its own where it stands: it
-    // keeps the place of an element's address ("a[i]", "&a[i]"), of some
-    // calls' objects (placed_call_object) and of a
-    // conversion to a wider integer of anything but a name or a constant
-    // ("o.v", "*p", "i + 1" passed as a long); the rest of an argument's
-    // code (a member's load, arithmetic of the same type) it places with
-    // the call.
-    static bool placed_argument(const Expr* e) {
-        if (auto* cast = dyn_cast<ImplicitCastExpr>(e->IgnoreParens()); cast && cast->getCastKind() == CK_IntegralCast) {
-            const Expr* from = cast->getSubExpr()->IgnoreParenImpCasts();
-            QualType wide = cast->getType(), narrow = cast->getSubExpr()->getType();
-            bool widens = wide->isIntegerType() && narrow->isIntegerType() && !wide->isDependentType() &&
-                          !narrow->isDependentType() && !wide->isBooleanType();
-            if (auto* u = dyn_cast<UnaryOperator>(from); u && u->getOpcode() == UO_LNot) widens = false;
-            if (auto* b = dyn_cast<BinaryOperator>(from); b && (b->isComparisonOp() || b->isLogicalOp())) widens = false;
-            if (widens && !isa<DeclRefExpr>(from) && !isa<IntegerLiteral>(from) && !isa<CharacterLiteral>(from) &&
-                !isa<ExplicitCastExpr>(from))
-                return true;
+        if (!calls_something(arg) && !arg->isTypeDependent() && !arg->isValueDependent() &&
+            arg->getType()->isScalarType()) {
+            if (std::optional<int> line = placed_code_line(arg)) operand_site(arg, from, false, *line);
+            return;
         }
-        return has_subscript(e) || placed_call_object(e);
+        if (own_line_code(arg) || makes_object(arg) || placed_call_object(arg) || has_subscript(arg))
+            operand_site(arg, from);
     }
     static bool has_subscript(const Stmt* e) {
         if (!e || isa<LambdaExpr>(e) || isa<CallExpr>(e) || isa<UnaryExprOrTypeTraitExpr>(e)) return false;
@@ -1631,6 +1668,176 @@ private:
         for (const Stmt* child : e->children())
             if (has_subscript(child)) return true;
         return false;
+    }
+
+    // Where gcc gives a number or a pointer passed as an argument code of its
+    // own, the first such line. gcc places the argument's outermost operation
+    // with its call, but every operation inside it keeps its own place:
+    // "p->a - 1" loads p->a where it stands, as "p->a" passed as a long does
+    // (the widening is then the outermost operation), while "p->a", "v + 1"
+    // and "v = 3" alone run with the call. A variable's load and a conversion
+    // that the compiler adds have no place of their own (they run with what
+    // uses them); a conversion of a test's truth is folded into the test; a
+    // member of an element or of a variable ("a[1].b", "s.b") is one access;
+    // a pointer's subscript adds to the pointer where it stands; && and ||
+    // jump where they stand. In C, an argument narrower than an int is
+    // widened once more for the call, so nothing of it is outermost, and a
+    // ?: with constant arms is folded into its test.
+    std::optional<int> placed_code_line(const Expr* arg) const {
+        QualType type = arg->getType();
+        bool widened = !lo_.CPlusPlus && type->isIntegerType() &&
+                       ctx_.getTypeSize(type) < ctx_.getTypeSize(ctx_.IntTy);
+        std::map<int, unsigned> places;
+        placed_code(arg, !widened, places);
+        return places.empty() ? std::nullopt : std::optional<int>(places.begin()->first);
+    }
+    // The lines where gcc places code of e that runs whenever e does (not
+    // the right operand of && or ||, nor an arm of ?:); outermost: e's own
+    // operation is placed elsewhere (with a call, or with a store).
+    void placed_code(const Expr* e, bool outermost, std::map<int, unsigned>& lines) const {
+        e = e->IgnoreParens();
+        if (constant_value(e) || isa<DeclRefExpr>(e) || invariant_address(e)) return;
+        auto here = [&](SourceLocation loc) {
+            if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(loc))) lines.emplace(line_at(*at), *at);
+        };
+        if (auto* cast = dyn_cast<ImplicitCastExpr>(e)) {
+            const Expr* from = cast->getSubExpr();
+            switch (cast->getCastKind()) {
+            case CK_NoOp:
+                // Adding const to what a pointer points to is a conversion.
+                if (e->getType()->isPointerType() && !ctx_.hasSameType(e->getType(), from->getType())) break;
+                return placed_code(from, outermost, lines);
+            case CK_LValueToRValue:
+            case CK_ArrayToPointerDecay:
+            case CK_FunctionToPointerDecay:
+                return placed_code(from, outermost, lines);
+            default:
+                break;
+            }
+            const Expr* bare = from->IgnoreParenImpCasts();
+            auto* test = dyn_cast<BinaryOperator>(bare);
+            auto* negation = dyn_cast<UnaryOperator>(bare);
+            if ((test && (test->isComparisonOp() || test->isLogicalOp())) ||
+                (negation && negation->getOpcode() == UO_LNot))
+                return placed_code(from, outermost, lines);
+            // A conversion of a choice between constants converts each.
+            if (auto* choice = dyn_cast<ConditionalOperator>(from->IgnoreParens()); choice && constant_arms(choice))
+                return placed_code(from, outermost, lines);
+            // "(const void *)((char *)p + 4)" is folded into "(const void *)p
+            // + 4" (for C++, only with a constant added).
+            if (auto* sum = dyn_cast<BinaryOperator>(from->IgnoreParens());
+                sum && sum->isAdditiveOp() && e->getType()->isPointerType() && sum->getType()->isPointerType() &&
+                (!lo_.CPlusPlus || constant_value(sum->getRHS()))) {
+                const Expr* base = sum->getLHS()->IgnoreParens();
+                for (auto* more = dyn_cast<BinaryOperator>(base); more && more->isAdditiveOp() &&
+                                                                  constant_value(more->getRHS());
+                     more = dyn_cast<BinaryOperator>(base))
+                    base = more->getLHS()->IgnoreParens();
+                if (auto* inner = dyn_cast<CastExpr>(base);
+                    inner && inner->getSubExpr()->getType()->isPointerType() &&
+                    !ctx_.hasSameType(inner->getType(), inner->getSubExpr()->getType()))
+                    return placed_code(from, outermost, lines);
+            }
+            return placed_code(from, false, lines);
+        }
+        // A pointer's conversion to another pointer is folded into the
+        // conversion around it.
+        if (auto* cast = dyn_cast<ExplicitCastExpr>(e);
+            cast && !outermost && e->getType()->isPointerType() && cast->getSubExpr()->getType()->isPointerType())
+            return placed_code(cast->getSubExpr(), false, lines);
+        if (auto* address = dyn_cast<UnaryOperator>(e); address && address->getOpcode() == UO_AddrOf) {
+            if (!outermost && runtime_address(address->getSubExpr())) here(e->getBeginLoc());
+            return placed_code(address->getSubExpr(), true, lines);
+        }
+        if (auto* b = dyn_cast<BinaryOperator>(e)) {
+            // C joins tests of local variables alone with no jump.
+            bool jumps = b->isLogicalOp() &&
+                         (lo_.CPlusPlus || !register_test(b->getLHS()) || !register_test(b->getRHS()));
+            if (!outermost || jumps) here(b->getOperatorLoc());
+            if (b->isLogicalOp()) return placed_test(b->getLHS(), lines);
+            // "v + 1 + 2" is folded into "v + 3".
+            auto* inner = dyn_cast<BinaryOperator>(b->getLHS()->IgnoreParens());
+            if (b->isAdditiveOp() && constant_value(b->getRHS()) && inner && inner->isAdditiveOp() &&
+                constant_value(inner->getRHS()))
+                return placed_code(inner, outermost, lines);
+            placed_code(b->getLHS(), false, lines);
+            if (!b->isLogicalOp()) placed_code(b->getRHS(), false, lines);
+            return;
+        }
+        if (isa<CallExpr>(e)) {
+            if (!outermost) here(e->getBeginLoc());
+            return;
+        }
+        if (auto* c = dyn_cast<ConditionalOperator>(e)) {
+            // An outermost choice tests where its call or store is; a test's
+            // operands keep their places, as does a value tested.
+            if (!outermost) here(c->getQuestionLoc());
+            return placed_test(c->getCond(), lines);
+        }
+        if (!outermost && (isa<UnaryOperator>(e) || isa<MemberExpr>(e) || isa<ArraySubscriptExpr>(e) ||
+                           isa<ExplicitCastExpr>(e)))
+            here(e->getBeginLoc());
+        if (auto* u = dyn_cast<UnaryOperator>(e)) return placed_code(u->getSubExpr(), false, lines);
+        if (auto* cast = dyn_cast<ExplicitCastExpr>(e)) return placed_code(cast->getSubExpr(), false, lines);
+        if (auto* member = dyn_cast<MemberExpr>(e)) {
+            // C reads a pointer that a global variable holds where "->"
+            // follows it.
+            if (auto* ref = dyn_cast<DeclRefExpr>(member->getBase()->IgnoreParenImpCasts());
+                ref && member->isArrow() && !lo_.CPlusPlus)
+                if (auto* var = dyn_cast<VarDecl>(ref->getDecl()); var && !var->hasLocalStorage())
+                    here(e->getBeginLoc());
+            return placed_code(member->getBase(), outermost && !member->isArrow(), lines);
+        }
+        if (auto* element = dyn_cast<ArraySubscriptExpr>(e)) {
+            auto* decay = dyn_cast<ImplicitCastExpr>(element->getBase()->IgnoreParens());
+            if (!decay || decay->getCastKind() != CK_ArrayToPointerDecay) {
+                // "p[0]" is "*p"; "p[i]" adds to p where it stands.
+                llvm::Optional<llvm::APSInt> index = element->getIdx()->getIntegerConstantExpr(ctx_);
+                if (!index || *index != 0) here(e->getBeginLoc());
+                placed_code(element->getBase(), false, lines);
+            } else {
+                placed_code(decay->getSubExpr(), outermost, lines);
+            }
+            return placed_code(element->getIdx(), false, lines);
+        }
+    }
+    // A test's operands keep their places; the test itself is made where
+    // the jump is, and so is a value tested.
+    void placed_test(const Expr* test, std::map<int, unsigned>& lines) const {
+        const Expr* bare = test->IgnoreParenImpCasts();
+        auto* compare = dyn_cast<BinaryOperator>(bare);
+        auto* negation = dyn_cast<UnaryOperator>(bare);
+        bool tests = (compare && (compare->isComparisonOp() || compare->isLogicalOp())) ||
+                     (negation && negation->getOpcode() == UO_LNot);
+        placed_code(test, tests, lines);
+    }
+    // Whether e is an address known before the program runs ("&local",
+    // "(char *)&x + 4"), which gcc computes nowhere.
+    bool invariant_address(const Expr* e) const {
+        e = e->IgnoreParens();
+        if (!e->getType()->isPointerType()) return false;
+        if (auto* cast = dyn_cast<CastExpr>(e)) {
+            if (cast->getCastKind() == CK_ArrayToPointerDecay) return !runtime_address(cast->getSubExpr());
+            return cast->getSubExpr()->getType()->isPointerType() && invariant_address(cast->getSubExpr());
+        }
+        if (auto* address = dyn_cast<UnaryOperator>(e); address && address->getOpcode() == UO_AddrOf)
+            return !runtime_address(address->getSubExpr());
+        if (auto* b = dyn_cast<BinaryOperator>(e); b && b->isAdditiveOp())
+            return (invariant_address(b->getLHS()) && constant_value(b->getRHS())) ||
+                   (invariant_address(b->getRHS()) && constant_value(b->getLHS()));
+        return false;
+    }
+    // Whether the address of an lvalue is worked out as the program runs
+    // (through a pointer, or at an index that is not constant).
+    bool runtime_address(const Expr* e) const {
+        e = e->IgnoreParens();
+        if (auto* member = dyn_cast<MemberExpr>(e)) return member->isArrow() || runtime_address(member->getBase());
+        if (auto* element = dyn_cast<ArraySubscriptExpr>(e)) {
+            auto* decay = dyn_cast<ImplicitCastExpr>(element->getBase()->IgnoreParens());
+            if (!decay || decay->getCastKind() != CK_ArrayToPointerDecay) return true;
+            return !constant_value(element->getIdx()) || runtime_address(decay->getSubExpr());
+        }
+        return !isa<DeclRefExpr>(e) && !isa<StringLiteral>(e) && !isa<CompoundLiteralExpr>(e);
     }
 
     // A member call whose object gcc works out where the object is written:

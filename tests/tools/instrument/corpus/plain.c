@@ -13,7 +13,17 @@ struct item { const char* name; int weight; };
 static int by_weight(const void* pa, const void* pb) {  //+
     const struct item* a = pa;  //+
     const struct item* b = pb;  //+
-    return a->weight - b->weight;  //+
+    struct item copy;
+    copy.weight  // the place stored to needs no code
+        = 0;  //+ the store stands at the "="
+    copy.weight  //+ read where it stands
+        += a->weight;  //+
+    int spread = copy.weight  //+
+                 - b->weight;  //+ the load inside keeps its place
+    int twice = spread  //+
+                * 2;  // one operation on registers, made with the store
+    return a->weight  //+
+           - b->weight + twice - 2 * spread;  //+
 }
 
 static int table(int n) {  //+
@@ -85,7 +95,7 @@ int main(void) {  //+
     default: break;  //+
     }
     printf("%s %d\n",  //+
-           items[1].name,  //+ the element is reached there
-           total);
+           items[1].name,  // one access, made with the call
+           total - first.weight);  //+ the load inside the subtraction keeps its place
     return 0;  //+
 }
