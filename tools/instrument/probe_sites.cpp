@@ -268,7 +268,8 @@ private:
             // The store stands where the initialiser starts.
             const Expr* bare = value ? value->IgnoreParenImpCasts() : nullptr;
             auto* logical = dyn_cast_or_null<BinaryOperator>(bare);
-            if (bare && !isa<ConditionalOperator>(bare) && !(logical && logical->isLogicalOp()))
+            if (bare && !isa<ConditionalOperator>(bare) && !(logical && logical->isLogicalOp()) &&
+                !isa<DeclRefExpr>(bare) && !constant_value(value))
                 if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(value->getBeginLoc())))
                     places.emplace(line_at(*at), *at);
         } else if (auto* r = dyn_cast<ReturnStmt>(s)) {
@@ -277,7 +278,8 @@ private:
         } else if (auto* b = dyn_cast<BinaryOperator>(s); b && b->isAssignmentOp()) {
             value = b;
             placed_code(b->getLHS(), !b->isCompoundAssignmentOp(), places);
-            placed_code(b->getRHS(), !b->isCompoundAssignmentOp(), places);
+            bool adds = b->getOpcode() == BO_AddAssign || b->getOpcode() == BO_SubAssign;
+            placed_code(b->getRHS(), !b->isCompoundAssignmentOp() || (adds && adds_constant(b->getRHS())), places);
             if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(b->getOperatorLoc())))
                 places.emplace(line_at(*at), *at);
         }
@@ -1753,15 +1755,15 @@ private:
             // C joins tests of local variables alone with no jump.
             bool jumps = b->isLogicalOp() &&
                          (lo_.CPlusPlus || !register_test(b->getLHS()) || !register_test(b->getRHS()));
+            // "v + 1 + 2" is folded into "v + 3", "x + (v - 1)" into "(x + v)
+            // - 1": an addition of a constant within another is none of its own.
+            auto* inner = dyn_cast<BinaryOperator>(b->getLHS()->IgnoreParens());
+            if (b->isAdditiveOp() && constant_value(b->getRHS()) && inner && adds_constant(inner))
+                return placed_code(inner, outermost, lines);
             if (!outermost || jumps) here(b->getOperatorLoc());
             if (b->isLogicalOp()) return placed_test(b->getLHS(), lines);
-            // "v + 1 + 2" is folded into "v + 3".
-            auto* inner = dyn_cast<BinaryOperator>(b->getLHS()->IgnoreParens());
-            if (b->isAdditiveOp() && constant_value(b->getRHS()) && inner && inner->isAdditiveOp() &&
-                constant_value(inner->getRHS()))
-                return placed_code(inner, outermost, lines);
-            placed_code(b->getLHS(), false, lines);
-            if (!b->isLogicalOp()) placed_code(b->getRHS(), false, lines);
+            for (const Expr* operand : {b->getLHS(), b->getRHS()})
+                placed_code(operand, b->isAdditiveOp() && adds_constant(operand), lines);
             return;
         }
         if (isa<CallExpr>(e)) {
@@ -1800,6 +1802,10 @@ private:
             }
             return placed_code(element->getIdx(), false, lines);
         }
+    }
+    bool adds_constant(const Expr* e) const {
+        auto* b = dyn_cast<BinaryOperator>(e->IgnoreParens());
+        return b && b->isAdditiveOp() && constant_value(b->getRHS());
     }
     // A test's operands keep their places; the test itself is made where
     // the jump is, and so is a value tested.
