@@ -10,7 +10,8 @@ folder the compile commands ran in; default: the current folder). Records of
 one file in several test sections (mirt64 writes one per process) are added up.
 Lines whose source text is only a closing brace ("}", "};", "})", ...) are
 left aside: gcov counts some of them (a function's end, destructors at the end
-of a scope) and mirt64 places no probe there. Files that only one of the two
+of a scope) and mirt64 places no probe there; so are lines holding only a
+macro's name in capitals ("END_TEST", a framework's "}") that mirt64 does not list. Files that only one of the two
 knows are listed apart and take no part in the figures:
 
   executable   lines both list / lines either lists
@@ -173,6 +174,16 @@ CLOSING_BRACE = re.compile(r"^\s*\}[\s;,)\]}]*(//.*|/\*.*\*/\s*)?$")
 
 def is_closing_brace(text):
     return bool(CLOSING_BRACE.match(text))
+
+
+# A line holding only a macro's name, as a test framework ends a test's
+# function ("END_TEST" for "}"): where mirt64 lists nothing there, it is taken
+# as a closing brace.
+BLOCK_END_MACRO = re.compile(r"^\s*[A-Z][A-Z0-9_]*\s*(//.*|/\*.*\*/\s*)?$")
+
+
+def is_block_end_macro(text):
+    return bool(BLOCK_END_MACRO.match(text))
 
 
 def without_comment(text):
@@ -392,7 +403,8 @@ def compare_file(path, ref, mirt, disagreements, runs=None, again=None):
     lines = source_lines(path)
     figures = Figures()
     for n in sorted(set(ref) | set(mirt)):
-        if lines is not None and is_closing_brace(text_of(lines, n)):
+        if lines is not None and (is_closing_brace(text_of(lines, n)) or
+                                  (n not in mirt and is_block_end_macro(text_of(lines, n)))):
             figures.braces += 1
             continue
         in_ref, in_mirt = n in ref, n in mirt

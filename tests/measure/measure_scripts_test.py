@@ -32,7 +32,7 @@ class CompareTest(unittest.TestCase):
         self.dir = tempfile.mkdtemp()
         self.addCleanup(shutil.rmtree, self.dir)
         self.source = self.write("twice.c", "int twice(int x)\n{\n    int y = x +\n            x;\n"
-                                 "    if (y > 100)\n        return 0;\n    return y;\n}\n")
+                                 "    if (y > 100)\n        return 0;\n    return y;\nEND_TEST\n")
 
     def write(self, name, text):
         return write(self.dir, name, text)
@@ -44,7 +44,8 @@ class CompareTest(unittest.TestCase):
         return status, out.getvalue()
 
     def test_figures_files_details_and_thresholds(self):
-        # Line 8 is a closing brace, left aside; twice.h and other.c only gcov knows.
+        # Line 8 closes the function through a macro ("}"), left aside as a
+        # closing brace; twice.h and other.c only gcov knows.
         ref = self.write("gcov.info", lcov(
             ("gcov", self.source, {1: 1, 3: 1, 4: 1, 5: 3, 6: 0, 7: 1, 8: 1}),
             ("gcov", os.path.join(self.dir, "twice.h"), {3: 5}),
