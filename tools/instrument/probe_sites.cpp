@@ -29,6 +29,19 @@ using namespace clang;
 namespace mirt_instrument {
 namespace {
 
+// The local variables whose address a translation unit takes: gcc keeps
+// them in memory and loads them where they are read.
+class AddressTaken : public RecursiveASTVisitor<AddressTaken> {
+public:
+    std::set<const VarDecl*> variables;
+    bool VisitUnaryOperator(UnaryOperator* u) {
+        if (u->getOpcode() == UO_AddrOf)
+            if (auto* ref = dyn_cast<DeclRefExpr>(u->getSubExpr()->IgnoreParens()))
+                if (auto* v = dyn_cast<VarDecl>(ref->getDecl()); v && v->hasLocalStorage()) variables.insert(v);
+        return true;
+    }
+};
+
 class SiteFinder {
 public:
     SiteFinder(ASTContext& context, const SiteOptions& options, std::vector<FunctionLines>* functions)
@@ -1754,7 +1767,8 @@ private:
         if (auto* b = dyn_cast<BinaryOperator>(e)) {
             // C joins tests of local variables alone with no jump.
             bool jumps = b->isLogicalOp() &&
-                         (lo_.CPlusPlus || !register_test(b->getLHS()) || !register_test(b->getRHS()));
+                         (lo_.CPlusPlus || !register_test(b->getLHS()) || !register_test(b->getRHS()) ||
+                          in_memory(b->getLHS()->IgnoreParenImpCasts()) || in_memory(b->getRHS()->IgnoreParenImpCasts()));
             // "v + 1 + 2" is folded into "v + 3", "x + (v - 1)" into "(x + v)
             // - 1": an addition of a constant within another is none of its own.
             auto* inner = dyn_cast<BinaryOperator>(b->getLHS()->IgnoreParens());
@@ -1774,6 +1788,9 @@ private:
             // An outermost choice tests where its call or store is; a test's
             // operands keep their places, as does a value tested.
             if (!outermost) here(c->getQuestionLoc());
+            // C makes a choice between 1 and 0 a comparison.
+            if (!lo_.CPlusPlus && outermost && c->getType()->isIntegerType() && truth_arms(c))
+                return placed_code(c->getCond(), false, lines);
             return placed_test(c->getCond(), lines);
         }
         if (!outermost && (isa<UnaryOperator>(e) || isa<MemberExpr>(e) || isa<ArraySubscriptExpr>(e) ||
@@ -1803,6 +1820,25 @@ private:
             return placed_code(element->getIdx(), false, lines);
         }
     }
+    // Whether e names a variable that gcc keeps in memory: a global one, or
+    // a local one whose address is taken.
+    bool in_memory(const Expr* e) const {
+        auto* ref = dyn_cast<DeclRefExpr>(e);
+        auto* v = ref ? dyn_cast<VarDecl>(ref->getDecl()) : nullptr;
+        if (!v || !v->getType()->isScalarType()) return false;
+        if (!v->hasLocalStorage()) return !v->getType().isConstQualified();
+        if (!address_taken_) {
+            AddressTaken finder;
+            finder.TraverseDecl(ctx_.getTranslationUnitDecl());
+            address_taken_ = std::move(finder.variables);
+        }
+        return address_taken_->count(v) != 0;
+    }
+    bool truth_arms(const ConditionalOperator* c) const {
+        llvm::Optional<llvm::APSInt> a = c->getTrueExpr()->getIntegerConstantExpr(ctx_);
+        llvm::Optional<llvm::APSInt> b = c->getFalseExpr()->getIntegerConstantExpr(ctx_);
+        return a && b && ((*a == 1 && *b == 0) || (*a == 0 && *b == 1));
+    }
     bool adds_constant(const Expr* e) const {
         auto* b = dyn_cast<BinaryOperator>(e->IgnoreParens());
         return b && b->isAdditiveOp() && constant_value(b->getRHS());
@@ -1811,10 +1847,19 @@ private:
     // the jump is, and so is a value tested.
     void placed_test(const Expr* test, std::map<int, unsigned>& lines) const {
         const Expr* bare = test->IgnoreParenImpCasts();
+        // A variable in memory tested is loaded where it stands.
+        if (in_memory(bare))
+            if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(bare->getBeginLoc())))
+                lines.emplace(line_at(*at), *at);
         auto* compare = dyn_cast<BinaryOperator>(bare);
         auto* negation = dyn_cast<UnaryOperator>(bare);
         bool tests = (compare && (compare->isComparisonOp() || compare->isLogicalOp())) ||
                      (negation && negation->getOpcode() == UO_LNot);
+        // ... and so where a comparison reads it.
+        if (compare && compare->isComparisonOp() &&
+            (in_memory(compare->getLHS()->IgnoreParenImpCasts()) || in_memory(compare->getRHS()->IgnoreParenImpCasts())))
+            if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(compare->getOperatorLoc())))
+                lines.emplace(line_at(*at), *at);
         placed_code(test, tests, lines);
     }
     // Whether e is an address known before the program runs ("&local",
@@ -2817,6 +2862,7 @@ private:
     std::string enclosing_name_;  // of the function being walked
     bool guarded_ = false;
     int function_ = 0;        // the function being walked
+    mutable std::optional<std::set<const VarDecl*>> address_taken_;  // made when first asked
     bool in_template_ = false;  // the function is a template, or inside one
     std::optional<EmittedCode> emitted_code_;  // found when first needed
     int functions_seen_ = 0;

@@ -81,6 +81,10 @@ int main(void) {  //+
     int i, total = first.weight;  //+
     for (i = 1; i < 10; i++) total += table(i);  //+
     total += cmp(&items[0], &items[1]);  //+
+    int rest = total;  //+
+    int* rest_at = &rest;  //+
+    total += below(*rest_at,  //+
+                   rest ? 2 : 3);  //+ rest's address is taken: it is loaded where it is tested
     total += (int)strlen(items[2].name) + (int)strnlen(items[0].name, 4);  //+
     for (i = 0; i < 3; i++) {  //+
         const char* text = "   x" + i;  //+
