@@ -288,9 +288,23 @@ private:
         } else if (auto* r = dyn_cast<ReturnStmt>(s)) {
             value = r->getRetValue();
             if (value) placed_code(value, false, places);
+        } else if (auto* i = dyn_cast<IfStmt>(s); i && !i->getConditionVariable() && !i->getInit()) {
+            // The test stands where it starts, its operands' code where that
+            // is ("if (p->a\n    > p->b)"); tests joined by && and || have
+            // rules of their own.
+            value = i->getCond();
+            auto* compare = dyn_cast<BinaryOperator>(value->IgnoreParenImpCasts());
+            if (compare && compare->isLogicalOp()) return;
+            placed_test(value, places);
         } else if (auto* b = dyn_cast<BinaryOperator>(s); b && b->isAssignmentOp()) {
             value = b;
             placed_code(b->getLHS(), !b->isCompoundAssignmentOp(), places);
+            // "p->q->r\n    = f();": the place stored to is worked out where
+            // it is written, whatever the value runs.
+            if (calls_something(b->getRHS()) && !calls_something(b->getLHS()) && b->getOpcode() == BO_Assign) {
+                add_aliases(places, anchor, line);
+                return;
+            }
             bool adds = b->getOpcode() == BO_AddAssign || b->getOpcode() == BO_SubAssign;
             placed_code(b->getRHS(), !b->isCompoundAssignmentOp() || (adds && adds_constant(b->getRHS())), places);
             if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(b->getOperatorLoc())))
@@ -299,6 +313,11 @@ private:
         if (!value || value->isTypeDependent() || value->isValueDependent() || !value->getType()->isScalarType() ||
             calls_something(value))
             return;
+        add_aliases(places, anchor, line);
+    }
+    // Sites for the lines found but the statement's own: they count what the
+    // site at anchor counts.
+    void add_aliases(const std::map<int, unsigned>& places, unsigned anchor, int line) {
         for (auto [at_line, offset] : places) {
             if (at_line == line) continue;
             Site alias = new_site(at_line, offset);

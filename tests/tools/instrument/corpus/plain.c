@@ -22,6 +22,9 @@ static int by_weight(const void* pa, const void* pb) {  //+
                  - b->weight;  //+ the load inside keeps its place
     int twice = spread  //+
                 * 2;  // one operation on registers, made with the store
+    if (a->weight  //+
+        > b->weight)  //+ the test's operand is loaded on its own line
+        twice = -twice;  //+
     return a->weight  //+
            - b->weight + twice - 2 * spread;  //+
 }
