@@ -547,8 +547,8 @@ private:
         for (const Stmt* child : block->body()) {
             const Stmt* target = child;
             if (is_label(child)) {
-                std::optional<unsigned> at = main_offset(child->getBeginLoc());
-                base = at ? *at : 0;
+                std::vector<LabelPlace> places = label_places(child);
+                base = places.empty() ? 0 : places.back().anchor;
                 while (target && is_label(target)) target = sub_of_label(target);
             }
             // A macro's statement is counted before the macro's use.
@@ -950,27 +950,63 @@ private:
         return found;
     }
 
-    // A label (case, default or goto target) counts the line it starts. Labels
-    // that follow one another with no statement between them lead to one
-    // place: the probe goes after the last of them and counts the first one's
-    // line, so that every jump to one of them and the fall-through from above
-    // pass it once.
+    // A label (case, default or goto target) counts the line it starts. Case
+    // labels that follow one another with no statement between them lead to
+    // one place: the probe goes after the last of them and counts the first
+    // one's line, so that every jump to one of them and the fall-through from
+    // above pass it once. A goto target has a line of its own, as gcov counts
+    // it: cases just before it count there ("case 3:\n lab:"), and a case
+    // after it counts on its own line what falls into it from the target and
+    // what jumps to it ("lab:\n case 6:").
     void label_site(const Stmt* label, bool in_sequence) {
         if (!counting_lines() || chained_labels_.count(label)) return;
-        std::optional<unsigned> begin = main_offset(label->getBeginLoc());
-        if (!begin) {
+        if (!main_offset(label->getBeginLoc())) {
             macro_case_site(label);
             return;
         }
-        int line = line_at(*begin);
-        const Stmt* target = sub_of_label(label);
-        while (target && is_label(target)) {
-            chained_labels_.insert(target);
-            target = sub_of_label(target);
+        for (const Stmt* next = sub_of_label(label); next && is_label(next); next = sub_of_label(next))
+            chained_labels_.insert(next);
+        std::vector<LabelPlace> places = label_places(label);
+        for (size_t k = 0; k < places.size(); ++k) {
+            Site site = new_site(places[k].line, places[k].anchor);
+            if (probe_before(site, places[k].before, k + 1 < places.size() || in_sequence))
+                sites_.push_back(std::move(site));
         }
-        if (!target) return;
-        Site site = new_site(line, *begin);
-        if (probe_before(site, target, in_sequence)) sites_.push_back(std::move(site));
+    }
+    // The places that a chain of labels counts: the line, the anchor of the
+    // site, and the statement (or label) before which its probe goes.
+    struct LabelPlace {
+        int line;
+        unsigned anchor;
+        const Stmt* before;
+    };
+    std::vector<LabelPlace> label_places(const Stmt* label) const {
+        std::vector<LabelPlace> places;
+        std::optional<unsigned> begin = main_offset(label->getBeginLoc());
+        if (!begin) return places;
+        int line = line_at(*begin);
+        unsigned anchor = *begin;
+        bool target_seen = isa<LabelStmt>(label);
+        const Stmt* next = sub_of_label(label);
+        for (; next && is_label(next); next = sub_of_label(next)) {
+            std::optional<unsigned> at = main_offset(next->getBeginLoc());
+            if (!at) continue;
+            bool target = isa<LabelStmt>(next);
+            if (!target && !target_seen) continue;
+            if (target && !target_seen) {
+                line = line_at(*at);
+                anchor = *at;
+                target_seen = true;
+                continue;
+            }
+            // A place of its own: what came before counts up to here.
+            places.push_back({line, anchor, next});
+            line = line_at(*at);
+            anchor = *at;
+            target_seen = target;
+        }
+        if (next) places.push_back({line, anchor, next});
+        return places;
     }
 
     // A case that a macro's use writes, label and statements ("XX(POST, 1,

@@ -388,7 +388,8 @@ std::string file_with_probes(const SourceText& source, const Names& names, Probe
                     std::string count = counted_expression(source, counted[p.outcome], false) + "; ";
                     if (p.body_start != 0) {
                         std::string skip = "mirt_skip" + std::to_string((*unique)++) + "_";
-                        inserts.push_back({p.body_start, 2, 0, sequence++, "goto " + skip + "; "});
+                        // After a probe that counts what comes before the case.
+                        inserts.push_back({p.body_start, 2, 1, sequence++, "goto " + skip + "; "});
                         count += skip + ": ; ";
                     }
                     inserts.push_back({p.offset, 2, -1, sequence++, count});
