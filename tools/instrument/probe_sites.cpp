@@ -300,8 +300,17 @@ private:
             value = b;
             placed_code(b->getLHS(), !b->isCompoundAssignmentOp(), places);
             // "p->q->r\n    = f();": the place stored to is worked out where
-            // it is written, whatever the value runs.
-            if (calls_something(b->getRHS()) && !calls_something(b->getLHS()) && b->getOpcode() == BO_Assign) {
+            // it is written, whatever the value runs; and "p->n =\n    f();"
+            // stores where its "=" stands, after the call, unless it stores
+            // into a local variable that is no more than a register (the call
+            // stores its value there itself).
+            if (calls_something(b->getRHS()) && !calls_something(b->getLHS()) && b->getType()->isScalarType()) {
+                auto* ref = dyn_cast<DeclRefExpr>(b->getLHS()->IgnoreParens());
+                auto* v = ref ? dyn_cast<VarDecl>(ref->getDecl()) : nullptr;
+                bool in_register = v && v->hasLocalStorage() && !v->getType()->isReferenceType() && !in_memory(ref);
+                if (b->isCompoundAssignmentOp() || !in_register)
+                    if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(b->getOperatorLoc())))
+                        places.emplace(line_at(*at), *at);
                 add_aliases(places, anchor, line);
                 return;
             }
@@ -1777,8 +1786,14 @@ private:
                 // Adding const to what a pointer points to is a conversion.
                 if (e->getType()->isPointerType() && !ctx_.hasSameType(e->getType(), from->getType())) break;
                 return placed_code(from, outermost, lines);
-            case CK_LValueToRValue:
             case CK_ArrayToPointerDecay:
+                // An array reached through a pointer: its address is worked
+                // out where it is written, even with the call.
+                if ((isa<MemberExpr>(from->IgnoreParens()) || isa<ArraySubscriptExpr>(from->IgnoreParens())) &&
+                    runtime_address(from))
+                    here(e->getBeginLoc());
+                return placed_code(from, outermost, lines);
+            case CK_LValueToRValue:
             case CK_FunctionToPointerDecay:
                 return placed_code(from, outermost, lines);
             default:
@@ -1791,7 +1806,7 @@ private:
                 (negation && negation->getOpcode() == UO_LNot))
                 return placed_code(from, outermost, lines);
             // A conversion of a choice between constants converts each.
-            if (auto* choice = dyn_cast<ConditionalOperator>(from->IgnoreParens()); choice && constant_arms(choice))
+            if (auto* choice = dyn_cast<ConditionalOperator>(from->IgnoreParenImpCasts()); choice && constant_arms(choice))
                 return placed_code(from, outermost, lines);
             // "(const void *)((char *)p + 4)" is folded into "(const void *)p
             // + 4" (for C++, only with a constant added).
