@@ -273,7 +273,28 @@ private:
     void placed_value_aliases(const Stmt* s, unsigned anchor, int line) {
         const Expr* value = nullptr;
         std::map<int, unsigned> places;
-        if (auto* ds = dyn_cast<DeclStmt>(s)) {
+        // A local aggregate's braced elements ("struct S s = {\n    .a = p->x,
+        // ...}", an array's, a compound literal's) are stored one by one,
+        // each where its value's code stands; g++ ends the list where its
+        // brace closes.
+        const Expr* stored = nullptr;
+        auto* ds = dyn_cast<DeclStmt>(s);
+        if (auto* v = ds && ds->isSingleDecl() ? dyn_cast<VarDecl>(ds->getSingleDecl()) : nullptr;
+            v && v->hasLocalStorage() && v->getInitStyle() == VarDecl::CInit && !v->getType()->isScalarType())
+            stored = v->getInit();
+        else if (auto* b = dyn_cast<BinaryOperator>(s); b && b->getOpcode() == BO_Assign)
+            if (auto* literal = dyn_cast<CompoundLiteralExpr>(b->getRHS()->IgnoreImplicit()))
+                stored = literal->getInitializer();
+        if (auto* list = stored ? dyn_cast<InitListExpr>(stored->IgnoreImplicit()) : nullptr) {
+            if (list->isTypeDependent() || list->isValueDependent()) return;
+            placed_elements(list, places);
+            if (lo_.CPlusPlus && ds && !places.empty())
+                if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(list->getRBraceLoc())))
+                    places.emplace(line_at(*at), *at);
+            add_aliases(places, anchor, line);
+            return;
+        }
+        if (ds) {
             auto* v = ds->isSingleDecl() ? dyn_cast<VarDecl>(ds->getSingleDecl()) : nullptr;
             if (v && v->hasLocalStorage() && v->getInitStyle() == VarDecl::CInit && v->getType()->isScalarType())
                 value = v->getInit();
@@ -323,6 +344,22 @@ private:
             calls_something(value))
             return;
         add_aliases(places, anchor, line);
+    }
+    void placed_elements(const InitListExpr* list, std::map<int, unsigned>& places) const {
+        for (const Expr* element : list->inits()) {
+            if (!element || isa<ImplicitValueInitExpr>(element)) continue;
+            if (auto* inner = dyn_cast<InitListExpr>(element->IgnoreImplicit())) {
+                placed_elements(inner, places);
+                continue;
+            }
+            placed_code(element, false, places);
+            // g++ places a conversion of an element where it stands.
+            auto* cast = dyn_cast<ImplicitCastExpr>(element->IgnoreParens());
+            if (lo_.CPlusPlus && cast && cast->getCastKind() != CK_LValueToRValue && cast->getCastKind() != CK_NoOp &&
+                !constant_value(element))
+                if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(element->getBeginLoc())))
+                    places.emplace(line_at(*at), *at);
+        }
     }
     // Sites for the lines found but the statement's own: they count what the
     // site at anchor counts.

@@ -18,8 +18,12 @@ static int by_weight(const void* pa, const void* pb) {  //+
         = 0;  //+ the store stands at the "="
     copy.weight  //+ read where it stands
         += a->weight;  //+
+    struct item pair[2] = {  //+
+        {a->name, a->weight},  //+ elements are stored where their code stands
+        {"b", 2},
+    };
     int spread = copy.weight  //+
-                 - b->weight;  //+ the load inside keeps its place
+                 - b->weight + pair[1].weight;  //+ the load inside keeps its place
     int twice = spread  //+
                 * 2;  // one operation on registers, made with the store
     if (a->weight  //+
