@@ -1863,9 +1863,11 @@ private:
             return placed_code(from, false, lines);
         }
         // A pointer's conversion to another pointer is folded into the
-        // conversion around it.
+        // conversion around it; a cast to the type the value has is none.
         if (auto* cast = dyn_cast<ExplicitCastExpr>(e);
-            cast && !outermost && e->getType()->isPointerType() && cast->getSubExpr()->getType()->isPointerType())
+            cast && !outermost &&
+            ((e->getType()->isPointerType() && cast->getSubExpr()->getType()->isPointerType()) ||
+             ctx_.hasSameUnqualifiedType(e->getType(), cast->getSubExpr()->getType())))
             return placed_code(cast->getSubExpr(), false, lines);
         if (auto* address = dyn_cast<UnaryOperator>(e); address && address->getOpcode() == UO_AddrOf) {
             if (!outermost && runtime_address(address->getSubExpr())) here(e->getBeginLoc());
@@ -1892,6 +1894,10 @@ private:
             return;
         }
         if (auto* c = dyn_cast<ConditionalOperator>(e)) {
+            // A test known while compiling leaves only the arm it chooses.
+            if (bool known = false; !c->getCond()->isValueDependent() &&
+                                    c->getCond()->EvaluateAsBooleanCondition(known, ctx_))
+                return placed_code(known ? c->getTrueExpr() : c->getFalseExpr(), outermost, lines);
             // An outermost choice tests where its call or store is; a test's
             // operands keep their places, as does a value tested.
             if (!outermost) here(c->getQuestionLoc());

@@ -45,7 +45,8 @@ ki pp->next->a|ki v = 3|ki ip[v]|ki ip[0]|ki gp->a|ki ga|ki ga ? 1 : 2|ki ga == 
 ki v + 1 + 2|ki pp->a + 1 + 2|ki garr[v].a|kl pp->a|kl v|kl v + 1|kl w < 3|kl f1(v)
 kc (unsigned char)v|kc !pp->fin|kc pp->c|kd pp->a|kd pp->d * 2|kp pp->par|kp &pp->a|kp ip + 1
 kp &arr[v]|kp (char *)pp + 4 + 4|kp (char *)pp|kp garr[1].par|kp w ? "a" : "b"|kv w == 1 ? "a" : "b"
-kv v ? "a" : "b"|kq pp->carr|kq p.carr|kq arrs[v].carr|= v|= pp->a + 1|= v ? pp->a : 3
+kv v ? "a" : "b"|kq pp->carr|kq p.carr|kq arrs[v].carr|ki (int)w + 1|ki sizeof(int) == 2 ? pp->a + 1 : w
+= v|= pp->a + 1|= v ? pp->a : 3
 '''.replace("\n", "|").strip("|").split("|")
 
 
