@@ -2,6 +2,7 @@
 #include "output/write_driver.h"
 
 #include <cstdarg>
+#include <cstdlib>
 #include <string>
 
 #include "output/emit.h"
@@ -31,6 +32,8 @@ int emit(FILE* stream, const char* format, ...) {
 }
 
 namespace {
+
+constexpr size_t record_buffer_size = 1 << 20;
 
 // The source-line table is looked at under the probes' lock, as its writer
 // does: a probe may be adding a file at that moment.
@@ -87,8 +90,19 @@ void write_locked(const char* path, bool runtime_file) {
         MIRT_REPORT(Failure::output_open, path);
         return;
     }
+    // The whole record group goes to the file in one write where it fits
+    // the buffer, so that processes appending to one file at once (a test
+    // run's processes all end alike) do not cut into each other's groups,
+    // and a process killed while it writes leaves less often half a group.
+    char* buffer = static_cast<char*>(malloc(record_buffer_size));
+    if (buffer != nullptr && setvbuf(stream, buffer, _IOFBF, record_buffer_size) != 0) {
+        free(buffer);
+        buffer = nullptr;
+    }
     write_record_group(stream, path);
-    if (fclose(stream) != 0) {
+    int closed = fclose(stream);
+    free(buffer);
+    if (closed != 0) {
         MIRT_REPORT(Failure::output_close, path);
         return;
     }

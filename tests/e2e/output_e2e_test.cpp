@@ -77,6 +77,42 @@ TEST_F(OutputE2E, EnvironmentNamesTheExitFileAndTheTestCase) {
               "=== suite.case\n>>> unknown\n3,1\n=== suite.case\n>>> unknown\n3,1\n");
 }
 
+// Processes that append record groups to one file at once (as a test run's
+// processes end together) leave every group whole: a group is written in one
+// piece, not in the pieces of a small buffer that others' groups may cut into.
+TEST_F(OutputE2E, GroupsOfProcessesWritingAtOnceStayWhole) {
+    const int processes = 4, writes = 8, lines = 3000;
+    std::string table, expected;
+    for (int k = 1; k <= lines; ++k) {
+        table += (k > 1 ? "," : "") + std::to_string(k);
+        expected += std::to_string(k) + ",1\n";
+    }
+    std::string out = join(folder, "shared.out");
+    std::vector<Child> children;
+    for (int p = 0; p < processes; ++p) {
+        // A runtime folder each: every process is a host of its own.
+        std::string own = join(folder, "t" + std::to_string(p));
+        std::filesystem::create_directory(own);
+        std::vector<std::string> args = {"reg2", "p" + std::to_string(p) + ".c", table, "noexit"};
+        for (int w = 0; w < writes; ++w) args.insert(args.end(), {"write", out});
+        children.push_back(start_program(join(program_folder(), executable_name("probe_app")), args,
+                                         temp_folder_env(own), folder));
+    }
+    for (Child& child : children) EXPECT_EQ(wait_program(child), 0);
+    std::string text = read_file(out);
+    int groups = 0;
+    for (size_t at = 0; at < text.size(); ++groups) {
+        size_t heading = text.find("\n--- p", at), next = text.find("=== ", at + 1);
+        ASSERT_EQ(text.compare(at, 4, "=== "), 0) << "group " << groups;
+        ASSERT_NE(heading, std::string::npos);
+        std::string name = text.substr(heading + 5, 4);  // "pN.c"
+        std::string body = text.substr(heading, (next == std::string::npos ? text.size() : next) - heading);
+        ASSERT_EQ(body, "\n--- " + name + "\n### " + name + "\n" + expected) << "group " << groups;
+        at = next == std::string::npos ? text.size() : next;
+    }
+    EXPECT_EQ(groups, processes * writes);
+}
+
 // A folder that cannot be made (a file holds its name), even for a user whom
 // permissions do not stop; and a device where every write finds the disk
 // full, where there is one: that takes the buffered record group when the

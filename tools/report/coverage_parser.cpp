@@ -331,6 +331,19 @@ bool parse_coverage(std::istream& in, const std::string& source, const ParseOpti
                 return false;
             continue;
         }
+        // A group that a process stopped writing midway (killed, say) runs
+        // into the next process's "=== " line: the cut line is dropped and
+        // the next group read from where it starts.
+        // (Headings and labels may hold "=== " in their names.)
+        if (std::size_t next = line.find("=== "); next != 0 && next != std::string::npos &&
+                                                  !starts_with(line, "--- ") && !starts_with(line, "### ") &&
+                                                  !starts_with(line, ">>> ")) {
+            if (!parser.malformed(reader.number(), "a record group is cut short here (its process stopped while "
+                                                   "writing it); the next one starts in the middle of the line: " +
+                                                       quote_line(line)))
+                return false;
+            line.erase(0, next);
+        }
         if (!parser.take(line, reader.number())) return false;
     }
     if (in.bad()) {

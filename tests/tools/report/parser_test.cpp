@@ -134,6 +134,7 @@ TEST(CoverageParser, MalformedInputIsReportedWithItsLine) {
         {head + "0,1\n", 3, "simple-counter line out of order"},
         {head + "1000000,1\n", 3, "simple-counter line out of order"},
         {head + "--- d\n### f\n1,5", 5, "the last line has no line feed"},
+        {head + "--- d\n### f\n12=== b\n>>> c\n", 5, "cut short here"},
         {head + std::string(70000, 'x') + "\n", 3, "line longer than 65536 bytes"},
     };
     for (const auto& c : cases) {
@@ -162,6 +163,12 @@ TEST(CoverageParser, LenientReadingSkipsMalformedLines) {
         lenient);
     EXPECT_TRUE(p.ok);
     ASSERT_EQ(p.diagnostics.size(), 5u);
+    // A group cut short: what it holds so far stays, the next one is whole.
+    auto cut = parse_text("=== a\n>>> b\n--- d\n### f\n1,1\n2=== c\n>>> l\n--- d\n### f\n4,4\n", lenient);
+    ASSERT_EQ(cut.groups.size(), 2u);
+    EXPECT_EQ(lines_of(cut.groups[0], "d/f"), (LineCounts{{1, 1}}));
+    EXPECT_EQ(cut.groups[1].name, "c");
+    EXPECT_EQ(lines_of(cut.groups[1], "d/f"), (LineCounts{{4, 4}}));
     std::vector<std::size_t> lines;
     for (const Diagnostic& d : p.diagnostics) {
         EXPECT_FALSE(d.error);
