@@ -345,6 +345,16 @@ private:
             return;
         add_aliases(places, anchor, line);
     }
+    static bool constructs_objects(const InitListExpr* list) {
+        for (const Expr* element : list->inits()) {
+            if (!element) continue;
+            const Expr* bare = element->IgnoreImplicit();
+            if (auto* inner = dyn_cast<InitListExpr>(bare); inner && constructs_objects(inner)) return true;
+            if (auto* made = dyn_cast<CXXConstructExpr>(bare); made && !made->getConstructor()->isTrivial())
+                return true;
+        }
+        return false;
+    }
     void placed_elements(const InitListExpr* list, std::map<int, unsigned>& places) const {
         for (const Expr* element : list->inits()) {
             if (!element || isa<ImplicitValueInitExpr>(element)) continue;
@@ -352,6 +362,8 @@ private:
                 placed_elements(inner, places);
                 continue;
             }
+            // Objects with constructors are made otherwise.
+            if (!element->getType()->isScalarType() || element->isTypeDependent()) continue;
             placed_code(element, false, places);
             // g++ places a conversion of an element where it stands.
             auto* cast = dyn_cast<ImplicitCastExpr>(element->IgnoreParens());
@@ -648,6 +660,15 @@ private:
         if (auto* ds = dyn_cast<DeclStmt>(s)) {
             auto* v = ds->isSingleDecl() ? dyn_cast<VarDecl>(ds->getSingleDecl()) : nullptr;
             const Expr* init = v ? v->getInit() : nullptr;
+            // "T all[] = {\n    {1, \"a\"},\n};" with objects that constructors
+            // make: g++ makes them where the list closes.
+            if (auto* list = init && lo_.CPlusPlus && v->hasLocalStorage() && !v->isConstexpr()
+                                 ? dyn_cast<InitListExpr>(init->IgnoreImplicit())
+                                 : nullptr;
+                list && constructs_objects(list)) {
+                std::optional<unsigned> close = main_offset(sm_.getExpansionLoc(list->getRBraceLoc()));
+                return close && line_at(*close) > first ? std::optional<int>(line_at(*close)) : std::nullopt;
+            }
             if (!init || v->getType()->isArrayType() || v->isConstexpr()) return {};
             // "static T x =\n    f();": the test whether it was made, and its
             // making, run where the initialiser starts.

@@ -217,10 +217,16 @@ static int counter() {  //+
     return ++calls + static_cast<int>(label.size()) + computed + s;  //+
 }
 
+struct Named { int id; std::string name; };
 int main(int argc, char**) {  //+
     std::vector<int> ints{3, 1, 4, 1, 5, 9, 2, 6};  //+
     std::vector<double> reals{0.5, 1.5, 2.5};  //+
+    Named named[] = {  // objects: made where the list closes
+        {1, "one"},
+        {2, "two"},
+    };  //+ gcov: counts one entry for each object made
     int total = clamp_sum(ints, 12) + static_cast<int>(clamp_sum(reals, 100.0)) + answer() - 42;  //+
+    total += named[1].id;  //+
     auto twice = [](int x) { return 2 * x; };  //+
     auto shout = [&total](const char* what) {  //+ gcov: counts the closure on its last line
         total += static_cast<int>(std::strlen(what));  //+
