@@ -84,7 +84,7 @@ void write_record_group(FILE* stream, const char* path) {
 void write_locked(const char* path, bool runtime_file) {
     if (nothing_recorded()) return;
     bool refused = false;
-    FILE* stream = runtime_file ? platform::open_runtime_stream(path, "a+b", &refused) : fopen(path, "a+b");
+    FILE* stream = platform::open_append_stream(path, runtime_file, &refused);
     if (stream == nullptr) {
         if (refused) MIRT_REPORT_REFUSED(path);
         MIRT_REPORT(Failure::output_open, path);
@@ -100,7 +100,7 @@ void write_locked(const char* path, bool runtime_file) {
         buffer = nullptr;
     }
     write_record_group(stream, path);
-    int closed = fclose(stream);
+    int closed = platform::close_append_stream(stream);
     free(buffer);
     if (closed != 0) {
         MIRT_REPORT(Failure::output_close, path);

@@ -37,6 +37,13 @@ FileHandle open_append_file(const char* path, bool* refused = nullptr);
 // fopen of a runtime file with mode "r", "rb", "a+" or "a+b" (only the
 // append modes create it).
 FILE* open_runtime_stream(const char* path, const char* mode, bool* refused = nullptr);
+// A stream that appends to a coverage file ("a+b"): a runtime file opened as
+// above, or a path the program named, opened as it asks. Each write of the
+// stream lands whole at the file's end, also where other processes append to
+// the same file at once (on Windows, the stream holds a lock of the file till
+// it is closed with close_append_stream, which returns fclose's result).
+FILE* open_append_stream(const char* path, bool runtime_file, bool* refused = nullptr);
+int close_append_stream(FILE* stream);
 // A new file for writing ("wb") that replaces whatever had the name, for a
 // folder that only the user can write to.
 FILE* create_private_stream(const char* path);

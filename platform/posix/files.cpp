@@ -80,6 +80,15 @@ FILE* open_runtime_stream(const char* path, const char* mode, bool* refused) {
     return stream;
 }
 
+// O_APPEND: each write() lands whole at the file's end.
+FILE* open_append_stream(const char* path, bool runtime_file, bool* refused) {
+    if (runtime_file) return open_runtime_stream(path, "a+b", refused);
+    if (refused != nullptr) *refused = false;
+    return fopen(path, "a+b");
+}
+
+int close_append_stream(FILE* stream) { return fclose(stream); }
+
 // The folder is the user's alone, so the name, once removed, stays free
 // until the exclusive create takes it.
 FILE* create_private_stream(const char* path) {

@@ -1,6 +1,7 @@
 // files.cpp (Windows): files, folders and the fixed paths. This file holds only Windows code.
 #include "platform/files.h"
 
+#include <fcntl.h>
 #include <io.h>
 
 #include "platform/windows/windows_api.h"
@@ -41,6 +42,48 @@ FileHandle open_append_file(const char* path, bool* refused) {
 FILE* open_runtime_stream(const char* path, const char* mode, bool* refused) {
     if (refused != nullptr) *refused = false;
     return fopen(path, mode);
+}
+
+// The C library's append mode seeks to the end and then writes, so that two
+// processes may both write where one of them found the end. The stream holds
+// a lock of the file until it is closed: appends take their turns. The lock
+// is of a byte far past any data (readers are not held up); a process that
+// ends holding it releases it with its handles.
+namespace {
+OVERLAPPED append_lock_place() {
+    OVERLAPPED at{};
+    at.OffsetHigh = 0x7FFFFFFF;
+    return at;
+}
+}  // namespace
+
+FILE* open_append_stream(const char* path, bool, bool* refused) {
+    if (refused != nullptr) *refused = false;
+    HANDLE handle = CreateFileA(path, FILE_READ_DATA | FILE_APPEND_DATA | SYNCHRONIZE,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                                FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        fetch_and_discard_error_text();
+        return nullptr;
+    }
+    OVERLAPPED at = append_lock_place();
+    if (!LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &at)) fetch_and_discard_error_text();
+    int fd = _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_APPEND | _O_BINARY);
+    if (fd == -1) {
+        CloseHandle(handle);
+        return nullptr;
+    }
+    FILE* stream = _fdopen(fd, "ab");
+    if (stream == nullptr) _close(fd);
+    return stream;
+}
+
+int close_append_stream(FILE* stream) {
+    int flushed = fflush(stream);
+    OVERLAPPED at = append_lock_place();
+    UnlockFileEx(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream))), 0, 1, 0, &at);
+    int closed = fclose(stream);
+    return flushed != 0 ? flushed : closed;
 }
 
 FILE* create_private_stream(const char* path) { return fopen(path, "wb"); }
