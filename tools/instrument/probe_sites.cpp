@@ -268,8 +268,9 @@ private:
     // it. The outermost operation of a value stored runs with the store,
     // wherever it is written (not so a returned value's, nor a compound
     // assignment's operand). For a number or a pointer without calls
-    // (assigned, initialised or returned), those lines count what the
-    // statement's line counts.
+    // (assigned, initialised, returned or tested), and for the place an
+    // assignment stores to, those lines count what the statement's line
+    // counts.
     void placed_value_aliases(const Stmt* s, unsigned anchor, int line) {
         const Expr* value = nullptr;
         std::map<int, unsigned> places;
@@ -1819,7 +1820,7 @@ private:
     // a pointer's subscript adds to the pointer where it stands; && and ||
     // jump where they stand. In C, an argument narrower than an int is
     // widened once more for the call, so nothing of it is outermost, and a
-    // ?: with constant arms is folded into its test.
+    // choice of 1 and 0 is a comparison.
     std::optional<int> placed_code_line(const Expr* arg) const {
         QualType type = arg->getType();
         bool widened = !lo_.CPlusPlus && type->isIntegerType() &&
