@@ -2,7 +2,6 @@
 #include "output/write_driver.h"
 
 #include <cstdarg>
-#include <cstdlib>
 #include <string>
 
 #include "output/emit.h"
@@ -33,7 +32,7 @@ int emit(FILE* stream, const char* format, ...) {
 
 namespace {
 
-constexpr size_t record_buffer_size = 1 << 20;
+char record_buffer[1 << 20];
 
 // The source-line table is looked at under the probes' lock, as its writer
 // does: a probe may be adding a file at that moment.
@@ -94,15 +93,11 @@ void write_locked(const char* path, bool runtime_file) {
     // the buffer, so that processes appending to one file at once (a test
     // run's processes all end alike) do not cut into each other's groups,
     // and a process killed while it writes leaves less often half a group.
-    char* buffer = static_cast<char*>(malloc(record_buffer_size));
-    if (buffer != nullptr && setvbuf(stream, buffer, _IOFBF, record_buffer_size) != 0) {
-        free(buffer);
-        buffer = nullptr;
-    }
+    // (One buffer for the process, used under the merge lock: only the pages a
+    // group fills are ever touched, and a short process pays no allocation.)
+    setvbuf(stream, record_buffer, _IOFBF, sizeof record_buffer);
     write_record_group(stream, path);
-    int closed = platform::close_append_stream(stream);
-    free(buffer);
-    if (closed != 0) {
+    if (platform::close_append_stream(stream) != 0) {
         MIRT_REPORT(Failure::output_close, path);
         return;
     }
