@@ -1,11 +1,7 @@
 #!/usr/bin/env python3
-"""mirt-cc counts the line of an argument written on a line of its own exactly
-where gcc gives that argument code of its own: each form below is passed on a
-line of its own (or initialises a variable there), the program is built with
-gcc --coverage and run, and the lines gcov lists must be the lines that
-mirt-instrument --lines lists, for C and for C++.
-
-    argument_forms_test.py MIRT_INSTRUMENT"""
+"""argument_forms_test.py MIRT_INSTRUMENT: each form below, passed on a line of its
+own (or initialising a variable there), is listed by mirt-instrument --lines exactly
+where gcov lists it after a gcc --coverage build and run, in C and in C++."""
 import os
 import re
 import subprocess
@@ -15,22 +11,16 @@ import tempfile
 HEAD = r'''
 struct P { char carr[4]; const char *name; int a; int *b; int fin; void *par; char c; unsigned u;
            long l; int arr[4]; double d; struct P *next; };
-static long ki(int z, int x) { return x + z; }
-static long kl(int z, long x) { return x + z; }
-static long kc(int z, unsigned char x) { return x + z; }
-static long kd(int z, double x) { return (long)x + z; }
-static long kp(int z, const void *x) { return z + (x != 0); }
-static long kq(int z, char *x) { return z + (x != 0); }
-static long kv(int z, ...) { return z; }
-static int f1(int x) { return x; }
+static long ki(int z, int x) { return x + z; } static long kl(int z, long x) { return x + z; }
+static long kc(int z, unsigned char x) { return x + z; } static long kd(int z, double x) { return (long)x + z; }
+static long kp(int z, const void *x) { return z + (x != 0); } static long kq(int z, char *x) { return z + !x; }
+static long kv(int z, ...) { return z; } static int f1(int x) { return x; }
 struct P garr[2]; int ga = 1; struct P *gp = garr;
 int main(void) {
   struct P p = {"ab", "n", 1, 0, 0, 0, 'a', 2u, 3L, {0}, 1.5, 0};
   struct P *pp = &p;
   p.next = pp;
-  int v = 2, w = 3;
-  int *ip = &v;
-  int arr[4] = {0};
+  int v = 2, w = 3, *ip = &v, arr[4] = {0};
   long r = 0;
 '''
 
@@ -75,15 +65,13 @@ def listed_by_gcov(folder, source, compiler):
 
 
 def main():
-    instrument = sys.argv[1]
     text, at = program(FORMS)
     wrong = []
     for source, compiler in (("forms.c", "gcc"), ("forms.cpp", "g++")):
         with tempfile.TemporaryDirectory() as folder:
-            with open(os.path.join(folder, source), "w") as f:
-                f.write(text)
+            open(os.path.join(folder, source), "w").write(text)
             gcov = listed_by_gcov(folder, source, compiler)
-            out = subprocess.run([instrument, "--lines", source, "--", compiler, "-w", "-c", source], cwd=folder,
+            out = subprocess.run([sys.argv[1], "--lines", source, "--", compiler, "-w", "-c", source], cwd=folder,
                                  capture_output=True, text=True, check=True).stdout
             mirt = {int(row.rsplit(":", 1)[1]) for row in out.split()}
             wrong += ["%s %s: gcov %s, mirt64 %s" % (compiler, form, n in gcov, n in mirt)
@@ -92,5 +80,4 @@ def main():
     return 1 if wrong else 0
 
 
-if __name__ == "__main__":
-    sys.exit(main())
+sys.exit(main())
