@@ -31,8 +31,13 @@ int32_t next_client_number = 0;  // under collection_lock
 int32_t gather_pending = 0;
 std::atomic<bool> gather_in_progress{false};
 
-void count_answer() {
-    if (!gather_in_progress) return;
+// in_gather: whether a gather was in progress while the monitor still held
+// collection_lock, under which a gather starts: a monitor that took its event
+// before the gather counted its clients must not count it as an answer when
+// the gather has started by the time it gets here (under load it then ended
+// without a live client's answer).
+void count_answer(bool in_gather) {
+    if (!in_gather) return;
     platform::LockHold hold(gather_lock);
     --gather_pending;
 }
@@ -236,10 +241,11 @@ void client_monitor_thread(void* argument) {
         int which = platform::wait_any(signals, 2, monitor_timeout_ms);
         std::unique_lock<platform::Lock> hold(collection_lock);
         if (collection_closed) return;
+        bool in_gather = gather_in_progress;
         if (which == 1) {
             merge_client_file(*record, false);
             hold.unlock();
-            count_answer();
+            count_answer(in_gather);
             continue;
         }
         // A wait that fails is a time-out too: the client's liveness decides.
@@ -253,7 +259,7 @@ void client_monitor_thread(void* argument) {
             record->monitor_running = false;
             remove_client(record->id);
             hold.unlock();
-            count_answer();
+            count_answer(in_gather);
             return;
         }
         hold.unlock();
