@@ -165,7 +165,10 @@ bool slot_less(const PointHitEntry& x, const PointHitEntry& y) {
 }  // namespace
 
 bool point_table_allocated() { return point_hit_table != nullptr; }
-bool point_table_full() { return point_entry_count >= point_table_cap; }
+// Probes add to the count under their lock; a write's capacity check reads it
+// without that lock, so the count is stored and read whole (relaxed: a plain
+// move on the probes' path).
+bool point_table_full() { return __atomic_load_n(&point_entry_count, __ATOMIC_RELAXED) >= point_table_cap; }
 
 void for_each_point(const std::function<void(const PointHitEntry&)>& f) {
     if (point_hit_table == nullptr) return;
@@ -221,7 +224,7 @@ bool enter_listed_point(const char* name, int32_t line) {
     entry->key = reinterpret_cast<uintptr_t>(name);
     entry->count = 1;
     entry->index = static_cast<uint32_t>(point_counter++);
-    point_entry_count += 1;
+    __atomic_store_n(&point_entry_count, point_entry_count + 1, __ATOMIC_RELAXED);
     return true;
 }
 
@@ -288,7 +291,7 @@ extern "C" int c_mirt_fn(char* key, int line) {
             entry.line = line;
             entry.key = k;
             entry.count = 1;
-            point_entry_count += 1;
+            __atomic_store_n(&point_entry_count, point_entry_count + 1, __ATOMIC_RELAXED);
             return point_counter - 1;
         }
     }
@@ -329,7 +332,7 @@ mirt_obj::mirt_obj(char* name, int line) : index(0) {
     entry->line = line;
     entry->key = reinterpret_cast<uintptr_t>(text);
     entry->count = 1;
-    point_entry_count += 1;
+    __atomic_store_n(&point_entry_count, point_entry_count + 1, __ATOMIC_RELAXED);
     entry->index = static_cast<uint32_t>(point_counter);
     trace_append(point_counter);
     if (append_index_line(text, line)) {
