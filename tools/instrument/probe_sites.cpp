@@ -290,8 +290,7 @@ private:
             if (list->isTypeDependent() || list->isValueDependent()) return;
             placed_elements(list, places);
             if (lo_.CPlusPlus && ds && !places.empty())
-                if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(list->getRBraceLoc())))
-                    places.emplace(line_at(*at), *at);
+                place_at(list->getRBraceLoc(), places);
             add_aliases(places, anchor, line);
             return;
         }
@@ -305,8 +304,7 @@ private:
             auto* logical = dyn_cast_or_null<BinaryOperator>(bare);
             if (bare && !isa<ConditionalOperator>(bare) && !(logical && logical->isLogicalOp()) &&
                 !isa<DeclRefExpr>(bare) && !constant_value(value))
-                if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(value->getBeginLoc())))
-                    places.emplace(line_at(*at), *at);
+                place_at(value->getBeginLoc(), places);
         } else if (auto* r = dyn_cast<ReturnStmt>(s)) {
             value = r->getRetValue();
             if (value) placed_code(value, false, places);
@@ -331,15 +329,13 @@ private:
                 auto* v = ref ? dyn_cast<VarDecl>(ref->getDecl()) : nullptr;
                 bool in_register = v && v->hasLocalStorage() && !v->getType()->isReferenceType() && !in_memory(ref);
                 if (b->isCompoundAssignmentOp() || !in_register)
-                    if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(b->getOperatorLoc())))
-                        places.emplace(line_at(*at), *at);
+                    place_at(b->getOperatorLoc(), places);
                 add_aliases(places, anchor, line);
                 return;
             }
             bool adds = b->getOpcode() == BO_AddAssign || b->getOpcode() == BO_SubAssign;
             placed_code(b->getRHS(), !b->isCompoundAssignmentOp() || (adds && adds_constant(b->getRHS())), places);
-            if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(b->getOperatorLoc())))
-                places.emplace(line_at(*at), *at);
+            place_at(b->getOperatorLoc(), places);
         }
         if (!value || value->isTypeDependent() || value->isValueDependent() || !value->getType()->isScalarType() ||
             calls_something(value))
@@ -370,8 +366,7 @@ private:
             auto* cast = dyn_cast<ImplicitCastExpr>(element->IgnoreParens());
             if (lo_.CPlusPlus && cast && cast->getCastKind() != CK_LValueToRValue && cast->getCastKind() != CK_NoOp &&
                 !constant_value(element))
-                if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(element->getBeginLoc())))
-                    places.emplace(line_at(*at), *at);
+                place_at(element->getBeginLoc(), places);
         }
     }
     // Sites for the lines found but the statement's own: they count what the
@@ -1835,9 +1830,7 @@ private:
     void placed_code(const Expr* e, bool outermost, std::map<int, unsigned>& lines) const {
         e = e->IgnoreParens();
         if (constant_value(e) || isa<DeclRefExpr>(e) || invariant_address(e)) return;
-        auto here = [&](SourceLocation loc) {
-            if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(loc))) lines.emplace(line_at(*at), *at);
-        };
+        auto here = [&](SourceLocation loc) { place_at(loc, lines); };
         if (auto* cast = dyn_cast<ImplicitCastExpr>(e)) {
             const Expr* from = cast->getSubExpr();
             switch (cast->getCastKind()) {
@@ -1858,12 +1851,7 @@ private:
             default:
                 break;
             }
-            const Expr* bare = from->IgnoreParenImpCasts();
-            auto* test = dyn_cast<BinaryOperator>(bare);
-            auto* negation = dyn_cast<UnaryOperator>(bare);
-            if ((test && (test->isComparisonOp() || test->isLogicalOp())) ||
-                (negation && negation->getOpcode() == UO_LNot))
-                return placed_code(from, outermost, lines);
+            if (is_test(from->IgnoreParenImpCasts())) return placed_code(from, outermost, lines);
             // A conversion of a choice between constants converts each.
             if (auto* choice = dyn_cast<ConditionalOperator>(from->IgnoreParenImpCasts()); choice && constant_arms(choice))
                 return placed_code(from, outermost, lines);
@@ -1978,23 +1966,32 @@ private:
         auto* b = dyn_cast<BinaryOperator>(e->IgnoreParens());
         return b && b->isAdditiveOp() && constant_value(b->getRHS());
     }
+    // The line where loc is written (a macro's use for its text), with the
+    // place, for the lines a statement's code stands on.
+    void place_at(SourceLocation loc, std::map<int, unsigned>& places) const {
+        if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(loc))) places.emplace(line_at(*at), *at);
+    }
+    // A comparison, a negation or && and ||: a test whose truth gcc folds into
+    // what uses it.
+    static bool is_test(const Expr* bare) {
+        auto* compare = dyn_cast<BinaryOperator>(bare);
+        auto* negation = dyn_cast<UnaryOperator>(bare);
+        return (compare && (compare->isComparisonOp() || compare->isLogicalOp())) ||
+               (negation && negation->getOpcode() == UO_LNot);
+    }
     // A test's operands keep their places; the test itself is made where
     // the jump is, and so is a value tested.
     void placed_test(const Expr* test, std::map<int, unsigned>& lines) const {
         const Expr* bare = test->IgnoreParenImpCasts();
         // A variable in memory tested is loaded where it stands.
         if (in_memory(bare))
-            if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(bare->getBeginLoc())))
-                lines.emplace(line_at(*at), *at);
+            place_at(bare->getBeginLoc(), lines);
         auto* compare = dyn_cast<BinaryOperator>(bare);
-        auto* negation = dyn_cast<UnaryOperator>(bare);
-        bool tests = (compare && (compare->isComparisonOp() || compare->isLogicalOp())) ||
-                     (negation && negation->getOpcode() == UO_LNot);
+        bool tests = is_test(bare);
         // ... and so where a comparison reads it.
         if (compare && compare->isComparisonOp() &&
             (in_memory(compare->getLHS()->IgnoreParenImpCasts()) || in_memory(compare->getRHS()->IgnoreParenImpCasts())))
-            if (std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(compare->getOperatorLoc())))
-                lines.emplace(line_at(*at), *at);
+            place_at(compare->getOperatorLoc(), lines);
         placed_code(test, tests, lines);
     }
     // Whether e is an address known before the program runs ("&local",
