@@ -598,11 +598,13 @@ private:
     void walk_block(const CompoundStmt* block, unsigned entry) {
         Follow saved = follow_;
         unsigned base = entry;
-        for (const Stmt* child : block->body()) {
+        for (auto it = block->body_begin(); it != block->body_end(); ++it) {
+            const Stmt* child = *it;
             const Stmt* target = child;
+            if (std::next(it) != block->body_end()) merge_empty_case(child, *std::next(it));
             if (is_label(child)) {
                 std::vector<LabelPlace> places = label_places(child);
-                base = places.empty() ? 0 : places.back().anchor;
+                base = places.empty() || merged_cases_.count(child) ? 0 : places.back().anchor;
                 while (target && is_label(target)) target = sub_of_label(target);
             }
             // A macro's statement is counted before the macro's use.
@@ -1029,12 +1031,35 @@ private:
         }
         for (const Stmt* next = sub_of_label(label); next && is_label(next); next = sub_of_label(next))
             chained_labels_.insert(next);
+        if (merged_cases_.count(label)) return;
         std::vector<LabelPlace> places = label_places(label);
         for (size_t k = 0; k < places.size(); ++k) {
             Site site = new_site(places[k].line, places[k].anchor);
-            if (probe_before(site, places[k].before, k + 1 < places.size() || in_sequence))
-                sites_.push_back(std::move(site));
+            if (!probe_before(site, places[k].before, k + 1 < places.size() || in_sequence)) continue;
+            sites_.push_back(std::move(site));
+            auto carried = carried_lines_.find(label);
+            if (k == 0 && carried != carried_lines_.end() && carried->second.first != places[k].line) {
+                Site alias = new_site(carried->second.first, carried->second.second);
+                alias.same_as = places[k].anchor;
+                sites_.push_back(std::move(alias));
+            }
         }
+    }
+
+    // "case 4: [[fallthrough]];" (or an empty statement) and then another
+    // case: gcc makes one block of the two labels, whose line is the first
+    // one's. That line counts every arrival at the next case, which counts
+    // them on its own line too; the lines of empty cases between the two
+    // have no code.
+    void merge_empty_case(const Stmt* label, const Stmt* next) {
+        if (!counting_lines() || !isa<SwitchCase>(label) || !isa<SwitchCase>(next)) return;
+        const Stmt* s = label;
+        while (s && isa<SwitchCase>(s)) s = sub_of_label(s);
+        std::optional<unsigned> at = main_offset(label->getBeginLoc());
+        if (!s || !(isa<NullStmt>(s) || is_attribute_alone(s)) || !at) return;
+        merged_cases_.insert(label);
+        auto carried = carried_lines_.find(label);
+        carried_lines_[next] = carried != carried_lines_.end() ? carried->second : std::make_pair(line_at(*at), *at);
     }
     // The places that a chain of labels counts: the line, the anchor of the
     // site, and the statement (or label) before which its probe goes.
@@ -1415,7 +1440,9 @@ private:
     // The arms of ?: are counted through its condition, whose true and false
     // choose them: the arms themselves stay untouched (their constness, type
     // and value category make the type of the whole).
-    void arm_sites(const ConditionalOperator* c) { decision_site(c->getCond(), "?:"); }
+    void arm_sites(const ConditionalOperator* c) {
+        if (!constant_condition(c->getCond())) decision_site(c->getCond(), "?:");
+    }
 
     // Each case of a switch, counted when the switch jumps to it (not when
     // control falls into it from the case above), as gcov counts it. A
@@ -1437,6 +1464,9 @@ private:
         if (auto* body = dyn_cast_or_null<CompoundStmt>(sw->getBody())) {
             const Stmt* previous = nullptr;
             for (const Stmt* child : body->body()) {
+                // "case '"': [[fallthrough]];" on one line: the attribute is
+                // the statement of the label before.
+                while (previous && is_label(previous)) previous = sub_of_label(previous);
                 auto* a = dyn_cast_or_null<AttributedStmt>(previous);
                 if (a && is_attribute_alone(a) &&
                     std::any_of(a->getAttrs().begin(), a->getAttrs().end(),
@@ -2249,6 +2279,19 @@ private:
         }
     }
 
+    // A handler counts its entries on the line of its "catch" (of the macro
+    // that writes it, "CATCH(...) {"), inside its block.
+    void walk_try(const CXXTryStmt* t) {
+        walk(t->getTryBlock(), false);
+        for (unsigned n = 0; n < t->getNumHandlers(); ++n) {
+            const CXXCatchStmt* handler = t->getHandler(n);
+            auto* block = dyn_cast_or_null<CompoundStmt>(handler->getHandlerBlock());
+            std::optional<unsigned> at = main_offset(sm_.getExpansionLoc(handler->getCatchLoc()));
+            if (block && at && counting_lines()) block_entry_site(block, line_at(*at), *at, false);
+            walk(handler->getHandlerBlock(), false);
+        }
+    }
+
     void walk(const Stmt* s, bool in_sequence) {
         if (!s) return;
         if (isa<OMPExecutableDirective>(s)) return;  // the pragma owns what follows it
@@ -2258,6 +2301,10 @@ private:
             // v:"): the statement after it is a statement of its own.
             label_site(s, in_sequence);
             walk(sub_of_label(s), in_sequence);
+            return;
+        }
+        if (auto* t = dyn_cast<CXXTryStmt>(s); t && begin.isMacroID()) {
+            walk_try(t);  // "TRY {": the try itself runs no code
             return;
         }
         if (begin.isMacroID()) {
@@ -2355,14 +2402,7 @@ private:
                 walk(sub, in_sequence);
             }
         } else if (auto* t = dyn_cast<CXXTryStmt>(s)) {
-            walk(t->getTryBlock(), false);
-            for (unsigned n = 0; n < t->getNumHandlers(); ++n) {
-                const CXXCatchStmt* handler = t->getHandler(n);
-                auto* block = dyn_cast_or_null<CompoundStmt>(handler->getHandlerBlock());
-                std::optional<unsigned> at = main_offset(handler->getCatchLoc());
-                if (block && at && counting_lines()) block_entry_site(block, line_at(*at), *at, false);
-                walk(handler->getHandlerBlock(), false);
-            }
+            walk_try(t);
         } else if (isa<ContinueStmt>(s)) {
             statement_site(s, in_sequence);
             if (!loops_.empty()) loops_.back().continues.push_back({s, in_sequence});
@@ -2745,8 +2785,12 @@ private:
     void macro_class_sites(const CXXRecordDecl* local) {
         for (const CXXMethodDecl* m : local->methods()) {
             auto* block = dyn_cast_or_null<CompoundStmt>(m->doesThisDeclarationHaveABody() ? m->getBody() : nullptr);
-            if (block && block->getLBracLoc().isMacroID() && splits_into_blocks(block))
+            if (block && block->getLBracLoc().isMacroID() && splits_into_blocks(block)) {
+                bool saved_guarded = guarded_;
+                guarded_ = m->isConstexpr();
                 macro_brace_site(block, function_name(m, 0), true);
+                guarded_ = saved_guarded;
+            }
         }
     }
 
@@ -2947,7 +2991,12 @@ private:
             if (fd->doesThisDeclarationHaveABody()) walk_function(fd, fd->getBody(), fd->getLocation());
             else defaulted_body_site(fd);
         } else if (auto* field = dyn_cast<FieldDecl>(d)) {
+            // A constexpr constructor, or a constant aggregate, runs the
+            // initialiser at compile time too: its counts are guarded.
+            bool saved_guarded = guarded_;
+            guarded_ = guarded_ || lo_.CPlusPlus;
             walk_expr(field->getInClassInitializer());
+            guarded_ = saved_guarded;
         } else if (auto* v = dyn_cast<VarDecl>(d)) {
             // "static constexpr bool value = A::value && B::value;" in a class.
             bool saved_constant = constant_context_;
@@ -2976,6 +3025,10 @@ private:
     std::set<const CXXOperatorCallExpr*> end_chain_inner_;  // operators whose chain counts its end already
     std::set<const Expr*> counted_by_statement_;  // operands whose line their statement counts
     std::set<const Stmt*> chained_labels_;
+    // Cases whose block gcc joins to the next case's (see merge_empty_case),
+    // and the line and anchor that the next case's count is shown on too.
+    std::set<const Stmt*> merged_cases_;
+    std::map<const Stmt*, std::pair<int, unsigned>> carried_lines_;
     // The statement of a block whose site may follow the site at base, and
     // whether that statement got a site (see walk_block).
     struct Follow {

@@ -204,6 +204,25 @@ static int guarded(int n) {  //+
     }
 }
 
+#define TRY try
+#define CATCH(x) catch (x)
+static int guarded_by_macro(int n) {  //+
+    TRY {
+        return checked(n);  //+
+    }
+    CATCH(...) {  //+ a handler that a macro writes counts on its line
+        return 0;  //+
+    }
+}
+
+// Initialisers that a constant evaluates too: their counts stay out of it.
+struct Span {
+    int length;
+    int rounded = length > 8 ? 16 : 8;
+    unsigned buffer = BUFSIZ > 32768 ? BUFSIZ : 32768;
+};
+constexpr Span fixed_span{3};
+
 static int doubled(int x) { return 2 * x; }  //+
 
 static int counter() {  //+
@@ -247,7 +266,9 @@ int main(int argc, char**) {  //+
     std::printf("%d %d\n", total,  //+
                 square.self()->kind());  //+ a call's result taken as its base: placed here
     for (Shape* s : shapes) delete s;  //+
-    for (int i = 0; i < 9; ++i) total += guarded(i);  //+
+    for (int i = 0; i < 9; ++i) total += guarded(i) + guarded_by_macro(i);  //+
+    Span span{argc * 10};  //+
+    total += span.rounded + fixed_span.rounded;  //+
     for (int x : ints) {  //+ a range-for that a break leaves: no end by its condition
         if (x > 4) break;  //+
         total += x;  //+

@@ -79,6 +79,7 @@ static int jumps(int n) {  //+
     case 1: case 2:  //+
         s += 20;  //+
         break;  //+
+    case 4: [[fallthrough]];  //+ the attribute after its label, on one line
     case 3: s += 30; break;  //+
     default:  //+
         s = -1;  //+
