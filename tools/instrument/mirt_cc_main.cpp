@@ -409,10 +409,16 @@ int main(int argc, char** argv) {
     if (options.strict && !all_probed(cmd, outcomes)) return exit_strict;
 
     std::vector<std::string> instrumented = {cmd.compiler};
+    // "#include "x.h"" finds in the copy's folder first the probed copies of
+    // the source's headers, then the source's own folder; a header elsewhere
+    // (one that a build folder generates) that includes one of them finds
+    // the probed copy too.
     for (const auto& rn : renames) {
         if (rn.second.empty()) continue;
-        instrumented.push_back("-iquote");
-        instrumented.push_back(folder_of(rn.second));
+        for (const std::string& folder : {folder_of(rn.first), folder_of(rn.second)}) {
+            instrumented.push_back("-iquote");
+            instrumented.push_back(folder);
+        }
     }
     instrumented.insert(instrumented.end(), args.begin(), args.end());
     instrumented.insert(instrumented.end(), link_args.begin(), link_args.end());

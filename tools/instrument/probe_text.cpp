@@ -552,6 +552,12 @@ std::string probe_declarations(bool cplusplus, ProbeStyle style) {
            "__extension__ typedef long long mirt_probe_count_;\n#pragma GCC diagnostic pop\n";
     out += "#ifdef _WIN32\n" + functions("__declspec(dllimport) ") + "#else\n" + functions("") + "#endif\n";
     if (cplusplus) out += "}\n";
+    // The copy is compiled under another name than the one its #line gives:
+    // g++ takes the source's classes for a header's, and warns of each that
+    // holds a type of the source's anonymous namespace.
+    if (cplusplus)
+        out += "#if defined(__GNUC__) && !defined(__clang__) && __GNUC__ >= 6\n"
+               "#pragma GCC diagnostic ignored \"-Wsubobject-linkage\"\n#endif\n";
     if (cplusplus && style == ProbeStyle::function) {
         // The scope type of the public header, which a source may not include.
         auto scope = [](const char* api) {

@@ -179,13 +179,19 @@ TEST(Launcher, WhatCannotBeInstrumentedStillBuilds) {
 // still name the originals.
 TEST(Launcher, HeadersAndIncludedSourcesCountUnderTheirOwnNames) {
     std::string dir = mirt_test::make_temp_folder("mirt-cc-headers");
-    for (const char* sub : {"/include", "/src"}) mkdir((dir + sub).c_str(), 0700);
+    for (const char* sub : {"/include", "/src", "/gen"}) mkdir((dir + sub).c_str(), 0700);
     mirt_test::write_file(dir + "/include/calc.h",
                           "#pragma once\ntemplate <typename T>\nT twice(T x) {\n    return x + x;\n}\n"
                           "inline const char* where() { return __FILE__; }\n");
     mirt_test::write_file(dir + "/src/helper.c", "static int helper(int x) {\n    return x - 1;\n}\n");
+    // A header that the build folder makes includes one of the sources' own.
+    mirt_test::write_file(dir + "/gen/all.h", "#include \"local.h\"\n");
+    mirt_test::write_file(dir + "/src/local.h", "inline int local(int x) {\n    return x * 3;\n}\n");
     mirt_test::write_file(dir + "/src/one.cpp",
-                          "#include \"calc.h\"\n#include \"helper.c\"\nint one(int x) { return twice(x) + helper(x); }\n");
+                          "#include \"calc.h\"\n#include \"helper.c\"\n#include \"all.h\"\n"
+                          // g++ warns of such a class in a header, not in the source
+                          "namespace { struct Base { int b = 0; }; }\nstruct Derived : Base {};\n"
+                          "int one(int x) { return twice(x) + helper(x) + local(Derived().b); }\n");
     mirt_test::write_file(dir + "/src/main.cpp",
                           "#include <cstdio>\n#include <calc.h>\nint one(int);\nint main() {\n"
                           "    std::printf(\"%d %g %s\\n\", one(2), twice(1.5), where());\n}\n");
@@ -193,7 +199,7 @@ TEST(Launcher, HeadersAndIncludedSourcesCountUnderTheirOwnNames) {
         return mirt_test::run_program(kMirtCc, args, {}, dir);
     };
     for (std::string n : {"one", "main"}) {
-        mirt_test::RunResult r = in_dir({"g++", "-Iinclude", "-MD", "-MF", n + ".o.d", "-c", "src/" + n + ".cpp", "-o",
+        mirt_test::RunResult r = in_dir({"g++", "-Iinclude", "-Igen", "-Isrc", "-MD", "-MF", n + ".o.d", "-c", "src/" + n + ".cpp", "-o",
                                          n + ".o"});
         ASSERT_EQ(r.exit_code, 0) << r.output;
         EXPECT_EQ(r.output, "");
@@ -208,6 +214,8 @@ TEST(Launcher, HeadersAndIncludedSourcesCountUnderTheirOwnNames) {
     std::string summary = run({MIRT_MIRT_REPORT, "--map", dir, "summary", kExitFile}).out;
     EXPECT_TRUE(contains(summary, "    include/calc.h: 3 of 3 lines hit (100.0%), 5 hits, 2 of 2 functions called\n"));
     EXPECT_TRUE(contains(summary, "    src/helper.c: 2 of 2 lines hit (100.0%), 2 hits, 1 of 1 function called\n"));
+    EXPECT_TRUE(contains(summary, "    src/local.h: 2 of 2 lines hit (100.0%), 2 hits, 1 of 1 function called\n"))
+        << summary;
     mirt_test::remove_tree(dir);
 }
 
