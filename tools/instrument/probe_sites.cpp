@@ -2322,9 +2322,17 @@ private:
                 for (const Decl* d : decl->decls())
                     if (auto* local = dyn_cast<CXXRecordDecl>(d)) macro_class_sites(local);
             macro_loop_site(s);
+            // A body written after the use ("EACH(list, item)\n    total += item->n;")
+            // is a statement of its own, even an expression.
+            std::set<const Stmt*> bodies;
+            if (auto* f = dyn_cast<ForStmt>(s)) bodies = {f->getBody()};
+            else if (auto* w = dyn_cast<WhileStmt>(s)) bodies = {w->getBody()};
+            else if (auto* r = dyn_cast<CXXForRangeStmt>(s)) bodies = {r->getBody()};
+            else if (auto* i = dyn_cast<IfStmt>(s)) bodies = {i->getThen(), i->getElse()};
             for (const Stmt* child : s->children()) {
                 if (!child) continue;
-                if (isa<Expr>(child)) walk_expr(child);
+                if (bodies.count(child) && main_offset(child->getBeginLoc())) walk(child, false);
+                else if (isa<Expr>(child)) walk_expr(child);
                 else walk(child, false);
             }
             return;
@@ -2752,13 +2760,34 @@ private:
     // ("#define SKIP_SPACES(s) while (isspace(*s)) { s++; }"), and a count at
     // the start of the loop's body gives them (not for a do-while, whose
     // rounds are one fewer than its body's runs).
+    // A body written after the use ("FOREACH(list, item) {", as C libraries
+    // walk their lists) counts the rounds on the use's line from inside it.
     void macro_loop_site(const Stmt* s) {
         const Stmt* body = nullptr;
         if (auto* f = dyn_cast<ForStmt>(s)) body = f->getBody();
         else if (auto* w = dyn_cast<WhileStmt>(s)) body = w->getBody();
         else if (auto* r = dyn_cast<CXXForRangeStmt>(s)) body = r->getBody();
-        if (auto* block = dyn_cast_or_null<CompoundStmt>(body); block && counting_lines())
+        auto* block = dyn_cast_or_null<CompoundStmt>(body);
+        if (!body || !counting_lines()) return;
+        if (block && block->getLBracLoc().isMacroID()) {
             macro_brace_site(block, "", false);
+            return;
+        }
+        // The use's own count (its entries) takes one more probe there.
+        std::optional<unsigned> use = begin_offset(s->getBeginLoc());
+        if (!use || !main_offset(body->getBeginLoc())) return;
+        auto entries = std::find_if(sites_.rbegin(), sites_.rend(), [&](const Site& site) {
+            return !site.branch && site.file == file_ && site.anchor == *use && site.same_as == 0;
+        });
+        if (entries == sites_.rend()) return;
+        if (block) {
+            bool declaration = !lo_.CPlusPlus && !block->body_empty() && isa<DeclStmt>(block->body_front());
+            entries->probes.push_back({declaration ? Probe::declaration : Probe::statement,
+                                       *main_offset(block->getLBracLoc()) + 1});
+        } else if (!probe_before(*entries, body, false)) {
+            return;
+        }
+        entries->follows = 0;  // no longer what the code before it counts
     }
 
     // A count after the opening brace of block, where the brace is a macro's

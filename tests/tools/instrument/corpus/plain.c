@@ -7,6 +7,8 @@
 #define SKIP_SPACES(s) while (*(s) == ' ') { (s)++; }
 #define BUMP(n) (n)++;
 #define ADD_CASE(v, n) case v: total += n; break;
+#define EACH(i, n) for (i = 0; i < (n); i++)
+#define WHEN(c) if (c)
 
 struct item { const char* name; int weight; };
 
@@ -98,6 +100,14 @@ int main(void) {  //+
         SKIP_SPACES(text);  //+ the rounds of the macro's loop count here too
         total += *text;  //+
     }
+    EACH(i, 3) {  //+ a body after a macro's loop: its rounds count on the use's line
+        int w = items[i].weight;  //+
+        total += w;  //+
+    }
+    EACH(i, 2)  //+
+        total += i;  //+ a statement of its own, even an expression
+    WHEN(total > 0)  //+
+        total--;  //+
     total += tries() + rounds("abac");  //+
     if (total > 0)  //+
         BUMP(total);  //+ the macro's text ends the statement with its own ';'
