@@ -34,10 +34,24 @@ namespace {
 class AddressTaken : public RecursiveASTVisitor<AddressTaken> {
 public:
     std::set<const VarDecl*> variables;
+    bool shouldVisitTemplateInstantiations() const { return true; }
     bool VisitUnaryOperator(UnaryOperator* u) {
         if (u->getOpcode() == UO_AddrOf)
             if (auto* ref = dyn_cast<DeclRefExpr>(u->getSubExpr()->IgnoreParens()))
                 if (auto* v = dyn_cast<VarDecl>(ref->getDecl()); v && v->hasLocalStorage()) variables.insert(v);
+        return true;
+    }
+};
+
+// The first instantiation with a body of each function template (or member
+// of a class template), by its pattern.
+class Instantiations : public RecursiveASTVisitor<Instantiations> {
+public:
+    std::map<const FunctionDecl*, const FunctionDecl*> first;
+    bool shouldVisitTemplateInstantiations() const { return true; }
+    bool VisitFunctionDecl(FunctionDecl* fd) {
+        if (fd->isTemplateInstantiation() && fd->doesThisDeclarationHaveABody())
+            if (const FunctionDecl* pattern = fd->getTemplateInstantiationPattern()) first.emplace(pattern, fd);
         return true;
     }
 };
@@ -272,6 +286,9 @@ private:
     // assignment stores to, those lines count what the statement's line
     // counts.
     void placed_value_aliases(const Stmt* s, unsigned anchor, int line) {
+        // In a template, what a statement's value is (a number, a call)
+        // depends on the arguments: an instantiation tells.
+        if (const Stmt* made = instantiated(s)) s = made;
         const Expr* value = nullptr;
         std::map<int, unsigned> places;
         // A local aggregate's braced elements ("struct S s = {\n    .a = p->x,
@@ -1975,6 +1992,32 @@ private:
     }
     // Whether e names a variable that gcc keeps in memory: a global one, or
     // a local one whose address is taken.
+    // The statement of the walked template's first instantiation that stands
+    // where s stands in the template (a statement of a block), if any.
+    const Stmt* instantiated(const Stmt* s) {
+        if (!in_template_ || !walking_) return nullptr;
+        if (!instantiations_) {
+            Instantiations finder;
+            finder.TraverseDecl(ctx_.getTranslationUnitDecl());
+            instantiations_ = std::move(finder.first);
+        }
+        auto found = instantiations_->find(walking_);
+        if (found == instantiations_->end()) return nullptr;
+        auto& index = statements_of_[found->second];
+        if (index.empty()) index_statements(found->second->getBody(), index);
+        auto at = index.find({s->getBeginLoc().getRawEncoding(), s->getEndLoc().getRawEncoding()});
+        return at == index.end() || at->second->getStmtClass() != s->getStmtClass() ? nullptr : at->second;
+    }
+    using StatementIndex = std::map<std::pair<unsigned, unsigned>, const Stmt*>;
+    static void index_statements(const Stmt* s, StatementIndex& index) {
+        if (!s) return;
+        if (auto* block = dyn_cast<CompoundStmt>(s))
+            for (const Stmt* child : block->body())
+                if (child) index.emplace(std::make_pair(child->getBeginLoc().getRawEncoding(),
+                                                        child->getEndLoc().getRawEncoding()), child);
+        for (const Stmt* child : s->children()) index_statements(child, index);
+    }
+
     bool in_memory(const Expr* e) const {
         auto* ref = dyn_cast<DeclRefExpr>(e);
         auto* v = ref ? dyn_cast<VarDecl>(ref->getDecl()) : nullptr;
@@ -2590,6 +2633,8 @@ private:
         function_ = ++functions_seen_;
         bool saved_template = in_template_;
         in_template_ = fd->isTemplated();
+        const FunctionDecl* saved_walking = walking_;
+        walking_ = fd;
 
         const CompoundStmt* block = dyn_cast<CompoundStmt>(body);
         if (auto* t = dyn_cast<CXXTryStmt>(body)) block = t->getTryBlock();
@@ -2678,6 +2723,7 @@ private:
         guarded_ = saved_guarded;
         function_ = saved_function;
         in_template_ = saved_template;
+        walking_ = saved_walking;
         enclosing_name_ = std::move(saved_name);
         loops_.swap(saved_loops);
     }
@@ -3078,6 +3124,9 @@ private:
     int function_ = 0;        // the function being walked
     mutable std::optional<std::set<const VarDecl*>> address_taken_;  // made when first asked
     bool in_template_ = false;  // the function is a template, or inside one
+    const FunctionDecl* walking_ = nullptr;  // the function being walked
+    std::optional<std::map<const FunctionDecl*, const FunctionDecl*>> instantiations_;  // made when first asked
+    std::map<const FunctionDecl*, StatementIndex> statements_of_;
     std::optional<EmittedCode> emitted_code_;  // found when first needed
     int functions_seen_ = 0;
 };

@@ -94,6 +94,15 @@ inline int never_called() {  //+ an inline function of the source keeps its line
     return reached_from_nothing(2);  //+
 }
 
+// What an operand of a template is, an instantiation tells.
+template <typename T>
+T rounded_up(T value) {  //+
+    auto wide = value * 3ull;  //+
+    value = static_cast<T>(wide >> 1) +  //+ gcov: enters it again after the next line
+            (static_cast<T>(value >= 4) * 4);  //+
+    return value;  //+
+}
+
 template <bool B>
 int pick(int x) {  //+
     if constexpr (B &&
@@ -268,7 +277,7 @@ int main(int argc, char**) {  //+
     for (Shape* s : shapes) delete s;  //+
     for (int i = 0; i < 9; ++i) total += guarded(i) + guarded_by_macro(i);  //+
     Span span{argc * 10};  //+
-    total += span.rounded + fixed_span.rounded;  //+
+    total += span.rounded + fixed_span.rounded + rounded_up(total);  //+
     for (int x : ints) {  //+ a range-for that a break leaves: no end by its condition
         if (x > 4) break;  //+
         total += x;  //+
