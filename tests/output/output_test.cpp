@@ -55,7 +55,9 @@ TEST_F(OutputTest, SimpleCountersAndWhenTheFileIsMade) {
     EXPECT_EQ(read_file(nested), group);
 }
 
-TEST_F(OutputTest, LocalPointSectionSortsByKeyTextAndLine) {
+// The point section sorts by key text and line; the source-line section
+// sorts its files and skips zero counts.
+TEST_F(OutputTest, LocalPointAndSourceLineSectionsSortByText) {
     static char xa1[] = "x/a.cpp", xa2[] = "x/a.cpp";  // one text at two addresses
     mirt_fn("Src/app/z.cpp", 4);  // its directory differs from the next key's only in case
     mirt_fn("src/app/util.cpp", 3);
@@ -63,12 +65,21 @@ TEST_F(OutputTest, LocalPointSectionSortsByKeyTextAndLine) {
     mirt_fn("C:\\work\\a.cpp", 1);
     mirt_fn(xa1, 5);
     mirt_fn(xa2, 5);
+    for (int line : {7, 7, -1}) mirt_fn2("src/b.cpp", line);
+    mirt_fn2("src/a.cpp", 3);
+    mirt_fn2("Src/c.cpp", 1);
+    mirt_fn2("Noslash.cpp", 4);
+    file_line_table().add_count("src/b.cpp", 9, 9, 0);  // a line with no hits
+    file_line_table().file_entry("zero/z.cpp", 10);     // a file with no lines
     EXPECT_EQ(write(),
               "=== T\n>>> unknown\n"
               "--- C:\\work\\a.cpp\n### C:\\work\\a.cpp\n1,1\n"
               "--- Src/app\n### z.cpp\n4,1\n"
               "--- src/app\n### main.cpp\n2,1\n10,2\n### util.cpp\n3,1\n"
-              "--- x\n### a.cpp\n5,1\n5,1\n");
+              "--- x\n### a.cpp\n5,1\n5,1\n"
+              "--- Noslash.cpp\n### Noslash.cpp\n4,1\n"
+              "--- Src\n### c.cpp\n1,1\n"
+              "--- src\n### a.cpp\n3,1\n### b.cpp\n-1,1\n7,2\n");
     // The table is left compacted and sorted at its front.
     EXPECT_STREQ(reinterpret_cast<const char*>(point_hit_table[0].key), "C:\\work\\a.cpp");
     EXPECT_EQ(point_hit_table[3].line, 10);
@@ -111,47 +122,24 @@ TEST_F(OutputTest, MergedPointSectionGroupsByTextAndFoldsDirectoryCase) {
     EXPECT_EQ(merged_points().size(), 3u);  // the table's slots were taken out again
 }
 
-TEST_F(OutputTest, SourceLineSectionSortsFilesAndSkipsZeroCounts) {
-    for (int line : {7, 7, -1}) mirt_fn2("src/b.cpp", line);
-    mirt_fn2("src/a.cpp", 3);
-    mirt_fn2("Src/c.cpp", 1);
-    mirt_fn2("Noslash.cpp", 4);
-    file_line_table().add_count("src/b.cpp", 9, 9, 0);  // a line with no hits
-    file_line_table().file_entry("zero/z.cpp", 10);     // a file with no lines
-    EXPECT_EQ(write(),
-              "=== T\n>>> unknown\n"
-              "--- Noslash.cpp\n### Noslash.cpp\n4,1\n"
-              "--- Src\n### c.cpp\n1,1\n"
-              "--- src\n### a.cpp\n3,1\n### b.cpp\n-1,1\n7,2\n");
-}
-
-TEST_F(OutputTest, StaticSectionWritesCountsAboveZeroByLineNumber) {
-    static int two_lines[] = {10, 20, 30}, one_lines[] = {1, 2}, three_lines[] = {5},
-               four_lines[] = {6, 7};
+// The static section: counts above zero, by line number, read from the
+// callers' own tables at the write (uncopied), every registration apart. The
+// module section: a module's variants and the records loaded from clients
+// summed per line, lines ascending; a single registration keeps its own order.
+// The registry holds copies of the lines: the caller's may change afterwards.
+TEST_F(OutputTest, StaticAndModuleSectionsWriteTheRegisteredTables) {
+    static int two_lines[] = {10, 20, 30}, one_lines[] = {1, 2}, three_lines[] = {5}, four_lines[] = {6, 7};
     static long long two_counts[3], one_counts[2], three_counts[1], four_counts[2];
     EXPECT_EQ(mirt_reg("b/two.cpp", 3, two_lines, two_counts), 0);
     EXPECT_EQ(c_mirt_reg("b/two.cpp", 3, two_lines, two_counts), 0);  // two registrations
     EXPECT_EQ(c_mirt_reg("A/one.cpp", 2, one_lines, one_counts), 0);
     mirt_reg("a/three.cpp", 1, three_lines, three_counts);
     mirt_reg("a/four.cpp", 2, four_lines, four_counts);
-    // The callers' own tables are read at the write, uncopied.
     two_counts[1] = 3;
     three_counts[0] = -2;
     four_counts[0] = 1;
     four_counts[1] = 2;
-    EXPECT_EQ(write(),
-              "=== T\n>>> unknown\n"
-              "--- a\n### four.cpp\n6,1\n7,2\n"
-              "--- b\n### two.cpp\n20,3\n### two.cpp\n20,3\n");
-    EXPECT_STREQ(static_registrations()[0].name, "A/one.cpp");  // left sorted by name
-}
-
-// A module's variants and the records loaded from clients are summed per
-// line, lines ascending; a single registration keeps its own order. The
-// registry holds copies of the lines: the caller's may change afterwards.
-TEST_F(OutputTest, ModuleSectionWritesMergedViews) {
-    int x_lines[] = {3, 1}, x_other[] = {1, -4}, y_lines[] = {8}, z_lines[] = {1},
-        w_lines[] = {5, 2};
+    int x_lines[] = {3, 1}, x_other[] = {1, -4}, y_lines[] = {8}, z_lines[] = {1}, w_lines[] = {5, 2};
     long long* xt = mirt_reg2("m/x.cpp", 2, x_lines);
     long long* xv = mirt_reg2("m/x.cpp", 2, x_other);
     mirt_reg2("M/y.cpp", 1, y_lines);
@@ -165,11 +153,10 @@ TEST_F(OutputTest, ModuleSectionWritesMergedViews) {
     from_client->counters[0] = 6;
     register_loaded_record(from_client);  // y counts only through this record
     x_lines[0] = w_lines[0] = 99;
-    EXPECT_EQ(write(),
-              "=== T\n>>> unknown\n"
-              "--- M\n### y.cpp\n8,6\n### w.cpp\n5,1\n2,1\n### x.cpp\n-4,1\n1,5\n3,2\n");
-    EXPECT_EQ(module_names(),
-              (std::vector<std::string>{"M/y.cpp", "m/w.cpp", "m/x.cpp", "m/z.cpp"}));
+    EXPECT_EQ(write(), "=== T\n>>> unknown\n--- a\n### four.cpp\n6,1\n7,2\n--- b\n### two.cpp\n20,3\n### two.cpp\n20,3\n"
+                       "--- M\n### y.cpp\n8,6\n### w.cpp\n5,1\n2,1\n### x.cpp\n-4,1\n1,5\n3,2\n");
+    EXPECT_STREQ(static_registrations()[0].name, "A/one.cpp");  // left sorted by name
+    EXPECT_EQ(module_names(), (std::vector<std::string>{"M/y.cpp", "m/w.cpp", "m/x.cpp", "m/z.cpp"}));
 }
 
 // A clear zeroes every count and keeps every structure: the tables handed
@@ -242,29 +229,26 @@ TEST_F(OutputTest, SectionsInTheirOrderAndEveryFailingLineReportedWithItsSourceL
     next.replace(next.find("8,1"), 3, "8,1\n8,1");
     EXPECT_EQ(write(), group + next);
 
+    const std::string to_file = "can't fprintf to file", to_out = "can't fprintf to mirt.out", to_out_dot = to_out + ".";
+    // A failing section line ends only its own section; a failing counter line skips the two sections after it.
+    const char* const section_ended = "=== T\n>>> unknown\n--- d\n### p.cpp\n--- d\n### f.cpp\n6,1\n12,1\n--- d\n### s.cpp\n"
+                                      "4,2\n--- d\n### m.cpp\n4,3\n";
+    const char* const counter_failed = "=== T\n>>> unknown\n--- d\n### p.cpp\n8,1\n--- d\n### f.cpp\n6,1\n";
     const struct {
         bool merged;  // a point from a client makes the point section the merged one
         int line_number, source_line;
-        const char* message;
+        std::string message;
         bool names_path;
+        const char* written = nullptr;  // what the file then holds, where checked
     } cases[] = {
-        {false, 0, 1202, "can't fprintf to file", true},
-        {false, 1, 1328, "can't fprintf to file", false},
-        {false, 2, 1337, "can't fprintf to file", false},
-        {false, 3, 1346, "can't fprintf to file", false},
-        {true, 1, 1417, "can't fprintf to file", false},
-        {true, 2, 1427, "can't fprintf to file", false},
-        {true, 6, 1436, "can't fprintf to file", false},  // the count of the second key
-        {false, 4, 280, "can't fprintf to mirt.out", false},
-        {false, 5, 288, "can't fprintf to mirt.out", false},
-        {false, 6, 295, "can't fprintf to mirt.out", false},
-        {false, 7, 1222, "can't fprintf to file", true},
-        {false, 8, 1065, "can't fprintf to mirt.out.", false},
-        {false, 9, 1073, "can't fprintf to mirt.out.", false},
-        {false, 10, 1080, "can't fprintf to mirt.out.", false},
-        {false, 11, 1113, "can't fprintf to mirt.out.", false},
-        {false, 12, 1122, "can't fprintf to mirt.out.", false},
-        {false, 13, 1131, "can't fprintf to mirt.out.", false},
+        {false, 0, 1202, to_file, true}, {false, 1, 1328, to_file, false}, {false, 2, 1337, to_file, false},
+        {false, 3, 1346, to_file, false, section_ended}, {true, 1, 1417, to_file, false},
+        {true, 2, 1427, to_file, false}, {true, 6, 1436, to_file, false},  // the count of the second key
+        {false, 4, 280, to_out, false}, {false, 5, 288, to_out, false}, {false, 6, 295, to_out, false},
+        {false, 7, 1222, to_file, true, counter_failed}, {false, 8, 1065, to_out_dot, false},
+        {false, 9, 1073, to_out_dot, false}, {false, 10, 1080, to_out_dot, false},
+        {false, 11, 1113, to_out_dot, false}, {false, 12, 1122, to_out_dot, false},
+        {false, 13, 1131, to_out_dot, false},
     };
     for (const auto& c : cases) {
         record(c.merged);
@@ -278,19 +262,10 @@ TEST_F(OutputTest, SectionsInTheirOrderAndEveryFailingLineReportedWithItsSourceL
         std::string printed = testing::internal::GetCapturedStdout();
         output_vprintf = vfprintf;
         SCOPED_TRACE("line " + std::to_string(c.line_number));
-        EXPECT_EQ(printed,
-                  "Error: can't fprintf to " + (c.names_path ? out_path : "mirt.out") + "\n");
+        EXPECT_EQ(printed, "Error: can't fprintf to " + (c.names_path ? out_path : "mirt.out") + "\n");
         EXPECT_EQ(mirt_test::lines_of(read_file(error_log_path)).size(), 1u);
         EXPECT_TRUE(logged(c.source_line, c.message));
-        if (c.source_line == 1346) {  // a failing section line ends only its own section
-            EXPECT_EQ(read_file(out_path),
-                      "=== T\n>>> unknown\n--- d\n### p.cpp\n--- d\n### f.cpp\n"
-                      "6,1\n12,1\n--- d\n### s.cpp\n4,2\n--- d\n### m.cpp\n4,3\n");
-        }
-        if (c.source_line == 1222) {  // a failing counter line skips the two sections after it
-            EXPECT_EQ(read_file(out_path),
-                      "=== T\n>>> unknown\n--- d\n### p.cpp\n8,1\n--- d\n### f.cpp\n6,1\n");
-        }
+        if (c.written != nullptr) { EXPECT_EQ(read_file(out_path), c.written); }
     }
 }
 
