@@ -9,7 +9,6 @@
 #include "tests/tools/report/report_fixture.h"
 
 using namespace mirt_report;
-using mirt_report_test::parse_text;
 using mirt_report_test::set_of;
 using CoverageFiles = mirt_report_test::ReportFolder;
 

@@ -106,23 +106,16 @@ TEST(CoverageParser, RecordGroupsStartTheirHeadingsOver) {
 // Each malformed input stops the reading with its line number and a message.
 TEST(CoverageParser, MalformedInputIsReportedWithItsLine) {
     const std::string head = "=== a\n>>> b\n";
-    const struct {
+    struct Case {
         std::string text;
         std::size_t line;
         std::string message;
-    } cases[] = {
+    };
+    std::vector<Case> cases = {
         {"junk\n", 1, "before the first \"=== \" test name line: \"junk\""},
         {"=== a\nfoo\n", 1, "not followed by a \">>> \" label line"},
         {"=== a\n", 1, "at the end of the input without its \">>> \" label line"},
         {"=== a\n=== b\n>>> c\n", 1, "not followed by a \">>> \" label line"},
-        {head + "12,x\n", 3, "not a heading"},
-        {head + "\n", 3, "not a heading"},
-        {head + " 1,2\n", 3, "not a heading"},
-        {head + "+1,2\n", 3, "not a heading"},
-        {head + "1, 2\n", 3, "not a heading"},
-        {head + "1,2 \n", 3, "not a heading"},
-        {head + ",2\n", 3, "not a heading"},
-        {head + "---d\n", 3, "not a heading"},
         {head + std::string("1,2\0", 4) + "\n", 3, "\"1,2\\x00\""},
         {head + "--- d\n5,1\n", 4, "between a directory heading and its file heading"},
         {head + "--- d\n--- e\n", 4, "right after another one"},
@@ -137,15 +130,14 @@ TEST(CoverageParser, MalformedInputIsReportedWithItsLine) {
         {head + "--- d\n### f\n12=== b\n>>> c\n", 5, "cut short here"},
         {head + std::string(70000, 'x') + "\n", 3, "line longer than 65536 bytes"},
     };
+    for (const char* line : {"12,x", "", " 1,2", "+1,2", "1, 2", "1,2 ", ",2", "---d"})
+        cases.push_back({head + line + "\n", 3, "not a heading"});
     for (const auto& c : cases) {
         SCOPED_TRACE(quote_line(c.text));
         auto p = parse_text(c.text);
         EXPECT_FALSE(p.ok);
         ASSERT_EQ(p.diagnostics.size(), 1u);
-        const Diagnostic& d = p.diagnostics[0];
-        EXPECT_EQ(d.source, "cov.out");
-        EXPECT_EQ(d.line, c.line);
-        EXPECT_TRUE(d.error);
+        const Diagnostic& d = p.diagnostics[0];  // its name, line and kind: in the text it gives
         EXPECT_NE(d.message.find(c.message), std::string::npos) << d.message;
         EXPECT_EQ(to_string(d).rfind("cov.out:" + std::to_string(c.line) + ": error: ", 0), 0u) << to_string(d);
     }
@@ -171,7 +163,6 @@ TEST(CoverageParser, LenientReadingSkipsMalformedLines) {
     EXPECT_EQ(lines_of(cut.groups[1], "d/f"), (LineCounts{{4, 4}}));
     std::vector<std::size_t> lines;
     for (const Diagnostic& d : p.diagnostics) {
-        EXPECT_FALSE(d.error);
         EXPECT_NE(to_string(d).find(": warning: "), std::string::npos);
         lines.push_back(d.line);
     }
