@@ -51,7 +51,8 @@ TEST(CompileCommand, SourcesLanguagesStepsAndDependencyFiles) {
     for (const auto& c : cases) EXPECT_EQ(describe(c.command), c.expected);
 }
 
-TEST(CompileCommand, ParseFlagsKeepWhatShapesTheSource) {
+// The flags that shape the source, for the parse; those that change the target and the system folders.
+TEST(CompileCommand, ParseFlagsKeepWhatShapesTheSourceAndDriverFlagsTheTarget) {
     CompileCommand c = parse_compile_command({"g++", "-DA=1", "-I", "inc", "-Iother", "-std=c++17", "-O2",
                                               "-Wall", "-Werror", "-g", "-fPIC", "-MD", "-MF", "x.d", "-x",
                                               "c++", "-include", "pre.h", "-fno-exceptions", "-Wl,-z,now",
@@ -59,11 +60,7 @@ TEST(CompileCommand, ParseFlagsKeepWhatShapesTheSource) {
     EXPECT_EQ(parse_flags(c),
               (std::vector<std::string>{"-DA=1", "-I", "inc", "-Iother", "-std=c++17", "-O2", "-fPIC", "-include",
                                         "pre.h", "-fno-exceptions", "-O1"}));
-}
-
-TEST(CompileCommand, DriverFlagsChangeTargetAndSystemFolders) {
-    CompileCommand c = parse_compile_command({"gcc", "-m32", "--sysroot=/sys", "-I", "-m64", "-nostdinc",
-                                              "-DX", "-c", "a.c"});
+    c = parse_compile_command({"gcc", "-m32", "--sysroot=/sys", "-I", "-m64", "-nostdinc", "-DX", "-c", "a.c"});
     EXPECT_EQ(driver_flags(c), (std::vector<std::string>{"-m32", "--sysroot=/sys", "-nostdinc"}))
         << "-m64 here is the value of -I, not a flag";
 }

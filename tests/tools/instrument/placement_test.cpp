@@ -14,22 +14,12 @@ namespace {
 
 std::string corpus(const std::string& name) { return std::string(MIRT_CORPUS) + "/" + name; }
 
-// Probes in the source only: its copy is compiled alone, beside the original headers.
-SiteOptions in_source_only(ProbeStyle style) {
-    SiteOptions site;
-    site.style = style;
-    site.headers = false;
-    return site;
-}
-
 std::vector<int> marked_lines(const std::string& path) {
     std::vector<int> marked;
     std::vector<std::string> lines = mirt_test::lines_of(mirt_test::read_file(path));
-    for (size_t n = 0; n < lines.size(); ++n) {
-        const std::string& line = lines[n];
-        if (line.find("//+") != std::string::npos || line.find("/*+*/") != std::string::npos)
+    for (size_t n = 0; n < lines.size(); ++n)
+        if (lines[n].find("//+") != std::string::npos || lines[n].find("/*+*/") != std::string::npos)
             marked.push_back(static_cast<int>(n + 1));
-    }
     return marked;
 }
 
@@ -38,12 +28,15 @@ struct Instrumented {
     std::vector<std::string> command;
 };
 
-// Instruments the file at path as the compiler and flags of command would compile it.
+// Instruments the file at path as the compiler and flags of command would compile it, with
+// probes in the source only: its copy is compiled alone, beside the original headers.
 Instrumented instrument_file(const std::string& path, std::vector<std::string> command, ProbeStyle style) {
     Language lang = language_of_name(path);
     command.insert(command.end(), {"-c", path});
-    CompileCommand cmd = parse_compile_command(command);
-    return {instrument_source(path, lang, clang_arguments_for(cmd, lang), in_source_only(style)), command};
+    SiteOptions site;
+    site.style = style;
+    site.headers = false;
+    return {instrument_source(path, lang, clang_arguments_for(parse_compile_command(command), lang), site), command};
 }
 
 Instrumented instrument(const std::string& name, const std::vector<std::string>& flags, ProbeStyle style) {

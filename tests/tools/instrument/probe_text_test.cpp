@@ -62,18 +62,14 @@ TEST(SelectSites, StraightCodeCountsThroughTheFirstSiteOfItsChain) {
 
 // The styles' own texts where the builds of the other tests cannot tell them
 // apart: in C, which has no scope objects, a named point counts a function's
-// entry, and only the table style registers a table.
-TEST(RenderProbes, FunctionStyleInC) {
+// entry, and only the table style registers a table. No site leaves the text alone.
+TEST(RenderProbes, FunctionStyleInCAndNoSite) {
     SourceText c{"a.c", "void f() {\n  g();\n}\n", false};
     std::string out =
         render_instrumented(c, ProbeStyle::function, select_sites({site_at(1, 5, 10, 1)}));
     EXPECT_EQ(body_of(out, "a.c"), "void f() {c_mirt_fn(mirt_source_, 1); \n  g();\n}\n");
     EXPECT_EQ(out.find("mirt_reg2(mirt_source_"), std::string::npos);
-}
-
-TEST(RenderProbes, NoSiteLeavesTheTextAlone) {
-    SourceText src{"a.cpp", "int x = 1;\n", true};
-    EXPECT_EQ(render_instrumented(src, ProbeStyle::table, {}), src.text);
+    EXPECT_EQ(render_instrumented({"a.cpp", "int x = 1;\n", true}, ProbeStyle::table, {}), "int x = 1;\n");
 }
 
 TEST(RenderProbes, ByteOrderMarkStaysFirstAndNamesAreQuoted) {
