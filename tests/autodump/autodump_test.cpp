@@ -3,6 +3,7 @@
 // must match.
 #include <climits>
 #include <filesystem>
+#include <tuple>
 
 #include "autodump/autodump.h"
 #include "core/point_table.h"
@@ -13,11 +14,6 @@ using namespace mirt_test;
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string counter_bytes(uint32_t n) {
-    return {static_cast<char>(n), static_cast<char>(n >> 8), static_cast<char>(n >> 16),
-            static_cast<char>(n >> 24)};
-}
 
 class AutodumpTest : public RuntimeTest {
 protected:
@@ -82,10 +78,8 @@ TEST_F(AutodumpTest, FirstStartWritesTheConfigurationAndTheNextStartReadsIt) {
               (std::vector<std::string>{"[MIRT_AUTODUMP]", "TIMEINTERVAL=5", "MAXFILESIZE=2",
                                         "AUTODUMP=1"}));
     const AutodumpSettings& s = autodump_settings;
-    EXPECT_EQ(s.interval, 300000);
-    EXPECT_EQ(s.max_file_size, 2465792u);
-    EXPECT_EQ(s.dump_switch, 1);
-    EXPECT_TRUE(s.timer_running);
+    EXPECT_EQ(std::make_tuple(s.interval, s.max_file_size, s.dump_switch, s.timer_running),
+              std::make_tuple(300000, 2465792u, 1, true));
     EXPECT_TRUE(fs::is_directory(datafiles));
     EXPECT_FALSE(file_exists(testcase_counter) || file_exists(outfile_counter));
 
@@ -116,18 +110,15 @@ TEST_F(AutodumpTest, ConfigurationValuesAndTheirLimits) {
         {section + "TIMEINTERVAL=35791\nAUTODUMP=1\n", 2147460000, 2465792, 1},
         // Beyond the 32-bit milliseconds the longest interval is taken.
         {section + "TIMEINTERVAL=35792\n", INT32_MAX, 2465792, 0},
-        {section + "TIMEINTERVAL=99999999999\nAUTODUMP=99999999999\n", INT32_MAX, 2465792,
-         INT32_MAX},
+        {section + "TIMEINTERVAL=99999999999\nAUTODUMP=99999999999\n", INT32_MAX, 2465792, INT32_MAX},
         {"[mirt_autodump]\r\n  timeinterval = 2 \r\nAutoDump=1\r\n", 120000, 2465792, 1},
-        {section + "no key\nTIMEINTERVAL=\"3\"\nAUTODUMP='2'\n", 180000, 2465792,
-         2},  // one pair of quotes
+        {section + "no key\nTIMEINTERVAL=\"3\"\nAUTODUMP='2'\n", 180000, 2465792, 2},  // one pair of quotes
         {"[OTHER]\nTIMEINTERVAL=9\nAUTODUMP=1\n" + section + "MAXFILESIZE=1\n", 300000, 1048576, 0},
     };
     for (const auto& c : cases) {
         AutodumpSettings s = loaded(c.text);
-        EXPECT_EQ(s.interval, c.interval) << c.text;
-        EXPECT_EQ(s.max_file_size, c.size) << c.text;
-        EXPECT_EQ(s.dump_switch, c.dump_switch) << c.text;
+        EXPECT_EQ(std::make_tuple(s.interval, s.max_file_size, s.dump_switch),
+                  std::make_tuple(c.interval, c.size, c.dump_switch)) << c.text;
     }
     // A value that is not taken leaves what memory held, not the initial value.
     autodump_settings.interval = 120000;

@@ -18,6 +18,7 @@ Lines lines_in(const std::string& file) {
 }  // namespace
 
 // Every entry point reaches the same entries; a null name counts nothing.
+// Names are the bytes of each call, and merged counts sum.
 TEST_F(RuntimeTest, LinesCountPerExactFileNameAndAscendBySignedOrder) {
     static char a[] = "src/a.cpp", same[] = "src/a.cpp";  // one text at two addresses
     EXPECT_EQ(mirt_fn2(a, 20), 0);
@@ -35,9 +36,7 @@ TEST_F(RuntimeTest, LinesCountPerExactFileNameAndAscendBySignedOrder) {
     EXPECT_EQ(file_line_table().file_count(), 3u);
     EXPECT_EQ(total_of(*file_line_table().find("src/a.cpp")), 9);
     EXPECT_EQ(file_line_table().find("src/b.cpp"), nullptr);
-}
 
-TEST_F(RuntimeTest, NamesAreTheBytesOfEachCallAndMergedCountsSum) {
     char buffer[32] = "first/a.cpp";
     mirt_fn2(buffer, 1);
     mirt_fn2(buffer, 1);

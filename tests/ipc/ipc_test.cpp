@@ -48,22 +48,21 @@ TEST(IpcNames, NamesAndRegistrationTexts) {
     }
 }
 
-// A merge that failed holds nothing: the next merge and write run (they
-// would hang on a lock left held).
-TEST_F(RuntimeTest, DataFileOfAnEmptyProcessIsThreeZeroCounts) {
-    std::string path = join(folder, "empty_N");
-    ASSERT_TRUE(write_data_file(path.c_str()));
-    EXPECT_EQ(mirt_test::read_file(path), std::string(24, '\0'));
+// The data file of an empty process is three zero counts. A merge that
+// failed holds nothing: the next merge and write run (they would hang on a
+// lock left held). A module registered twice travels as one record with summed
+// counts per line; a point whose key is the empty text comes back empty;
+// merging a file twice appends its modules and points twice and adds its line
+// counts twice.
+TEST_F(RuntimeTest, DataFileCarriesModulesPointsAndLines) {
+    std::string empty = join(folder, "empty_N");
+    ASSERT_TRUE(write_data_file(empty.c_str()));
+    EXPECT_EQ(mirt_test::read_file(empty), std::string(24, '\0'));
     EXPECT_FALSE(write_data_file(join(join(folder, "missing"), "x_N").c_str()));
     EXPECT_FALSE(merge_data_file(join(folder, "missing_N").c_str()));
-    EXPECT_TRUE(merge_data_file(path.c_str()));
+    EXPECT_TRUE(merge_data_file(empty.c_str()));
     mirt_write_coverage_data(join(folder, "out").c_str());
-}
 
-// A module registered twice travels as one record with summed counts per
-// line; a point whose key is the empty text comes back empty; merging a file
-// twice appends its modules and points twice and adds its line counts twice.
-TEST_F(RuntimeTest, DataFileCarriesModulesPointsAndLines) {
     int lines_a[] = {2, 1}, lines_b[] = {2, 3};
     mirt_reg2("m.cpp", 2, lines_a)[0] = 5;
     long long* b = mirt_reg2("m.cpp", 2, lines_b);

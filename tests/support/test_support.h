@@ -31,6 +31,8 @@ std::vector<std::string> lines_of(const std::string& text);
 // when there is none): they have no heading.
 using Counts = std::map<std::string, long long>;
 Counts line_counts_in(const std::string& text);
+// What an auto-dump counter file holds for n: four bytes, little-endian.
+inline std::string counter_bytes(unsigned n) { return {char(n), char(n >> 8), char(n >> 16), char(n >> 24)}; }
 
 // Copies a test program into folder under a new executable name, with what it
 // needs beside it to start there. Returns the new program's path.
