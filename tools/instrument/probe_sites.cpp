@@ -1990,8 +1990,6 @@ private:
             return placed_code(element->getIdx(), false, lines);
         }
     }
-    // Whether e names a variable that gcc keeps in memory: a global one, or
-    // a local one whose address is taken.
     // The statement of the walked template's first instantiation that stands
     // where s stands in the template (a statement of a block), if any.
     const Stmt* instantiated(const Stmt* s) {
@@ -2018,6 +2016,8 @@ private:
         for (const Stmt* child : s->children()) index_statements(child, index);
     }
 
+    // Whether e names a variable that gcc keeps in memory: a global one, or
+    // a local one whose address is taken.
     bool in_memory(const Expr* e) const {
         auto* ref = dyn_cast<DeclRefExpr>(e);
         auto* v = ref ? dyn_cast<VarDecl>(ref->getDecl()) : nullptr;
@@ -2805,9 +2805,9 @@ private:
     // adds the rounds of a loop that lies on one line to the line's count
     // ("#define SKIP_SPACES(s) while (isspace(*s)) { s++; }"), and a count at
     // the start of the loop's body gives them (not for a do-while, whose
-    // rounds are one fewer than its body's runs).
-    // A body written after the use ("FOREACH(list, item) {", as C libraries
-    // walk their lists) counts the rounds on the use's line from inside it.
+    // rounds are one fewer than its body's runs). A body written after the
+    // use ("FOREACH(list, item) {", as C libraries walk their lists) counts
+    // the rounds on the use's line from inside it.
     void macro_loop_site(const Stmt* s) {
         const Stmt* body = nullptr;
         if (auto* f = dyn_cast<ForStmt>(s)) body = f->getBody();
@@ -3124,7 +3124,7 @@ private:
     int function_ = 0;        // the function being walked
     mutable std::optional<std::set<const VarDecl*>> address_taken_;  // made when first asked
     bool in_template_ = false;  // the function is a template, or inside one
-    const FunctionDecl* walking_ = nullptr;  // the function being walked
+    const FunctionDecl* walking_ = nullptr;  // the declaration of that function
     std::optional<std::map<const FunctionDecl*, const FunctionDecl*>> instantiations_;  // made when first asked
     std::map<const FunctionDecl*, StatementIndex> statements_of_;
     std::optional<EmittedCode> emitted_code_;  // found when first needed
