@@ -1716,6 +1716,7 @@ private:
             // test alone. An arm that makes an object over several lines
             // ("std::string(a,\n    b)") is made where it ends.
             bool both_constant = constant_arms(c);
+            std::vector<size_t> arm_sites;  // the sites of arms that run code, by their index
             for (const Expr* arm : {c->getTrueExpr(), c->getFalseExpr()}) {
                 if (auto* inner = dyn_cast<ConditionalOperator>(arm->IgnoreParenImpCasts());
                     inner && !runs_code(inner->getCond()))
@@ -1728,7 +1729,17 @@ private:
                 }
                 std::optional<unsigned> end =
                     explicit_construction(without_copies(arm)) ? main_offset(arm->getEndLoc()) : std::nullopt;
+                size_t made = sites_.size();
                 operand_site(arm, from, false, end ? line_at(*end) : 0);
+                if (sites_.size() == made + 1) arm_sites.push_back(made);
+            }
+            // Both arms on one line ("a ?\n    f() : g()"): that line counts
+            // whichever runs, one count with a probe in each.
+            if (arm_sites.size() == 2 && arm_sites[1] + 1 == sites_.size() &&
+                sites_[arm_sites[0]].line == sites_[arm_sites[1]].line) {
+                Site& first = sites_[arm_sites[0]];
+                first.probes.insert(first.probes.end(), sites_.back().probes.begin(), sites_.back().probes.end());
+                sites_.pop_back();
             }
         } else if (auto* call = dyn_cast<CallExpr>(e)) {
             // Built-ins may want constants, and a comma is not one (library

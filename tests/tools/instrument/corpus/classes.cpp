@@ -278,6 +278,9 @@ int main(int argc, char**) {  //+
     for (int i = 0; i < 9; ++i) total += guarded(i) + guarded_by_macro(i);  //+
     Span span{argc * 10};  //+
     total += span.rounded + fixed_span.rounded + rounded_up(total);  //+
+    for (int i = 0; i < 3; ++i)  //+
+        total += i % 2 ?  //+ gcov: enters it again to add what the arms give
+            doubled(i) : doubled(i + 1);  //+ both arms on one line: whichever runs
     for (int x : ints) {  //+ a range-for that a break leaves: no end by its condition
         if (x > 4) break;  //+
         total += x;  //+
