@@ -147,14 +147,6 @@ std::vector<std::string> clang_arguments(const CompilerSetup& setup, const std::
             args.push_back("-isystem");
             args.push_back(clang_resource_folder + "/include");
         }
-        // Headers that only gcc's folders hold (quadmath.h, omp.h) are
-        // still found there, after everything else: "#if
-        // __has_include(<quadmath.h>)" then takes the branch gcc takes.
-        for (const std::string& folder : setup.include_folders) {
-            if (!is_gcc_internal(folder) || clang_resource_folder.empty()) continue;
-            args.push_back("-idirafter");
-            args.push_back(folder);
-        }
     }
     return args;
 }
