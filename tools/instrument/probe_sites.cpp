@@ -322,6 +322,12 @@ private:
             if (bare && !isa<ConditionalOperator>(bare) && !(logical && logical->isLogicalOp()) &&
                 !isa<DeclRefExpr>(bare) && !constant_value(value))
                 place_at(value->getBeginLoc(), places);
+            // gcc's C stores what ?: chose where the declarator stands, calls
+            // in the arms or not.
+            auto* chosen = dyn_cast_or_null<ConditionalOperator>(bare);
+            std::optional<unsigned> name = v ? main_offset(v->getLocation()) : std::nullopt;
+            if (chosen && name && !lo_.CPlusPlus && !constant_arms(chosen) && !min_or_max(chosen))
+                add_aliases({{line_at(*name), *name}}, anchor, line);
         } else if (auto* r = dyn_cast<ReturnStmt>(s)) {
             value = r->getRetValue();
             if (value) placed_code(value, false, places);
@@ -828,6 +834,20 @@ private:
             !makes_object(c->getFalseExpr()))
             return {};
         return main_offset(c->getQuestionLoc());
+    }
+    // "a < b ? a : b" and the like, which gcc computes without a branch.
+    static bool min_or_max(const ConditionalOperator* c) {
+        auto* test = dyn_cast<BinaryOperator>(c->getCond()->IgnoreParenImpCasts());
+        auto name = [](const Expr* e) -> const Decl* {
+            auto* ref = dyn_cast<DeclRefExpr>(e->IgnoreParenImpCasts());
+            return ref ? ref->getDecl() : nullptr;
+        };
+        if (!test || !test->isRelationalOp()) return false;
+        const Decl* a = name(c->getTrueExpr());
+        const Decl* b = name(c->getFalseExpr());
+        const Decl* l = name(test->getLHS());
+        const Decl* r = name(test->getRHS());
+        return a && b && l && r && ((a == l && b == r) || (a == r && b == l));
     }
     bool constant_arms(const ConditionalOperator* c) const {
         return constant_value(c->getTrueExpr()) && constant_value(c->getFalseExpr());
@@ -1741,6 +1761,12 @@ private:
                 first.probes.insert(first.probes.end(), sites_.back().probes.begin(), sites_.back().probes.end());
                 sites_.pop_back();
             }
+            // gcc's C takes the value that either arm gives where ':' stands:
+            // that line counts every evaluation (its count comes first there,
+            // before an arm's). Not where gcc makes a minimum or maximum of it.
+            std::optional<unsigned> colon = main_offset(c->getColonLoc());
+            if (!lo_.CPlusPlus && colon && !both_constant && !c->getType()->isVoidType() && !min_or_max(c))
+                operand_site(c, from, true, line_at(*colon));
         } else if (auto* call = dyn_cast<CallExpr>(e)) {
             // Built-ins may want constants, and a comma is not one (library
             // functions that the compiler knows, printf and the like, are

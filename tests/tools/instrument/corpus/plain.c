@@ -1,5 +1,6 @@
 /* plain.c: a C program, compiled as C. */
 #include <setjmp.h>
+#include <stdatomic.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -108,6 +109,14 @@ int main(void) {  //+
         total += i;  //+ a statement of its own, even an expression
     WHEN(total > 0)  //+
         total--;  //+
+    static _Atomic int calls;
+    atomic_fetch_add(&calls, 1);  //+ the parse takes Clang's own atomics
+    for (i = 0; i < 2; i++) {  //+
+        const char* chosen =  //+ C stores what ?: chose where the declarator stands
+            total > i ? strchr(items[i].name, 'b')  //+
+                      : items[1].name;  //+ and takes it where ':' stands
+        total += chosen != NULL;  //+
+    }
     total += tries() + rounds("abac");  //+
     if (total > 0)  //+
         BUMP(total);  //+ the macro's text ends the statement with its own ';'
