@@ -816,7 +816,7 @@ private:
     }
 
     // Where a value chosen by ?: is computed when its condition has no code
-    // of its own and an arm has: where "?" stands; when the condition is a
+    // of its own and an arm has: where "?" stands (":" in C); when the condition is a
     // constant, where the chosen arm starts (gcc keeps that arm alone).
     std::optional<unsigned> choice_at(const Expr* value) {
         auto* c = dyn_cast<ConditionalOperator>(value->IgnoreParenImpCasts());
@@ -833,7 +833,7 @@ private:
         if (!runs_code(c->getTrueExpr()) && !runs_code(c->getFalseExpr()) && !makes_object(c->getTrueExpr()) &&
             !makes_object(c->getFalseExpr()))
             return {};
-        return main_offset(c->getQuestionLoc());
+        return main_offset(lo_.CPlusPlus ? c->getQuestionLoc() : c->getColonLoc());  // gcc's C: at ':'
     }
     // "a < b ? a : b" and the like, which gcc computes without a branch.
     static bool min_or_max(const ConditionalOperator* c) {

@@ -116,6 +116,10 @@ int main(void) {  //+
             total > i ? strchr(items[i].name, 'b')  //+
                       : items[1].name;  //+ and takes it where ':' stands
         total += chosen != NULL;  //+
+        const char* other = i  //+
+            ? strchr(items[0].name, 'b')  //+ the arm alone: gcc's C takes the value at ':'
+            : items[2].name;  //+
+        total += other != NULL;  //+
     }
     total += tries() + rounds("abac");  //+
     if (total > 0)  //+
