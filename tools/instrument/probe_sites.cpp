@@ -833,7 +833,12 @@ private:
         if (!runs_code(c->getTrueExpr()) && !runs_code(c->getFalseExpr()) && !makes_object(c->getTrueExpr()) &&
             !makes_object(c->getFalseExpr()))
             return {};
-        return main_offset(lo_.CPlusPlus ? c->getQuestionLoc() : c->getColonLoc());  // gcc's C: at ':'
+        // gcc's C computes it at ':', but an arm that starts the line of the
+        // test then has no count of its own: the statement's stays there.
+        std::optional<unsigned> question = main_offset(c->getQuestionLoc());
+        std::optional<unsigned> test = begin_offset(c->getBeginLoc());
+        if (lo_.CPlusPlus || !question || !test || line_at(*question) == line_at(*test)) return question;
+        return main_offset(c->getColonLoc());
     }
     // "a < b ? a : b" and the like, which gcc computes without a branch.
     static bool min_or_max(const ConditionalOperator* c) {
