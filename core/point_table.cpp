@@ -24,6 +24,10 @@ uint64_t* simple_counters = nullptr;
 
 namespace {
 
+// A slot claimed, under the probes' lock; a write's capacity check reads the
+// count without it (point_table_full), so it is stored whole.
+void count_claimed_slot() { __atomic_store_n(&point_entry_count, point_entry_count + 1, __ATOMIC_RELAXED); }
+
 char test_name[test_text_size];
 char test_label[test_text_size];
 
@@ -165,9 +169,7 @@ bool slot_less(const PointHitEntry& x, const PointHitEntry& y) {
 }  // namespace
 
 bool point_table_allocated() { return point_hit_table != nullptr; }
-// Probes add to the count under their lock; a write's capacity check reads it
-// without that lock, so the count is stored and read whole (relaxed: a plain
-// move on the probes' path).
+// Read whole, without the probes' lock (relaxed: a plain move on their path).
 bool point_table_full() { return __atomic_load_n(&point_entry_count, __ATOMIC_RELAXED) >= point_table_cap; }
 
 void for_each_point(const std::function<void(const PointHitEntry&)>& f) {
@@ -224,7 +226,7 @@ bool enter_listed_point(const char* name, int32_t line) {
     entry->key = reinterpret_cast<uintptr_t>(name);
     entry->count = 1;
     entry->index = static_cast<uint32_t>(point_counter++);
-    __atomic_store_n(&point_entry_count, point_entry_count + 1, __ATOMIC_RELAXED);
+    count_claimed_slot();
     return true;
 }
 
@@ -291,7 +293,7 @@ extern "C" int c_mirt_fn(char* key, int line) {
             entry.line = line;
             entry.key = k;
             entry.count = 1;
-            __atomic_store_n(&point_entry_count, point_entry_count + 1, __ATOMIC_RELAXED);
+            count_claimed_slot();
             return point_counter - 1;
         }
     }
@@ -332,7 +334,7 @@ mirt_obj::mirt_obj(char* name, int line) : index(0) {
     entry->line = line;
     entry->key = reinterpret_cast<uintptr_t>(text);
     entry->count = 1;
-    __atomic_store_n(&point_entry_count, point_entry_count + 1, __ATOMIC_RELAXED);
+    count_claimed_slot();
     entry->index = static_cast<uint32_t>(point_counter);
     trace_append(point_counter);
     if (append_index_line(text, line)) {

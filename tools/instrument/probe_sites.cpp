@@ -2409,14 +2409,13 @@ private:
             macro_loop_site(s);
             // A body written after the use ("EACH(list, item)\n    total += item->n;")
             // is a statement of its own, even an expression.
-            std::set<const Stmt*> bodies;
-            if (auto* f = dyn_cast<ForStmt>(s)) bodies = {f->getBody()};
-            else if (auto* w = dyn_cast<WhileStmt>(s)) bodies = {w->getBody()};
-            else if (auto* r = dyn_cast<CXXForRangeStmt>(s)) bodies = {r->getBody()};
-            else if (auto* i = dyn_cast<IfStmt>(s)) bodies = {i->getThen(), i->getElse()};
+            auto* i = dyn_cast<IfStmt>(s);
+            auto is_body = [&](const Stmt* child) {
+                return child == loop_body(s) || (i && (child == i->getThen() || child == i->getElse()));
+            };
             for (const Stmt* child : s->children()) {
                 if (!child) continue;
-                if (bodies.count(child) && main_offset(child->getBeginLoc())) walk(child, false);
+                if (is_body(child) && main_offset(child->getBeginLoc())) walk(child, false);
                 else if (isa<Expr>(child)) walk_expr(child);
                 else walk(child, false);
             }
@@ -2850,11 +2849,15 @@ private:
     // rounds are one fewer than its body's runs). A body written after the
     // use ("FOREACH(list, item) {", as C libraries walk their lists) counts
     // the rounds on the use's line from inside it.
+    // The body of a for, while or range-for loop; null for other statements.
+    static const Stmt* loop_body(const Stmt* s) {
+        if (auto* f = dyn_cast<ForStmt>(s)) return f->getBody();
+        if (auto* w = dyn_cast<WhileStmt>(s)) return w->getBody();
+        if (auto* r = dyn_cast<CXXForRangeStmt>(s)) return r->getBody();
+        return nullptr;
+    }
     void macro_loop_site(const Stmt* s) {
-        const Stmt* body = nullptr;
-        if (auto* f = dyn_cast<ForStmt>(s)) body = f->getBody();
-        else if (auto* w = dyn_cast<WhileStmt>(s)) body = w->getBody();
-        else if (auto* r = dyn_cast<CXXForRangeStmt>(s)) body = r->getBody();
+        const Stmt* body = loop_body(s);
         auto* block = dyn_cast_or_null<CompoundStmt>(body);
         if (!body || !counting_lines()) return;
         if (block && block->getLBracLoc().isMacroID()) {
