@@ -2233,10 +2233,15 @@ private:
         if (!begin || governed_by_pragma(*begin)) return;
         Site site = new_site(line_at(*begin), *begin);
         if (entries && !probe_before(site, loop, in_sequence)) return;
+        if (latch_probes(site, body, frame)) sites_.push_back(std::move(site));
+    }
+    // The probes where each round of a loop ends and the next begins: the end
+    // of its body and every continue.
+    bool latch_probes(Site& site, const Stmt* body, const LoopFrame& frame) const {
         if (auto* block = dyn_cast<CompoundStmt>(body)) {
             std::optional<unsigned> open = main_offset(block->getLBracLoc());
             std::optional<unsigned> close = main_offset(block->getRBracLoc());
-            if (!open || !close) return;
+            if (!open || !close) return false;
             Probe p{Probe::statement, *close};
             p.at_body_end = true;
             p.body_start = *open;
@@ -2244,7 +2249,7 @@ private:
         } else {
             std::optional<unsigned> body_begin = begin_offset(body->getBeginLoc());
             std::optional<unsigned> body_end = end_offset(body);
-            if (!body_begin || !body_end) return;
+            if (!body_begin || !body_end) return false;
             site.wraps.push_back({*body_begin, *body_end});
             Probe p{Probe::statement, *body_end};
             p.at_body_end = true;
@@ -2253,7 +2258,7 @@ private:
         }
         // A continue inside a macro cannot take a probe: that path goes uncounted.
         for (const auto& c : frame.continues) probe_before(site, c.first, c.second);
-        sites_.push_back(std::move(site));
+        return true;
     }
 
     // A range-for's condition is written nowhere, so its outcomes are counted
@@ -2406,19 +2411,33 @@ private:
             if (decl)
                 for (const Decl* d : decl->decls())
                     if (auto* local = dyn_cast<CXXRecordDecl>(d)) macro_class_sites(local);
-            macro_loop_site(s);
             // A body written after the use ("EACH(list, item)\n    total += item->n;")
-            // is a statement of its own, even an expression.
+            // is a statement of its own, even an expression. The breaks and
+            // continues in a loop's body are that loop's, those in a switch's
+            // body leave the switch, whoever wrote the loop or the switch.
             auto* i = dyn_cast<IfStmt>(s);
-            auto is_body = [&](const Stmt* child) {
-                return child == loop_body(s) || (i && (child == i->getThen() || child == i->getElse()));
-            };
+            auto* d = dyn_cast<DoStmt>(s);
+            const Stmt* body = d ? d->getBody() : loop_body(s);
+            bool user_body = false;
+            LoopFrame frame;
             for (const Stmt* child : s->children()) {
                 if (!child) continue;
-                if (is_body(child) && main_offset(child->getBeginLoc())) walk(child, false);
-                else if (isa<Expr>(child)) walk_expr(child);
-                else walk(child, false);
+                bool written_after = main_offset(child->getBeginLoc()).has_value();
+                if (child == body) {
+                    frame = walk_loop_body(child, written_after);
+                    user_body = written_after;
+                } else if (i && (child == i->getThen() || child == i->getElse()) && written_after) {
+                    walk(child, false);
+                } else if (isa<Expr>(child)) {
+                    walk_expr(child);
+                } else {
+                    bool switch_body = isa<SwitchStmt>(s) && !loops_.empty();
+                    if (switch_body) ++loops_.back().switches;
+                    walk(child, false);
+                    if (switch_body) --loops_.back().switches;
+                }
             }
+            if (!d) macro_loop_site(s, user_body, frame);
             return;
         }
         if (!main_offset(begin)) return;
@@ -2592,9 +2611,10 @@ private:
         return u && u->isIncrementDecrementOp() && isa<DeclRefExpr>(u->getSubExpr()->IgnoreParenImpCasts());
     }
 
-    LoopFrame walk_loop_body(const Stmt* body) {
+    LoopFrame walk_loop_body(const Stmt* body, bool as_statement = true) {
         loops_.emplace_back();
-        walk(body, false);
+        if (as_statement || !isa<Expr>(body)) walk(body, false);
+        else walk_expr(body);
         LoopFrame frame = std::move(loops_.back());
         loops_.pop_back();
         return frame;
@@ -2726,7 +2746,7 @@ private:
             if (functions_)
                 functions_->push_back({shown, line_at(anchor), close ? line_at(*close) : line_at(anchor), file_});
         } else if (block && !constexpr_function) {
-            macro_brace_site(block, shown, true);
+            macro_brace_site(block->getLBracLoc(), "{", 1, shown, true);
         }
         std::string saved_name = std::move(enclosing_name_);
         enclosing_name_ = shown;
@@ -2844,11 +2864,14 @@ private:
 
     // A loop of a macro's own text runs on the line of the macro's use: gcov
     // adds the rounds of a loop that lies on one line to the line's count
-    // ("#define SKIP_SPACES(s) while (isspace(*s)) { s++; }"), and a count at
-    // the start of the loop's body gives them (not for a do-while, whose
-    // rounds are one fewer than its body's runs). A body written after the
-    // use ("FOREACH(list, item) {", as C libraries walk their lists) counts
-    // the rounds on the use's line from inside it.
+    // ("#define SKIP_SPACES(s) while (isspace(*s)) { s++; }"): those that go
+    // round again, not the last one that a break or a return ends. A count at
+    // the end of the loop's body and before its continues gives them (not for
+    // a do-while). Where the body's continues are the macro's own text, which
+    // takes no count, the start of the body counts instead (a break's round
+    // then counts too). A body written after the use ("FOREACH(list, item) {",
+    // as C libraries walk their lists) counts the rounds on the use's line
+    // from inside it.
     // The body of a for, while or range-for loop; null for other statements.
     static const Stmt* loop_body(const Stmt* s) {
         if (auto* f = dyn_cast<ForStmt>(s)) return f->getBody();
@@ -2856,28 +2879,30 @@ private:
         if (auto* r = dyn_cast<CXXForRangeStmt>(s)) return r->getBody();
         return nullptr;
     }
-    void macro_loop_site(const Stmt* s) {
+    // Whether a continue in s goes round the loop whose body s is.
+    static bool has_own_continue(const Stmt* s) {
+        if (!s || loop_body(s) || isa<DoStmt>(s)) return false;
+        if (isa<ContinueStmt>(s)) return true;
+        for (const Stmt* child : s->children())
+            if (has_own_continue(child)) return true;
+        return false;
+    }
+    void macro_loop_site(const Stmt* s, bool user_body, const LoopFrame& frame) {
         const Stmt* body = loop_body(s);
         auto* block = dyn_cast_or_null<CompoundStmt>(body);
         if (!body || !counting_lines()) return;
         if (block && block->getLBracLoc().isMacroID()) {
-            macro_brace_site(block, "", false);
+            if (has_own_continue(block)) macro_brace_site(block->getLBracLoc(), "{", 1, "", false);
+            else macro_brace_site(block->getRBracLoc(), "}", 0, "", false);
             return;
         }
-        // The use's own count (its entries) takes one more probe there.
+        // The use's own count (its entries) takes the rounds' probes too.
         std::optional<unsigned> use = begin_offset(s->getBeginLoc());
-        if (!use || !main_offset(body->getBeginLoc())) return;
+        if (!use || !user_body) return;
         auto entries = std::find_if(sites_.rbegin(), sites_.rend(), [&](const Site& site) {
             return !site.branch && site.file == file_ && site.anchor == *use && site.same_as == 0;
         });
-        if (entries == sites_.rend()) return;
-        if (block) {
-            bool declaration = !lo_.CPlusPlus && !block->body_empty() && isa<DeclStmt>(block->body_front());
-            entries->probes.push_back({declaration ? Probe::declaration : Probe::statement,
-                                       *main_offset(block->getLBracLoc()) + 1});
-        } else if (!probe_before(*entries, body, false)) {
-            return;
-        }
+        if (entries == sites_.rend() || !latch_probes(*entries, body, frame)) return;
         entries->follows = 0;  // no longer what the code before it counts
     }
 
@@ -2888,11 +2913,13 @@ private:
     // return v; }"), counts its entries on the line of the use, as gcov does.
     // Nothing can be written inside the use, so the instrumented text defines
     // the macro again around it, with the count after the brace.
-    void macro_brace_site(const CompoundStmt* block, const std::string& shown, bool function) {
-        SourceLocation brace = block->getLBracLoc();
+    // (A count before the closing brace, after = 0, counts the rounds that
+    // reach the end of a loop's body.)
+    void macro_brace_site(SourceLocation brace, llvm::StringRef spelling, unsigned after, const std::string& shown,
+                          bool function) {
         std::pair<FileID, unsigned> spelled = sm_.getDecomposedLoc(sm_.getSpellingLoc(brace));
-        if (brace.isMacroID() && sm_.getBufferData(spelled.first).substr(spelled.second, 1) == "{")
-            macro_copy_site(brace, spelled.second + 1, 0, false, 1, shown, function);
+        if (brace.isMacroID() && sm_.getBufferData(spelled.first).substr(spelled.second, 1) == spelling)
+            macro_copy_site(brace, spelled.second + after, 0, false, 1, shown, function);
     }
 
     // A class that a statement's macro defines, with a function that the
@@ -2908,7 +2935,7 @@ private:
             if (block && block->getLBracLoc().isMacroID() && splits_into_blocks(block)) {
                 bool saved_guarded = guarded_;
                 guarded_ = m->isConstexpr();
-                macro_brace_site(block, function_name(m, 0), true);
+                macro_brace_site(block->getLBracLoc(), "{", 1, function_name(m, 0), true);
                 guarded_ = saved_guarded;
             }
         }

@@ -6,6 +6,7 @@
 
 #define CHECK(x) do { if (!(x)) throw std::runtime_error(#x); } while (0)
 #define TWICE(s) s; s
+#define UPTO(i, n) for (int i = 0; i < (n); ++i)
 
 static int branches(int n)  //+
 {
@@ -52,7 +53,13 @@ static int loops(int n) {  //+
         s += x;  //+
         if (s > 200) break;  //+
     }
-    for (auto x : v) s += x;  //+
+    for (auto x : v) {  //+
+        s += x;  //+
+        UPTO(i, 3) {  //+
+            if (i == x % 2) break;  //+ leaves the macro's loop only
+            s += i;  //+
+        }
+    }
     for (int k = 0;; ++k) {  //+
         if (k == n % 3) break;  //+
     }

@@ -10,6 +10,7 @@
 #define ADD_CASE(v, n) case v: total += n; break;
 #define EACH(i, n) for (i = 0; i < (n); i++)
 #define WHEN(c) if (c)
+#define FIND(x, t, n, at) do { for (at = 0; at < (n); at++) { if ((t)[at] == (x)) break; } } while (0)
 
 struct item { const char* name; int weight; };
 
@@ -107,6 +108,16 @@ int main(void) {  //+
     }
     EACH(i, 2)  //+
         total += i;  //+ a statement of its own, even an expression
+    for (i = 0; i < 2; i++) {  //+
+        int at, j;
+        FIND(i + 3, "\3\4\5", 3, at);  //+ the round that a break ends does not go round
+        total += at;  //+
+        EACH(j, 4) {  //+
+            if (j == i) continue;  //+
+            if (j == 2) break;  //+ the loop's own, not the one around it
+            total += j;  //+
+        }
+    }
     WHEN(total > 0)  //+
         total--;  //+
     static _Atomic int calls;
