@@ -356,6 +356,15 @@ private:
                 add_aliases(places, anchor, line);
                 return;
             }
+            // "*slot(k) =\n    ip - base;": a call finds the place, so the
+            // value is worked out apart from the store, where it is written.
+            if (calls_something(b->getLHS()) && !calls_something(b->getRHS()) && b->getType()->isScalarType() &&
+                !b->isTypeDependent() && !b->isValueDependent()) {
+                std::map<int, unsigned> worked_out;
+                placed_code(b->getRHS(), false, worked_out);
+                add_aliases(worked_out, anchor, line);
+                return;
+            }
             bool adds = b->getOpcode() == BO_AddAssign || b->getOpcode() == BO_SubAssign;
             placed_code(b->getRHS(), !b->isCompoundAssignmentOp() || (adds && adds_constant(b->getRHS())), places);
             place_at(b->getOperatorLoc(), places);

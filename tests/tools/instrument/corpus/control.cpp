@@ -57,7 +57,8 @@ static int loops(int n) {  //+
         s += x;  //+
         UPTO(i, 3) {  //+
             if (i == x % 2) break;  //+ leaves the macro's loop only
-            s += i;  //+
+            v.at(static_cast<size_t>(i)) +=  //+
+                x - i;  //+ a call finds the place: the value is worked out where it stands
         }
     }
     for (int k = 0;; ++k) {  //+

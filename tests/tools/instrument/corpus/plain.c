@@ -14,6 +14,8 @@
 
 struct item { const char* name; int weight; };
 
+static int* pick(int* p, int i) { return p + (i - i); }  //+
+
 static int by_weight(const void* pa, const void* pb) {  //+
     const struct item* a = pa;  //+
     const struct item* b = pb;  //+
@@ -111,6 +113,8 @@ int main(void) {  //+
     for (i = 0; i < 2; i++) {  //+
         int at, j;
         FIND(i + 3, "\3\4\5", 3, at);  //+ the round that a break ends does not go round
+        *pick(&at, i) =  //+
+            total - i;  //+ a call finds the place: the value is worked out where it stands
         total += at;  //+
         EACH(j, 4) {  //+
             if (j == i) continue;  //+
