@@ -786,6 +786,9 @@ private:
             if (!at) at = new_initialiser_end(r->getRetValue());
             if (!at) at = choice_at(r->getRetValue());
             if (!at) at = value_at_end(r->getRetValue(), first);
+            // "return (\n    a && b);": a line with only the keyword (and a
+            // parenthesis) holds no code; the value's first line does.
+            if (!at) at = code_start(r->getRetValue()->IgnoreParenImpCasts());
         }
         if (!at || line_at(*at) <= first) return {};
         if (later) counted_by_statement_.insert(later);

@@ -78,6 +78,11 @@ static int loops(int n) {  //+
     return s + m;  //+
 }
 
+static int twice_plus(int n) {  //+
+    return  // the keyword's line holds no code
+        n * 2 + 1;  //+
+}
+
 static int jumps(int n) {  //+
     int s = 0;  //+
     switch (n % 6) {  //+
@@ -143,7 +148,7 @@ int main() {  //+
     for (int n = 0; n < 12; ++n) {  //+
         total += branches(n);  //+
         total += loops(n);  //+
-        total += jumps(n) + macros(n);  //+
+        total += jumps(n) + macros(n) + twice_plus(n);  //+
         total += a(n) + (n % 2 ? b(n) : 0) + ratio(n) + tests(n, n % 3);  //+
     }
     std::printf("total %d\n", total);  //+

@@ -57,6 +57,11 @@ static int table(int n) {  //+
 /* setjmp returns twice: its condition runs again with no new entry to the if. */
 static jmp_buf retry;
 static int below(int n, int limit) { return n < limit; }  //+
+static int inside(int n) {  //+
+    return (  // the keyword's line holds no code
+        n > 2 &&  //+
+        n < 99);
+}
 static int tries(void) {  //+
     volatile int n = 0;  //+
     if (setjmp(retry) != 0)  //+
@@ -136,7 +141,7 @@ int main(void) {  //+
             : items[2].name;  //+
         total += other != NULL;  //+
     }
-    total += tries() + rounds("abac");  //+
+    total += tries() + rounds("abac") + inside(total);  //+
     if (total > 0)  //+
         BUMP(total);  //+ the macro's text ends the statement with its own ';'
     switch (total % 2) {  //+
