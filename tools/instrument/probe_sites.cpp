@@ -313,6 +313,17 @@ private:
         }
         if (ds) {
             auto* v = ds->isSingleDecl() ? dyn_cast<VarDecl>(ds->getSingleDecl()) : nullptr;
+            // "auto x = [&] {\n    ...\n}();": the lambda is called where its
+            // parentheses stand (a line of its own: the declaration's line
+            // counts the lambda's entries too).
+            auto* call = v && v->hasLocalStorage() && v->getInit()
+                             ? dyn_cast<CXXOperatorCallExpr>(without_copies(v->getInit()))
+                             : nullptr;
+            if (call && call->getOperator() == OO_Call && isa<LambdaExpr>(call->getArg(0)->IgnoreImplicit())) {
+                std::optional<unsigned> called = main_offset(sm_.getExpansionLoc(call->getOperatorLoc()));
+                if (called) operand_site(v->getInit(), line, false, line_at(*called));
+                return;
+            }
             if (v && v->hasLocalStorage() && v->getInitStyle() == VarDecl::CInit && v->getType()->isScalarType())
                 value = v->getInit();
             if (value) placed_code(value, true, places);
@@ -700,11 +711,26 @@ private:
                 return close && line_at(*close) > first ? std::optional<int>(line_at(*close)) : std::nullopt;
             }
             if (!init || v->getType()->isArrayType() || v->isConstexpr()) return {};
-            // "static T x =\n    f();": the test whether it was made, and its
-            // making, run where the initialiser starts.
-            if (v->isStaticLocal() && v->getInitStyle() == VarDecl::CInit && runs_code(init)) {
-                std::optional<unsigned> start = begin_offset(init->getBeginLoc());
-                return start && line_at(*start) > first ? std::optional<int>(line_at(*start)) : std::nullopt;
+            // "static T x =\n    f();": the test whether it was made runs where
+            // the initialiser ends ("static T x = f(a,\n    b);", "static T
+            // x(\n    a);", "static T x = [] {\n ...\n}();" on their last
+            // line), its making where its code stands: a call's that starts
+            // an earlier line counts there once.
+            auto* construct = dyn_cast<CXXConstructExpr>(init->IgnoreImplicit());
+            if (v->isStaticLocal() && (runs_code(init) || (construct && !construct->getConstructor()->isTrivial()))) {
+                std::optional<unsigned> end;
+                if (v->getInitStyle() == VarDecl::CInit)
+                    end = expr_end(init);
+                else if (v->getInitStyle() == VarDecl::CallInit && construct &&
+                         construct->getParenOrBraceRange().isValid())
+                    end = main_offset(construct->getParenOrBraceRange().getEnd());
+                if (!end) return {};
+                int test_line = line_at(*end - 1);
+                auto* call = dyn_cast<CallExpr>(init->IgnoreImplicit());
+                if (call && !isa<CXXOperatorCallExpr>(call) && v->getInitStyle() == VarDecl::CInit)
+                    if (std::optional<unsigned> start = begin_offset(call->getBeginLoc()); start && line_at(*start) < test_line)
+                        operand_site(init, 0);
+                return test_line > first ? std::optional<int>(test_line) : std::nullopt;
             }
             if (v->hasGlobalStorage()) return {};
             if (v->getInitStyle() == VarDecl::CInit) {
@@ -734,7 +760,6 @@ private:
                 at = code_start(init);
                 if (std::optional<unsigned> end = value_at_end(init, first)) at = end;
             } else if (v->getInitStyle() == VarDecl::CallInit) {
-                auto* construct = dyn_cast<CXXConstructExpr>(init->IgnoreImplicit());
                 if (construct && construct->getParenOrBraceRange().isValid())
                     at = main_offset(construct->getParenOrBraceRange().getEnd());
             }

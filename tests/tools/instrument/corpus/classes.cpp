@@ -238,7 +238,18 @@ static int counter() {  //+
     static int calls = 0;
     static std::string label = "calls";  //+
     static int computed = triangle(calls + 2);  //+
+    static int spread = doubled(calls +  //+ made once
+                                computed);  //+ and tested each time where it ends
+    static std::string named(  // the constructor runs where its parentheses close
+        label.c_str());  //+
+    static int chosen = [] {  //+
+        return doubled(3);  //+
+    }();  //+ the test whether it was made
     int s = static_cast<int>(sizeof(clamp_sum(std::vector<int>{}, 1)));  //+
+    int both = [&] {  //+ and the lambda's entries; function style: the lambda's alone
+        return spread + chosen;  //+
+    }();  //+ the call stands where its parentheses do
+    s += both - spread - chosen + static_cast<int>(named.size()) - 5;  //+
     if constexpr (sizeof(int) == 4) {
         s += 1;  //+
     }
