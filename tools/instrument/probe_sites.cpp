@@ -428,10 +428,12 @@ private:
     // value (gcc, for C, at its first), and gcov counts that line each time
     // the statement runs, whatever stands there ("b);", "2};", "\"def\";").
     // The line map lets it count what the statement's line counts. A choice
-    // ("c ?\n    1 :\n    0") is placed by its arms' rules instead.
+    // ("c ?\n    1 :\n    0") is placed by its arms' rules instead, unless its
+    // last arm only reads a variable (no code of its own there).
     void return_end_alias(const ReturnStmt* r, unsigned anchor, int line) {
         const Expr* value = r->getRetValue();
-        if (!lo_.CPlusPlus || !value || isa<AbstractConditionalOperator>(value->IgnoreParenImpCasts())) return;
+        auto* choice = value ? dyn_cast<AbstractConditionalOperator>(value->IgnoreParenImpCasts()) : nullptr;
+        if (!lo_.CPlusPlus || !value || (choice && !loaded_alone(choice->getFalseExpr()))) return;
         alias_at_end(expr_end(value), anchor, line);
     }
 
@@ -876,6 +878,20 @@ private:
         std::optional<unsigned> test = begin_offset(c->getBeginLoc());
         if (lo_.CPlusPlus || !question || !test || line_at(*question) == line_at(*test)) return question;
         return main_offset(c->getColonLoc());
+    }
+    // An arm that only reads a variable or a member of one ("c ? n.on_enter
+    // :\n    node->on_exit"): gcc reads it into the result where the choice
+    // is made, and its own line holds no code.
+    static bool loaded_alone(const Expr* arm) {
+        const Expr* e = arm->IgnoreParenImpCasts();
+        while (auto* member = dyn_cast<MemberExpr>(e)) {
+            if (!isa<FieldDecl>(member->getMemberDecl())) return false;
+            e = member->getBase()->IgnoreParenImpCasts();
+        }
+        if (isa<CXXThisExpr>(e)) return e != arm->IgnoreParenImpCasts();
+        auto* ref = dyn_cast<DeclRefExpr>(e);
+        auto* v = ref ? dyn_cast<VarDecl>(ref->getDecl()) : nullptr;
+        return v && !v->getType()->isReferenceType() && !arm->getType()->isRecordType();
     }
     // "a < b ? a : b" and the like, which gcc computes without a branch.
     static bool min_or_max(const ConditionalOperator* c) {
@@ -1789,6 +1805,7 @@ private:
                         operand_site(c, from, true, line_at(*arm_at));
                     continue;
                 }
+                if (loaded_alone(arm)) continue;
                 std::optional<unsigned> end =
                     explicit_construction(without_copies(arm)) ? main_offset(arm->getEndLoc()) : std::nullopt;
                 size_t made = sites_.size();

@@ -78,6 +78,12 @@ static int loops(int n) {  //+
     return s + m;  //+
 }
 
+static int either(int n, int a, int b) {  //+
+    return n % 2 ?  //+
+        a :  // reading a variable needs no code of its own
+        b;  //+ g++ returns where the value ends
+}
+
 static int twice_plus(int n) {  //+
     return  // the keyword's line holds no code
         n * 2 + 1;  //+
@@ -148,7 +154,7 @@ int main() {  //+
     for (int n = 0; n < 12; ++n) {  //+
         total += branches(n);  //+
         total += loops(n);  //+
-        total += jumps(n) + macros(n) + twice_plus(n);  //+
+        total += jumps(n) + macros(n) + twice_plus(n) + either(n, 1, 2);  //+
         total += a(n) + (n % 2 ? b(n) : 0) + ratio(n) + tests(n, n % 3);  //+
     }
     std::printf("total %d\n", total);  //+

@@ -140,6 +140,9 @@ int main(void) {  //+
             ? strchr(items[0].name, 'b')  //+ the arm alone: gcc's C takes the value at ':'
             : items[2].name;  //+
         total += other != NULL;  //+
+        const char* which = i ? items[0].name :  //+
+                            first.name;  // reading a variable's member needs no code of its own
+        total += which[0] == 'd';  //+
     }
     total += tries() + rounds("abac") + inside(total);  //+
     if (total > 0)  //+
