@@ -1060,10 +1060,18 @@ private:
             object = member_op->getArg(0);
         if (object) {
             std::optional<unsigned> object_at = begin_offset(object->getBeginLoc());
-            bool object_is_call = isa<CallExpr>(without_copies(object)->IgnoreParenCasts());
-            if (object_is_call ? object_at && line_at(*object_at) == line && runs_code(object)
-                               : located_code(object, line))
+            // Operators placed at their end run where the last of them ends
+            // ("out << \"a\"\n    << \"b\" << n": on the later line).
+            const Expr* bare_object = without_copies(object)->IgnoreParenCasts();
+            auto* object_op = dyn_cast<CXXOperatorCallExpr>(bare_object);
+            bool object_is_call = isa<CallExpr>(bare_object);
+            if (object_op && placed_at_end(object_op)) {
+                std::optional<unsigned> end = expr_end(object_op);
+                if (end && *end > 0 && line_at(*end - 1) == line) return true;
+            } else if (object_is_call ? object_at && line_at(*object_at) == line && runs_code(object)
+                                      : located_code(object, line)) {
                 return true;
+            }
         }
         for (const Expr* arg : call->arguments())
             if (arg != object && located_code(arg, line)) return true;

@@ -344,6 +344,8 @@ int main(int argc, char**) {  //+
     out << total
         << "and "
            "a third\n";  //+
+    out << "operators that are not members "
+        << "run where the last of them ends " << total << ".";  //+
     const char* const greeting =  // code on the next line only: counted there
         std::strchr("xhello", 'h');  //+
     out  // only the object's name: no code
