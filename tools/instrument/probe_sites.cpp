@@ -716,8 +716,9 @@ private:
             // "static T x =\n    f();": the test whether it was made runs where
             // the initialiser ends ("static T x = f(a,\n    b);", "static T
             // x(\n    a);", "static T x = [] {\n ...\n}();" on their last
-            // line), its making where its code stands: a call's that starts
-            // an earlier line counts there once.
+            // line), its making where its code stands: a call's (an
+            // operator's that makes an object with a destructor, not a
+            // lambda's) that starts an earlier line counts there once.
             auto* construct = dyn_cast<CXXConstructExpr>(init->IgnoreImplicit());
             if (v->isStaticLocal() && (runs_code(init) || (construct && !construct->getConstructor()->isTrivial()))) {
                 std::optional<unsigned> end;
@@ -728,8 +729,10 @@ private:
                     end = main_offset(construct->getParenOrBraceRange().getEnd());
                 if (!end) return {};
                 int test_line = line_at(*end - 1);
-                auto* call = dyn_cast<CallExpr>(init->IgnoreImplicit());
-                if (call && !isa<CXXOperatorCallExpr>(call) && v->getInitStyle() == VarDecl::CInit)
+                auto* call = dyn_cast<CallExpr>(without_copies(init));
+                auto* op = dyn_cast_or_null<CXXOperatorCallExpr>(call);
+                bool lambda = op && op->getOperator() == OO_Call && isa<LambdaExpr>(op->getArg(0)->IgnoreImplicit());
+                if (call && !lambda && (!op || made_by_call(op)) && v->getInitStyle() == VarDecl::CInit)
                     if (std::optional<unsigned> start = begin_offset(call->getBeginLoc()); start && line_at(*start) < test_line)
                         operand_site(init, 0);
                 return test_line > first ? std::optional<int>(test_line) : std::nullopt;
