@@ -716,9 +716,9 @@ private:
             // "static T x =\n    f();": the test whether it was made runs where
             // the initialiser ends ("static T x = f(a,\n    b);", "static T
             // x(\n    a);", "static T x = [] {\n ...\n}();" on their last
-            // line), its making where its code stands: a call's (an
-            // operator's that makes an object with a destructor, not a
-            // lambda's) that starts an earlier line counts there once.
+            // line), its making where its code stands: a call's that starts
+            // an earlier line counts there once (operators placed at their
+            // end, where an operand has code there; not a lambda's call).
             auto* construct = dyn_cast<CXXConstructExpr>(init->IgnoreImplicit());
             if (v->isStaticLocal() && (runs_code(init) || (construct && !construct->getConstructor()->isTrivial()))) {
                 std::optional<unsigned> end;
@@ -732,9 +732,17 @@ private:
                 auto* call = dyn_cast<CallExpr>(without_copies(init));
                 auto* op = dyn_cast_or_null<CXXOperatorCallExpr>(call);
                 bool lambda = op && op->getOperator() == OO_Call && isa<LambdaExpr>(op->getArg(0)->IgnoreImplicit());
-                if (call && !lambda && (!op || made_by_call(op)) && v->getInitStyle() == VarDecl::CInit)
-                    if (std::optional<unsigned> start = begin_offset(call->getBeginLoc()); start && line_at(*start) < test_line)
-                        operand_site(init, 0);
+                std::optional<unsigned> start = call ? begin_offset(call->getBeginLoc()) : std::nullopt;
+                bool made_there = start && !lambda;
+                if (made_there && op && placed_at_end(op)) {
+                    made_there = chain_code_on_line(op, line_at(*start));
+                } else if (made_there && op) {
+                    made_there = made_by_call(op) && std::any_of(op->arg_begin(), op->arg_end(), [&](const Expr* arg) {
+                                     return located_code(arg, line_at(*start));
+                                 });
+                }
+                if (made_there && v->getInitStyle() == VarDecl::CInit)
+                    if (line_at(*start) < test_line) operand_site(init, 0);
                 return test_line > first ? std::optional<int>(test_line) : std::nullopt;
             }
             if (v->hasGlobalStorage()) return {};

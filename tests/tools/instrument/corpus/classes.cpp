@@ -242,6 +242,8 @@ static int counter() {  //+
                                 computed);  //+ and tested each time where it ends
     static std::string named(  // the constructor runs where its parentheses close
         label.c_str());  //+
+    static std::string joined = label +  // an operator placed at its end makes it there
+                                "!";  //+
     static int chosen = [] {  //+
         return doubled(3);  //+
     }();  //+ the test whether it was made
@@ -249,7 +251,7 @@ static int counter() {  //+
     int both = [&] {  //+ and the lambda's entries; function style: the lambda's alone
         return spread + chosen;  //+
     }();  //+ the call stands where its parentheses do
-    s += both - spread - chosen + static_cast<int>(named.size()) - 5;  //+
+    s += both - spread - chosen + static_cast<int>(named.size() + joined.size()) - 11;  //+
     if constexpr (sizeof(int) == 4) {
         s += 1;  //+
     }
