@@ -825,8 +825,15 @@ private:
             if (!at) at = choice_at(r->getRetValue());
             if (!at) at = value_at_end(r->getRetValue(), first);
             // "return (\n    a && b);": a line with only the keyword (and a
-            // parenthesis) holds no code; the value's first line does.
-            if (!at) at = code_start(r->getRetValue()->IgnoreParenImpCasts());
+            // parenthesis) holds no code; the value's first line does. In
+            // C++ not a conversion to a number either ("return
+            // static_cast<long>(\n    x * 2);"): g++ converts with the return.
+            const Expr* value = r->getRetValue()->IgnoreParenImpCasts();
+            while (auto* cast = lo_.CPlusPlus ? dyn_cast<ExplicitCastExpr>(value) : nullptr) {
+                if (!cast->getType()->isScalarType() || !cast->getSubExpr()->getType()->isScalarType()) break;
+                value = cast->getSubExpr()->IgnoreParenImpCasts();
+            }
+            if (!at) at = code_start(value);
         }
         if (!at || line_at(*at) <= first) return {};
         if (later) counted_by_statement_.insert(later);

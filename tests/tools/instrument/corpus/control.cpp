@@ -85,8 +85,8 @@ static int either(int n, int a, int b) {  //+
 }
 
 static int twice_plus(int n) {  //+
-    return  // the keyword's line holds no code
-        n * 2 + 1;  //+
+    return static_cast<int>(  // the keyword's line holds no code, nor the conversion
+        n * 2 + 1);  //+
 }
 
 static int jumps(int n) {  //+
