@@ -1312,15 +1312,40 @@ private:
         sites_.push_back(std::move(site));
     }
 
+    // The first test of a condition: the left operand of its first && or
+    // ||, or the condition itself. gcc jumps after it where that operator
+    // stands, or where the test ends.
+    static const Expr* first_test(const Expr* cond) {
+        const Expr* e = cond->IgnoreParenImpCasts();
+        while (auto* b = dyn_cast<BinaryOperator>(e)) {
+            if (!b->isLogicalOp()) break;
+            e = b->getLHS()->IgnoreParenImpCasts();
+        }
+        return e;
+    }
+    std::optional<unsigned> first_jump(const Expr* cond) const {
+        const Expr* e = cond->IgnoreParenImpCasts();
+        const BinaryOperator* innermost = nullptr;
+        while (auto* b = dyn_cast<BinaryOperator>(e)) {
+            if (!b->isLogicalOp()) break;
+            innermost = b;
+            e = b->getLHS()->IgnoreParenImpCasts();
+        }
+        if (innermost) return main_offset(innermost->getOperatorLoc());
+        std::optional<unsigned> end = expr_end(e);
+        return end && *end > 0 ? std::optional<unsigned>(*end - 1) : std::nullopt;
+    }
     // A probe inside a loop condition: it counts every evaluation, which is
     // each entry into the loop plus each further iteration.
     // Its anchor, 0 when it has none.
-    unsigned condition_site(const Stmt* loop, const Expr* cond) {
+    // jump_line: where gcc places the condition's test and jump when that
+    // is not where the condition starts (a while loop's, below).
+    unsigned condition_site(const Stmt* loop, const Expr* cond, int jump_line = 0) {
         if (!counting_lines()) return 0;
         std::optional<unsigned> at = begin_offset(cond->getBeginLoc());
         std::optional<unsigned> loop_begin = main_offset(loop->getBeginLoc());
         if (!at) return 0;
-        int line = line_at(*at);
+        int line = std::max(line_at(*at), jump_line);
         unsigned anchor = (loop_begin && line_at(*loop_begin) == line) ? *loop_begin : *at;
         Site site = new_site(line, anchor);
         site.probes.push_back({Probe::prefix, *at});
@@ -2557,8 +2582,32 @@ private:
             if (w->getConditionVariable()) {
                 latch_site(s, w->getBody(), in_sequence, frame);
             } else if (!constant_condition(w->getCond())) {
-                unsigned evaluations = condition_site(s, w->getCond());
-                loop_condition_counts(evaluations, follow_.target == s ? follow_.base : 0, w->getCond(), w->getBody());
+                unsigned arrivals = follow_.target == s ? follow_.base : 0;
+                std::optional<unsigned> at = main_offset(begin);
+                std::optional<unsigned> jump = first_jump(w->getCond());
+                int jump_line = at && jump && line_at(*jump) > line_at(*at) ? line_at(*jump) : 0;
+                unsigned evaluations = condition_site(s, w->getCond(), jump_line);
+                // "while (m\n    < 3)": the test runs on its last line; the
+                // first counts the loop's entries, or every evaluation where
+                // the test's first part has code there.
+                const Expr* first = first_test(w->getCond());
+                bool evaluated_there = jump_line && evaluations && starts_on(first, line_at(*at)) && runs_code(first);
+                if (jump_line && evaluations && !evaluated_there) {
+                    size_t before = sites_.size();
+                    statement_site(s, in_sequence);
+                    if (sites_.size() > before) arrivals = sites_.back().anchor;
+                }
+                loop_condition_counts(evaluations, arrivals, w->getCond(), w->getBody());
+                if (evaluated_there) {
+                    // What the condition's site counts, derived as it may be.
+                    auto site = std::find_if(sites_.rbegin(), sites_.rend(), [&](const Site& x) {
+                        return !x.branch && x.file == file_ && x.anchor == evaluations && x.same_as == 0;
+                    });
+                    Site alias = new_site(line_at(*at), *at);
+                    alias.same_as = site != sites_.rend() && site->rounds ? site->arrivals : evaluations;
+                    alias.rounds = site != sites_.rend() ? site->rounds : 0;
+                    sites_.push_back(std::move(alias));
+                }
                 decision_site(w->getCond(), "while", loop_sources(w->getCond(), w->getBody(), evaluations));
             } else if (rounds_on_loop_line(w->getBody())) {
                 latch_site(s, w->getBody(), in_sequence, frame, false);

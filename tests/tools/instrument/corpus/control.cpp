@@ -8,6 +8,8 @@
 #define TWICE(s) s; s
 #define UPTO(i, n) for (int i = 0; i < (n); ++i)
 
+static int twice_plus(int n);
+
 static int branches(int n)  //+
 {
     int s = 0;  //+
@@ -21,6 +23,9 @@ static int branches(int n)  //+
     s += n > 7 ? 1 : 0;  //+
     while (s > 100)  //+
         s /= 2;  //+
+    while (twice_plus(s)  //+ the call: every evaluation
+           < 40)  //+
+        s += 9;  //+
     do
         --s;  //+
     while (s > 50);  //+
