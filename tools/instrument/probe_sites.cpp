@@ -1312,6 +1312,29 @@ private:
         sites_.push_back(std::move(site));
     }
 
+    // "while (m\n    < 3)": a loop's test that ends on a later line than
+    // from runs there (0 where it does not); the first line then counts the
+    // loop's entries, or every evaluation where the first test has code
+    // there (evaluated_on).
+    int test_line(const Expr* cond, int from) const {
+        std::optional<unsigned> jump = first_jump(cond);
+        return from && jump && line_at(*jump) > from ? line_at(*jump) : 0;
+    }
+    bool evaluated_on(const Expr* cond, int line) const {
+        const Expr* first = first_test(cond);
+        return starts_on(first, line) && runs_code(first);
+    }
+    // A count of line that is what the condition's site at evaluations
+    // counts, derived from arrivals and rounds as it may be.
+    void evaluations_alias(unsigned evaluations, int line, unsigned anchor) {
+        auto site = std::find_if(sites_.rbegin(), sites_.rend(), [&](const Site& x) {
+            return !x.branch && x.file == file_ && x.anchor == evaluations && x.same_as == 0;
+        });
+        Site alias = new_site(line, anchor);
+        alias.same_as = site != sites_.rend() && site->rounds ? site->arrivals : evaluations;
+        alias.rounds = site != sites_.rend() ? site->rounds : 0;
+        sites_.push_back(std::move(alias));
+    }
     // The first test of a condition: the left operand of its first && or
     // ||, or the condition itself. gcc jumps after it where that operator
     // stands, or where the test ends.
@@ -2584,30 +2607,17 @@ private:
             } else if (!constant_condition(w->getCond())) {
                 unsigned arrivals = follow_.target == s ? follow_.base : 0;
                 std::optional<unsigned> at = main_offset(begin);
-                std::optional<unsigned> jump = first_jump(w->getCond());
-                int jump_line = at && jump && line_at(*jump) > line_at(*at) ? line_at(*jump) : 0;
+                int line = at ? line_at(*at) : 0;
+                int jump_line = test_line(w->getCond(), line);
                 unsigned evaluations = condition_site(s, w->getCond(), jump_line);
-                // "while (m\n    < 3)": the test runs on its last line; the
-                // first counts the loop's entries, or every evaluation where
-                // the test's first part has code there.
-                const Expr* first = first_test(w->getCond());
-                bool evaluated_there = jump_line && evaluations && starts_on(first, line_at(*at)) && runs_code(first);
+                bool evaluated_there = jump_line && evaluations && evaluated_on(w->getCond(), line);
                 if (jump_line && evaluations && !evaluated_there) {
                     size_t before = sites_.size();
                     statement_site(s, in_sequence);
                     if (sites_.size() > before) arrivals = sites_.back().anchor;
                 }
                 loop_condition_counts(evaluations, arrivals, w->getCond(), w->getBody());
-                if (evaluated_there) {
-                    // What the condition's site counts, derived as it may be.
-                    auto site = std::find_if(sites_.rbegin(), sites_.rend(), [&](const Site& x) {
-                        return !x.branch && x.file == file_ && x.anchor == evaluations && x.same_as == 0;
-                    });
-                    Site alias = new_site(line_at(*at), *at);
-                    alias.same_as = site != sites_.rend() && site->rounds ? site->arrivals : evaluations;
-                    alias.rounds = site != sites_.rend() ? site->rounds : 0;
-                    sites_.push_back(std::move(alias));
-                }
+                if (evaluated_there) evaluations_alias(evaluations, line, *at);
                 decision_site(w->getCond(), "while", loop_sources(w->getCond(), w->getBody(), evaluations));
             } else if (rounds_on_loop_line(w->getBody())) {
                 latch_site(s, w->getBody(), in_sequence, frame, false);
@@ -2616,7 +2626,12 @@ private:
             walk_loop_body(d->getBody());
             walk_expr(d->getCond());
             if (!constant_condition(d->getCond())) {
-                condition_site(s, d->getCond());
+                std::optional<unsigned> at = begin_offset(d->getCond()->getBeginLoc());
+                int line = at ? line_at(*at) : 0;
+                int jump_line = test_line(d->getCond(), line);
+                unsigned evaluations = condition_site(s, d->getCond(), jump_line);
+                if (jump_line && evaluations && evaluated_on(d->getCond(), line))
+                    evaluations_alias(evaluations, line, *at);
                 decision_site(d->getCond(), "do");
             }
         } else if (auto* f = dyn_cast<ForStmt>(s)) {
@@ -2680,21 +2695,25 @@ private:
             return;
         }
         if (cond && !constant_condition(cond)) {
-            unsigned evaluations = condition_site(f, cond);
-            decision_site(cond, "for", loop_sources(cond, f->getBody(), evaluations));
-            // The initialisation on a line of its own counts entries there,
-            // the increment on a line of its own each increment (in C++ not
-            // a lone "++i" or "p--" of a variable: g++ places it with the
-            // condition; "i += 2", "p = p->next", "++i, ++j" stay).
             std::optional<unsigned> at = begin_offset(cond->getBeginLoc());
+            int jump_line = at && line_at(*at) == for_line ? test_line(cond, for_line) : 0;
+            unsigned evaluations = condition_site(f, cond, jump_line);
+            bool evaluated_there = jump_line && evaluations && evaluated_on(cond, for_line);
+            decision_site(cond, "for", loop_sources(cond, f->getBody(), evaluations));
+            // The initialisation on a line of its own (or with a test that
+            // ends on a later line) counts entries there, the increment on a
+            // line of its own each increment (in C++ not a lone "++i" or
+            // "p--" of a variable: g++ places it with the condition; "i +=
+            // 2", "p = p->next", "++i, ++j" stay).
             unsigned arrivals = follow_.target == f ? follow_.base : 0;
-            if (f->getInit() && at && line_at(*at) != for_line) {
+            if ((f->getInit() && at && line_at(*at) != for_line) || (jump_line && evaluations && !evaluated_there)) {
                 size_t before = sites_.size();
                 statement_site(f, in_sequence);
                 if (sites_.size() > before) arrivals = sites_.back().anchor;
             }
             if ((!f->getInit() || falls_through(f->getInit())) && (!f->getInc() || plain_code(f->getInc())))
                 loop_condition_counts(evaluations, arrivals, cond, f->getBody());
+            if (evaluated_there) evaluations_alias(evaluations, for_line, *begin);
             const Expr* inc = f->getInc();
             if (inc && lo_.CPlusPlus && lone_step(inc)) inc = nullptr;
             std::optional<unsigned> inc_at = inc ? begin_offset(inc->getBeginLoc()) : std::nullopt;

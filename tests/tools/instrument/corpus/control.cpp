@@ -29,6 +29,10 @@ static int branches(int n)  //+
     do
         --s;  //+
     while (s > 50);  //+
+    do {
+        s += 3;  //+
+    } while (s  // no code: the test runs on its last line
+             < 60);  //+
     return s;  //+
 }
 

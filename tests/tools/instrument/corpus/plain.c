@@ -78,6 +78,10 @@ size_t strnlen(const char* s, size_t limit) {  //+
     while (n  //+ entries: the test runs on its last line
            < limit / 2)  //+
         n++;  //+
+    size_t k;
+    for (k = 0; k  //+
+                < n; k++)  //+
+        n += 0;  //+
     return n;  //+
 }
 
