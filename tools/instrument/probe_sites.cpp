@@ -349,6 +349,14 @@ private:
             value = i->getCond();
             auto* compare = dyn_cast<BinaryOperator>(value->IgnoreParenImpCasts());
             if (compare && compare->isLogicalOp()) return;
+            // g++ ends a block after a call: a comparison of its result
+            // stands where its operator does ("if (f(x)\n    < 4)").
+            if (lo_.CPlusPlus && compare && compare->isComparisonOp() && calls_something(compare->getLHS()) &&
+                !calls_something(compare->getRHS())) {
+                place_at(compare->getOperatorLoc(), places);
+                add_aliases(places, anchor, line);
+                return;
+            }
             placed_test(value, places);
         } else if (auto* b = dyn_cast<BinaryOperator>(s); b && b->isAssignmentOp()) {
             value = b;

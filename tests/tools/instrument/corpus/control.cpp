@@ -15,6 +15,9 @@ static int branches(int n)  //+
     int s = 0;  //+
     if (n % 3 == 0)  //+
         s += 1;  //+
+    if (twice_plus(n)  //+
+        > 15)  //+ after the call the comparison stands where its operator does
+        s += 1;  //+
     else if (n % 3 == 1)  //+
         s += 2;  //+
     else
