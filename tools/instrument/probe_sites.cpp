@@ -2301,7 +2301,8 @@ private:
     }
 
     // A member call whose "." or "->" begins a line of its own
-    // ("GetSuite(name)\n    ->AddTest(info)"): the call runs on that line, and
+    // ("GetSuite(name)\n    ->AddTest(info)"), or stands on a later line
+    // than its object's call begins: the call runs on that line, and
     // gcov counts it there. The whole call is wrapped, so the count comes
     // before its object is evaluated. Of a chain of such calls only the last
     // counts, as gcov counts the chain on its last line.
@@ -2309,7 +2310,10 @@ private:
         auto* member = dyn_cast<MemberExpr>(call->getCallee()->IgnoreParens());
         if (!member || member->isImplicitAccess() || chained_calls_.count(call)) return;
         std::optional<unsigned> at = main_offset(member->getOperatorLoc());
-        if (!at || !first_on_line(*at)) return;
+        // Or after a call that ends that line ("Get(a,\n    b).ok()").
+        const Expr* base = member->getBase()->IgnoreImplicit();
+        std::optional<unsigned> base_at = isa<CallExpr>(base) ? begin_offset(base->getBeginLoc()) : std::nullopt;
+        if (!at || !(first_on_line(*at) || (base_at && line_at(*base_at) < line_at(*at)))) return;
         operand_site(call, from, false, line_at(*at));
         for (const Expr* object = member->getBase()->IgnoreImplicit();;) {
             auto* inner = dyn_cast<CXXMemberCallExpr>(object);

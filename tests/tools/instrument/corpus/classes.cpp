@@ -267,7 +267,8 @@ int main(int argc, char**) {  //+
         {2, "two"},
     };  //+ gcov: counts one entry for each object made
     int total = clamp_sum(ints, 12) + static_cast<int>(clamp_sum(reals, 100.0)) + answer() - 42;  //+
-    total += named[1].id;  //+
+    total += named[1].id + static_cast<int>(named[1].name.substr(0,  //+ gcov: enters it again after the next line
+                                                                 1).size());  //+ a call after its object's call
     auto twice = [](int x) { return 2 * x; };  //+
     auto shout = [&total](const char* what) {  //+ gcov: counts the closure on its last line
         total += static_cast<int>(std::strlen(what));  //+
