@@ -1093,7 +1093,7 @@ private:
             bool object_is_call = isa<CallExpr>(bare_object);
             if (object_op && placed_at_end(object_op)) {
                 std::optional<unsigned> end = expr_end(object_op);
-                if (end && *end > 0 && line_at(*end - 1) == line) return true;
+                if ((end && *end > 0 && line_at(*end - 1) == line) || chain_code_on_line(object_op, line)) return true;
             } else if (object_is_call ? object_at && line_at(*object_at) == line && runs_code(object)
                                       : located_code(object, line)) {
                 return true;
