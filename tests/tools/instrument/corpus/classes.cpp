@@ -12,6 +12,7 @@
 #include <vector>
 
 #define BLOCK(x) { std::printf("%d\n", x); std::printf("%d\n", x); }
+#define FRESH_STREAM() std::ostringstream().flush()
 #define CHECKED(c) if (c) ; else std::cerr
 #define CONSTANT_FUNCTION(name, value) \
     static int name() { return value; }
@@ -349,6 +350,8 @@ int main(int argc, char**) {  //+
            "a third\n";  //+
     out << "operators that are not members "
         << "run where the last of them ends " << total << ".";  //+
+    FRESH_STREAM() << "unless their object "  //+ gcov: enters it again after the next line
+                   << "has code of its own " << total << ".";  //+
     const char* const greeting =  // code on the next line only: counted there
         std::strchr("xhello", 'h');  //+
     out  // only the object's name: no code
