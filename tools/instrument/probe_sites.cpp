@@ -319,7 +319,7 @@ private:
             auto* call = v && v->hasLocalStorage() && v->getInit()
                              ? dyn_cast<CXXOperatorCallExpr>(without_copies(v->getInit()))
                              : nullptr;
-            if (call && call->getOperator() == OO_Call && isa<LambdaExpr>(call->getArg(0)->IgnoreImplicit())) {
+            if (calls_lambda(call)) {
                 std::optional<unsigned> called = main_offset(sm_.getExpansionLoc(call->getOperatorLoc()));
                 if (called) operand_site(v->getInit(), line, false, line_at(*called));
                 return;
@@ -737,20 +737,8 @@ private:
                     end = main_offset(construct->getParenOrBraceRange().getEnd());
                 if (!end) return {};
                 int test_line = line_at(*end - 1);
-                auto* call = dyn_cast<CallExpr>(without_copies(init));
-                auto* op = dyn_cast_or_null<CXXOperatorCallExpr>(call);
-                bool lambda = op && op->getOperator() == OO_Call && isa<LambdaExpr>(op->getArg(0)->IgnoreImplicit());
-                std::optional<unsigned> start = call ? begin_offset(call->getBeginLoc()) : std::nullopt;
-                bool made_there = start && !lambda;
-                if (made_there && op && placed_at_end(op)) {
-                    made_there = chain_code_on_line(op, line_at(*start));
-                } else if (made_there && op) {
-                    made_there = made_by_call(op) && std::any_of(op->arg_begin(), op->arg_end(), [&](const Expr* arg) {
-                                     return located_code(arg, line_at(*start));
-                                 });
-                }
-                if (made_there && v->getInitStyle() == VarDecl::CInit)
-                    if (line_at(*start) < test_line) operand_site(init, 0);
+                std::optional<int> made = v->getInitStyle() == VarDecl::CInit ? making_line(init) : std::nullopt;
+                if (made && *made < test_line) operand_site(init, 0);
                 return test_line > first ? std::optional<int>(test_line) : std::nullopt;
             }
             if (v->hasGlobalStorage()) return {};
@@ -1116,6 +1104,26 @@ private:
         return call;
     }
 
+    // The line where a static local's making starts, where its code stands
+    // there: a call's, or operators' with an operand that has code there.
+    std::optional<int> making_line(const Expr* init) const {
+        auto* call = dyn_cast<CallExpr>(without_copies(init));
+        std::optional<unsigned> start = call ? begin_offset(call->getBeginLoc()) : std::nullopt;
+        if (!start) return {};
+        int line = line_at(*start);
+        auto* op = dyn_cast<CXXOperatorCallExpr>(call);
+        bool there = !op || (placed_at_end(op) ? chain_code_on_line(op, line)
+                                               : !calls_lambda(op) && made_by_call(op) &&
+                                                     std::any_of(op->arg_begin(), op->arg_end(), [&](const Expr* arg) {
+                                                         return located_code(arg, line);
+                                                     }));
+        return there ? std::optional<int>(line) : std::nullopt;
+    }
+    // "[&] { ... }()": a lambda called where it is written.
+    static bool calls_lambda(const CXXOperatorCallExpr* op) {
+        return op && op->getOperator() == OO_Call && isa<LambdaExpr>(op->getArg(0)->IgnoreImplicit());
+    }
+
     // Where gcc places the code of an operand: "new T(a,\n    b)" all of it at
     // the parenthesis that closes its initialiser, anything else where it starts.
     std::optional<unsigned> code_start(const Expr* e) const {
@@ -1346,24 +1354,20 @@ private:
     // The first test of a condition: the left operand of its first && or
     // ||, or the condition itself. gcc jumps after it where that operator
     // stands, or where the test ends.
+    static const BinaryOperator* first_logical(const Expr* cond) {
+        const BinaryOperator* innermost = nullptr;
+        for (auto* b = dyn_cast<BinaryOperator>(cond->IgnoreParenImpCasts()); b && b->isLogicalOp();
+             b = dyn_cast<BinaryOperator>(b->getLHS()->IgnoreParenImpCasts()))
+            innermost = b;
+        return innermost;
+    }
     static const Expr* first_test(const Expr* cond) {
-        const Expr* e = cond->IgnoreParenImpCasts();
-        while (auto* b = dyn_cast<BinaryOperator>(e)) {
-            if (!b->isLogicalOp()) break;
-            e = b->getLHS()->IgnoreParenImpCasts();
-        }
-        return e;
+        const BinaryOperator* logical = first_logical(cond);
+        return (logical ? logical->getLHS() : cond)->IgnoreParenImpCasts();
     }
     std::optional<unsigned> first_jump(const Expr* cond) const {
-        const Expr* e = cond->IgnoreParenImpCasts();
-        const BinaryOperator* innermost = nullptr;
-        while (auto* b = dyn_cast<BinaryOperator>(e)) {
-            if (!b->isLogicalOp()) break;
-            innermost = b;
-            e = b->getLHS()->IgnoreParenImpCasts();
-        }
-        if (innermost) return main_offset(innermost->getOperatorLoc());
-        std::optional<unsigned> end = expr_end(e);
+        if (const BinaryOperator* logical = first_logical(cond)) return main_offset(logical->getOperatorLoc());
+        std::optional<unsigned> end = expr_end(first_test(cond));
         return end && *end > 0 ? std::optional<unsigned>(*end - 1) : std::nullopt;
     }
     // A probe inside a loop condition: it counts every evaluation, which is
