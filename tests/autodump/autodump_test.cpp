@@ -1,6 +1,5 @@
-// Tests of auto-dump: configuration file, counter files, numbered output files. On Windows
-// the configuration is read by the system's own profile calls, which the POSIX INI reader
-// must match.
+// Tests of auto-dump: configuration file, counter files, numbered output files. The POSIX INI
+// reader must read the configuration as the Windows profile calls do.
 #include <climits>
 #include <filesystem>
 #include <tuple>
@@ -27,9 +26,8 @@ protected:
         stop_autodump();
         RuntimeTest::TearDown();
     }
-    // Each configuration gets a profile of its own: Windows keeps a read INI
-    // file cached until its modification time changes, which a quick rewrite
-    // may not do.
+    // A profile of its own for each configuration: Windows caches a read INI file until its
+    // modification time changes, which a quick rewrite may not do.
     void use_profile(const std::string& name) {
         profile = join(folder, name);
         coverage = join(profile, "coverage");
@@ -88,8 +86,7 @@ TEST_F(AutodumpTest, FirstStartWritesTheConfigurationAndTheNextStartReadsIt) {
     EXPECT_FALSE(s.timer_running);
     autodump_settings = AutodumpSettings{};
     start_autodump();
-    EXPECT_EQ(s.max_file_size, 2097152u);
-    EXPECT_EQ(s.interval, 300000);
+    EXPECT_EQ(std::make_tuple(s.interval, s.max_file_size), std::make_tuple(300000, 2097152u));
     EXPECT_EQ(read_file(config), written);
 }
 
@@ -128,8 +125,7 @@ TEST_F(AutodumpTest, ConfigurationValuesAndTheirLimits) {
 
 TEST_F(AutodumpTest, DumpsNumberTestCasesAndOutputFiles) {
     start_autodump();
-    mirt_fn(5);
-    mirt_fn(5);
+    for (int i = 0; i < 2; ++i) mirt_fn(5);
     autodump_timer_callback();
     EXPECT_EQ(read_file(output_file(0)), group(0, "5,2\n"));
     EXPECT_EQ(counters(), counted(1, 1));
@@ -166,11 +162,10 @@ TEST_F(AutodumpTest, DumpsNumberTestCasesAndOutputFiles) {
     EXPECT_EQ(read_file(output_file(2)), group(4, "7,1\n8,1\n"));
 }
 
-// Counters print as signed numbers: 0xFFFFFFFF names case -1, and an existing
-// candidate -1 takes the dump of output number 0. A counter file too short to
-// hold a number counts as 0; a candidate that cannot be opened as a file
-// counts as full; a counter that can be neither read nor written (a folder)
-// gives 0 at every dump, and the dump goes on.
+// Counters print as signed numbers: 0xFFFFFFFF names case -1, and an existing candidate -1
+// takes the dump of output number 0. A counter file too short to hold a number counts as 0; a
+// candidate that cannot be opened as a file counts as full; a counter that can be neither read
+// nor written (a folder) gives 0 at every dump, and the dump goes on.
 TEST_F(AutodumpTest, CountersAreFourLittleEndianBytes) {
     start_autodump();
     write_file(testcase_counter, counter_bytes(298));
@@ -203,10 +198,9 @@ TEST_F(AutodumpTest, CountersAreFourLittleEndianBytes) {
     EXPECT_TRUE(fs::is_directory(testcase_counter));
 }
 
-// A path that does not fit its 255 characters (undefined where the paths
-// are formed without a bound), or a timer that cannot be armed (the
-// process's one timer is taken already) leaves auto-dump not started. Only
-// a timer that runs makes the datafiles folder.
+// A path that does not fit its 255 characters (undefined where the paths are formed without a
+// bound), or a timer that cannot be armed (the process's one timer is taken already) leaves
+// auto-dump not started. Only a timer that runs makes the datafiles folder.
 TEST_F(AutodumpTest, WhatLeavesAutodumpNotStarted) {
     platform::TimerId other = platform::start_timer(60000, [] {});
     ASSERT_NE(other, 0u);

@@ -15,11 +15,10 @@ TEST_F(RuntimeTest, IndexFileNumbersListedPointsAndAppendsNewOnes) {
     write_file(index_path, "a.cpp,10\nb.cpp,20\na.cpp,10\n,5\nno comma here\n" +
                                std::string(1022, 'x') + ",7\nz.cpp,8\n");
     // a.cpp,10 = 1, b.cpp,20 = 2, ",5" (empty name) = 3, ",7" = 4, z.cpp,8 = 5
-    EXPECT_EQ(mirt_obj("c.cpp", 30).index, 6);
-    EXPECT_EQ(mirt_obj("a.cpp", 10).index, 1);
-    EXPECT_EQ(mirt_obj("", 5).index, 3);
-    EXPECT_EQ(mirt_obj("", 7).index, 4);
-    EXPECT_EQ(mirt_obj("z.cpp", 8).index, 5);
+    const struct { const char* name; int line, number; } points[] = {
+        {"c.cpp", 30, 6}, {"a.cpp", 10, 1}, {"", 5, 3}, {"", 7, 4}, {"z.cpp", 8, 5}};
+    for (auto [name, line, number] : points)
+        EXPECT_EQ(mirt_obj(const_cast<char*>(name), line).index, number) << name << "," << line;
     EXPECT_EQ(point_hit_table[home_slot(name_fold("a.cpp"), 10)].count, 3u);
     EXPECT_EQ(point_entry_count, 6);
     EXPECT_EQ(index_lines().back(), "c.cpp,30");
@@ -96,14 +95,13 @@ TEST_F(RuntimeTest, TraceFileThatCannotBeCreatedIsReportedAndNotRetried) {
     EXPECT_EQ(trace_handle, platform::invalid_file);
     EXPECT_EQ(trace_record_count, 0);
     { mirt_obj scope("s.cpp", 1); }
-    std::string out = join(folder, "cov.out");
-    mirt_write_coverage_data(out.c_str());
-    mirt_write_coverage_data(out.c_str());
-    const std::string write = "Error: can't write to the " + unreachable + " file.\n",
-                      close = "Error: can't close the " + unreachable + " file.\n";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: can't create the " + unreachable +
-                                                          " file.\n" + write + write + close +
-                                                          write + close);
+    write();
+    write();
+    const std::string create = "Error: can't create the " + unreachable + " file.\n",
+                      no_write = "Error: can't write to the " + unreachable + " file.\n",
+                      no_close = "Error: can't close the " + unreachable + " file.\n";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              create + no_write + no_write + no_close + no_write + no_close);
     EXPECT_TRUE(logged(1488, "can't create file for tracing"));
     EXPECT_TRUE(logged(1508, "can't fprintf to trace file"));
 }
@@ -122,14 +120,11 @@ TEST(Paths, DirectoryOf) {
     const std::pair<const char*, const char*> cases[] = {
         {"c:/temp/mirt_err.txt", "c:/temp"}, {"c:\\temp\\sub/out.txt", "c:\\temp\\sub"},
         {"mirt.out", ""}, {"/out.txt", ""}, {"//out.txt", ""} /* a lone separator is no folder */,
-        {"a/b/", "a/b"}};
+        {"a/b/", "a/b"}, {nullptr, ""}};
     for (const auto& [path, folder] : cases) {
         std::string dir = "stale";
-        EXPECT_TRUE(directory_of(path, &dir));
+        EXPECT_EQ(directory_of(path, &dir), path != nullptr);
         EXPECT_EQ(dir, folder) << path;
     }
-    std::string dir = "stale";
-    EXPECT_FALSE(directory_of(nullptr, &dir));
-    EXPECT_EQ(dir, "");
     EXPECT_FALSE(directory_of("x/y", nullptr));
 }

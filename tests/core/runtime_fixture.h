@@ -26,6 +26,7 @@ protected:
         index_path = mirt_test::join(folder, "index.txt");
         error_log_path = mirt_test::join(folder, "mirt_err.txt");
         trace_path = mirt_test::join(folder, "trace.out");
+        out_path = mirt_test::join(folder, "cov.out");
         mirt::index_file_path = index_path.c_str();
         mirt::error_log_path = error_log_path.c_str();
         mirt::trace_file_name = trace_path.c_str();
@@ -47,6 +48,11 @@ protected:
             mirt::platform::close_file(mirt::trace_handle);
         mirt::trace_handle = 0;
         return mirt_test::read_file(trace_path);
+    }
+    // A coverage write to out_path; the file's whole text.
+    std::string write() {
+        mirt_write_coverage_data(out_path.c_str());
+        return mirt_test::read_file(out_path);
     }
     std::vector<std::string> index_lines() const {
         return mirt_test::lines_of(mirt_test::read_file(index_path));
@@ -72,7 +78,7 @@ protected:
         return e;
     }
 
-    std::string folder, index_path, error_log_path, trace_path;
+    std::string folder, index_path, error_log_path, trace_path, out_path;
 };
 
 #endif

@@ -25,8 +25,7 @@ TEST_F(RuntimeTest, LinesCountPerExactFileNameAndAscendBySignedOrder) {
     EXPECT_EQ(c_mirt_fn2(same, 10), 0);
     for (int i = 0; i < 4; ++i) mirt_fn2(a, 20);
     mirt_fn22(same, 20);
-    mirt_fn2(a, 0);
-    mirt_fn2(a, -3);
+    for (int line : {0, -3}) mirt_fn2(a, line);
     mirt_fn2("src/A.cpp", 1);
     mirt_fn2(".\\src\\a.cpp", 1);
     EXPECT_EQ(c_mirt_fn2(nullptr, 7), 0);
@@ -37,13 +36,12 @@ TEST_F(RuntimeTest, LinesCountPerExactFileNameAndAscendBySignedOrder) {
     EXPECT_EQ(total_of(*file_line_table().find("src/a.cpp")), 9);
     EXPECT_EQ(file_line_table().find("src/b.cpp"), nullptr);
 
-    char buffer[32] = "first/a.cpp";
-    mirt_fn2(buffer, 1);
-    mirt_fn2(buffer, 1);
-    strcpy(buffer, "second/b.cpp");
-    mirt_fn2(buffer, 1);
-    strcpy(buffer, "first");  // a prefix of the earlier name
-    mirt_fn2(buffer, 2);
+    char buffer[32];  // "first" last: a prefix of the earlier name
+    for (auto [name, line] :
+         {std::pair{"first/a.cpp", 1}, {"first/a.cpp", 1}, {"second/b.cpp", 1}, {"first", 2}}) {
+        strcpy(buffer, name);
+        mirt_fn2(buffer, line);
+    }
     EXPECT_EQ(lines_in("first/a.cpp"), (Lines{{1, 2}}));
     EXPECT_EQ(lines_in("second/b.cpp"), (Lines{{1, 1}}));
     EXPECT_EQ(lines_in("first"), (Lines{{2, 1}}));
@@ -84,7 +82,6 @@ TEST_F(RuntimeTest, ManyFilesSurviveTheTableGrowing) {
 // and the unlocked probes beside them stay memory-safe (they may lose hits).
 TEST_F(RuntimeTest, SixtyFourThreadsOnTheSameLinesLoseNoHitWhileWritesGoOn) {
     constexpr int threads = 64, hits = 100000, lines = 8;
-    const std::string out = mirt_test::join(folder, "load.out");
     std::atomic<bool> go{false};
     std::atomic<int> running{threads};
     std::vector<std::thread> workers;
@@ -104,13 +101,13 @@ TEST_F(RuntimeTest, SixtyFourThreadsOnTheSameLinesLoseNoHitWhileWritesGoOn) {
     mirt_fn2("src/start.cpp", 1);  // so that every write appends a record group
     go.store(true);
     int writes = 1;
-    for (; running.load() > 0; ++writes) mirt_write_coverage_data(out.c_str());
+    for (; running.load() > 0; ++writes) mirt_write_coverage_data(out_path.c_str());
     for (auto& w : workers) w.join();
-    mirt_write_coverage_data(out.c_str());
+    mirt_write_coverage_data(out_path.c_str());
 
     // The counts of each record group.
     std::vector<mirt_test::Counts> groups;
-    const std::string text = mirt_test::read_file(out);
+    const std::string text = mirt_test::read_file(out_path);
     for (size_t at = 0, next; at < text.size(); at = next) {
         next = text.find("\n=== ", at);
         next = next == std::string::npos ? text.size() : next + 1;

@@ -54,11 +54,10 @@ TEST_F(AutodumpE2E, RealLibraryStartsInTheHostOnly) {
     EXPECT_TRUE(file_exists(config));
 }
 
-// The timer dumps numbered test cases into one file while the process runs
-// on; the process then ends while the timer ticks fast, and its exit write
-// comes after the last tick. The executable's file version names the folder
-// and the file (the Windows build of the program carries 3.1.7.42), else
-// UNKNOWN does.
+// The timer dumps numbered test cases into one file while the process runs on; the process
+// then ends while the timer ticks fast, and its exit write comes after the last tick. The
+// executable's file version (3.1.7.42 in the program's Windows build), else UNKNOWN, names
+// the folder and the file.
 TEST_F(AutodumpE2E, TimerDumpsNumberedTestCasesIntoOneFileUntilTheExit) {
     EXPECT_EQ(lines_of(run_as(
                   "runtime_probe", "pelvanor.exe",

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "tests/support/contains.h"
 #include "tests/support/test_support.h"
 
 using namespace mirt_test;
@@ -43,8 +44,7 @@ TEST_F(OutputE2E, ExitFileFollowsTheShutdownSwitch) {
     std::string written = read_file(exit_output_path());
     ASSERT_EQ(written.rfind("=== mirt_" + executable_name("probe_app") + "_data_", 0), 0u)
         << written;
-    EXPECT_NE(written.find("_-1\n>>> unknown\n--- scope.cpp\n### scope.cpp\n4,2\n3,1\n"),
-              std::string::npos) << written;
+    EXPECT_TRUE(contains(written, "_-1\n>>> unknown\n--- scope.cpp\n### scope.cpp\n4,2\n3,1\n"));
     EXPECT_EQ(read_file(join(folder, "trace.out")),
               std::string("\x01\0\0\xFF\xFF\xFF\x01\0\0\xFF\xFF\xFF", 12));
     // Other programs write the fixed path too: from here on a private one.
@@ -113,10 +113,9 @@ TEST_F(OutputE2E, GroupsOfProcessesWritingAtOnceStayWhole) {
     EXPECT_EQ(groups, processes * writes);
 }
 
-// A folder that cannot be made (a file holds its name), even for a user whom
-// permissions do not stop; and a device where every write finds the disk
-// full, where there is one: that takes the buffered record group when the
-// file is closed.
+// A folder that cannot be made (a file holds its name), even for a user whom permissions do
+// not stop; and, where there is one, a device where every write finds the disk full: that
+// takes the buffered record group when the file is closed.
 TEST_F(OutputE2E, UnwritableOutputsAreReportedAndTheProgramGoesOn) {
     write_file(join(folder, "plain"), "a file, not a folder");
     const std::string blocked = join(join(join(folder, "plain"), "sub"), "run.out");
@@ -134,8 +133,6 @@ TEST_F(OutputE2E, UnwritableOutputsAreReportedAndTheProgramGoesOn) {
     EXPECT_EQ(lines_of(r.output), expected);
     EXPECT_EQ(read_file(good), "=== t\n>>> l\n--- src\n### a.cpp\n3,7\n");
     const std::string log = read_file(error_log_path()).substr(log_before);
-    EXPECT_NE(log.find(",1184]can not open file."), std::string::npos) << log;
-    if (!full.empty()) {
-        EXPECT_NE(log.find(",1241]can not close file."), std::string::npos) << log;
-    }
+    EXPECT_TRUE(contains(log, ",1184]can not open file."));
+    if (!full.empty()) { EXPECT_TRUE(contains(log, ",1241]can not close file.")); }
 }

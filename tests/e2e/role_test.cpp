@@ -17,23 +17,19 @@ TEST(RoleTest, HostShellAndAutomationFromNameAndEnvironment) {
         std::optional<std::string> mirthost, automation;
         int host, shell, automation_mode;
     } cases[] = {
-        {"pelvanor.exe", none, none, 1, 0, 0},
-        {"PELVANOR.EXE", none, none, 1, 0, 0},
-        {"pelvanor2.exe", none, none, 0, 0, 0},
+        {"pelvanor.exe", none, none, 1, 0, 0}, {"PELVANOR.EXE", none, none, 1, 0, 0},
+        {"pelvanor2.exe", none, none, 0, 0, 0}, {"pelvanor.exe", none, "0", 1, 0, 1},
+        {"Explorer.exe", none, none, 0, 1, 0}, {"explorer.exe", "explorer.exe", none, 1, 1, 0},
         {"studioz.exe", "StudioZ.EXE", none, 1, 0, 0},
         {"sTuDiOz.eXe", "StudioZ.EXE", none, 1, 0, 0},
         {"pelvanor.exe", "StudioZ.EXE", none, 0, 0, 0},
-        {"pelvanor.exe", none, "0", 1, 0, 1},
-        {"Explorer.exe", none, none, 0, 1, 0},
-        {"explorer.exe", "explorer.exe", none, 1, 1, 0},
     };
     const std::string folder = make_temp_folder("role");
     int runs = 0;
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.name) + " MIRTHOST=" + c.mirthost.value_or("-"));
-        // Each run gets a folder of its own: names that differ only in case
-        // are one file on Windows. A host starts auto-dump in the user's
-        // profile folder: a private one.
+        // A folder of its own for each run (names that differ only in case are one file on
+        // Windows), and a private profile folder, where a host starts auto-dump.
         std::string own = join(folder, std::to_string(++runs));
         std::filesystem::create_directory(own);
         RunResult r = run_program(copy_program("runtime_probe", own, c.name), {"attach", "role"},

@@ -26,10 +26,10 @@ TEST(IpcNames, NamesAndRegistrationTexts) {
 
     char temp[256], path[data_file_path_size];
     ASSERT_TRUE(platform::temp_folder(temp, sizeof temp));
-    make_data_file_path(path, "mirt_x.exe_data_10_2", true);
-    EXPECT_EQ(std::string(path), std::string(temp) + "mirt_x.exe_data_10_2_Y");
-    make_data_file_path(path, "mirt_x.exe_data_10_2", false);
-    EXPECT_EQ(std::string(path), std::string(temp) + "mirt_x.exe_data_10_2_N");
+    for (bool final : {true, false}) {
+        make_data_file_path(path, "mirt_x.exe_data_10_2", final);
+        EXPECT_EQ(path, std::string(temp) + "mirt_x.exe_data_10_2_" + (final ? "Y" : "N"));
+    }
 
     char message[512];
     make_registration(message, sizeof message, "a:b", 17);
@@ -48,12 +48,11 @@ TEST(IpcNames, NamesAndRegistrationTexts) {
     }
 }
 
-// The data file of an empty process is three zero counts. A merge that
-// failed holds nothing: the next merge and write run (they would hang on a
-// lock left held). A module registered twice travels as one record with summed
-// counts per line; a point whose key is the empty text comes back empty;
-// merging a file twice appends its modules and points twice and adds its line
-// counts twice.
+// The data file of an empty process is three zero counts. A merge that failed holds nothing:
+// the next merge and write run (they would hang on a lock left held). A module registered
+// twice travels as one record with summed counts per line; a point whose key is the empty
+// text comes back empty; merging a file twice appends its modules and points twice and adds
+// its line counts twice.
 TEST_F(RuntimeTest, DataFileCarriesModulesPointsAndLines) {
     std::string empty = join(folder, "empty_N");
     ASSERT_TRUE(write_data_file(empty.c_str()));
@@ -61,7 +60,7 @@ TEST_F(RuntimeTest, DataFileCarriesModulesPointsAndLines) {
     EXPECT_FALSE(write_data_file(join(join(folder, "missing"), "x_N").c_str()));
     EXPECT_FALSE(merge_data_file(join(folder, "missing_N").c_str()));
     EXPECT_TRUE(merge_data_file(empty.c_str()));
-    mirt_write_coverage_data(join(folder, "out").c_str());
+    write();
 
     int lines_a[] = {2, 1}, lines_b[] = {2, 3};
     mirt_reg2("m.cpp", 2, lines_a)[0] = 5;

@@ -1,11 +1,9 @@
 // Tests of the coverage output: whole record groups compared byte for byte.
 #include <algorithm>
 
-#include "ipc/client.h"
 #include "output/emit.h"
 #include "core/modules.h"
 #include "tests/core/runtime_fixture.h"
-#include "output/section_writers.h"
 #include "core/source_lines.h"
 
 using namespace mirt;
@@ -17,14 +15,8 @@ class OutputTest : public RuntimeTest {
 protected:
     void SetUp() override {
         RuntimeTest::SetUp();
-        out_path = mirt_test::join(folder, "cov.out");
         mirt_set_test_name("T", 1, "");
     }
-    std::string write() {
-        mirt_write_coverage_data(out_path.c_str());
-        return read_file(out_path);
-    }
-    std::string out_path;
 };
 
 // Makes the n-th formatted line from now fail (0 is the next one).
@@ -36,17 +28,19 @@ int failing_vprintf(FILE* stream, const char* format, va_list args) {
 
 }  // namespace
 
-// Simple counters are written from 1 on without headings; counter 0 counts
-// but is never written; a write appends, making missing folders on the way.
+// Simple counters are written from 1 on without headings; counter 0 counts but is never
+// written; ids out of range are dropped; a write appends, making missing folders on the way.
 // (A header without a test name: OutputE2E.ExitFileFollowsTheShutdownSwitch.)
 TEST_F(OutputTest, SimpleCountersAndWhenTheFileIsMade) {
     mirt_clear_coverage_data();  // before any probe: every store stays absent
+    EXPECT_EQ(simple_counters, nullptr);
     mirt_write_coverage_data(out_path.c_str());
     EXPECT_FALSE(mirt_test::file_exists(out_path)) << "nothing recorded: no file";
     mirt_write_coverage_data(nullptr);  // no path: nothing at all
-    mirt_fn(0);
+    EXPECT_EQ(mirt_fn(0), 0);
     EXPECT_EQ(write(), "=== T\n>>> unknown\n");
-    for (int id : {5, 5, 5, 999999}) mirt_fn(id);
+    for (int id : {5, 5, 5, 999999, 1000000, -1}) EXPECT_EQ(mirt_fn(id), 0);
+    EXPECT_EQ(simple_counters[0], 1u);
     const std::string group = "=== T\n>>> unknown\n5,3\n999999,1\n";
     EXPECT_EQ(write(), "=== T\n>>> unknown\n" + group);
     std::string nested =
@@ -122,11 +116,10 @@ TEST_F(OutputTest, MergedPointSectionGroupsByTextAndFoldsDirectoryCase) {
     EXPECT_EQ(merged_points().size(), 3u);  // the table's slots were taken out again
 }
 
-// The static section: counts above zero, by line number, read from the
-// callers' own tables at the write (uncopied), every registration apart. The
-// module section: a module's variants and the records loaded from clients
-// summed per line, lines ascending; a single registration keeps its own order.
-// The registry holds copies of the lines: the caller's may change afterwards.
+// The static section: counts above zero, by line number, read from the callers' own tables at
+// the write (uncopied), every registration apart. The module section: a module's variants and
+// the records loaded from clients summed per line, lines ascending; a single registration
+// keeps its own order. The registry holds copies of the lines: the caller's may change after.
 TEST_F(OutputTest, StaticAndModuleSectionsWriteTheRegisteredTables) {
     static int two_lines[] = {10, 20, 30}, one_lines[] = {1, 2}, three_lines[] = {5}, four_lines[] = {6, 7};
     static long long two_counts[3], one_counts[2], three_counts[1], four_counts[2];
@@ -199,11 +192,10 @@ TEST_F(OutputTest, ClearZeroesEveryCountAndKeepsEveryStructure) {
                       "--- d\n### m.cpp\n6,1\n7,1\n");
 }
 
-// One line of each section. The sections come in their fixed order, each
-// with its own headings, and a write resets nothing: the next one appends the
-// totals so far (the point's slot moved to the table's front in the first
-// write, and its stale copy at home is listed too). Then each formatted line
-// that fails, counted from the header, gives its error log line; the printed
+// One line of each section. The sections come in their fixed order, each with its own headings,
+// and a write resets nothing: the next one appends the totals so far (the point's slot moved to
+// the table's front in the first write, and its stale copy at home is listed too). Then each
+// formatted line that fails, counted from the header, gives its error log line; the printed
 // text names the output path only where marked so, "mirt.out" elsewhere.
 TEST_F(OutputTest, SectionsInTheirOrderAndEveryFailingLineReportedWithItsSourceLine) {
     static int lines[] = {4};

@@ -1,13 +1,11 @@
 // test_support.cpp: the parts of the test support that are the same on every system.
 #include "tests/support/test_support.h"
 
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
-#include <thread>
 
 namespace fs = std::filesystem;
 
@@ -33,12 +31,7 @@ bool file_exists(const std::string& path) {
 }
 
 bool wait_for_file(const std::string& path, int seconds) {
-    auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (!file_exists(path)) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return true;
+    return pump_until([&] { return file_exists(path); }, seconds * 1000u);
 }
 
 std::string read_file(const std::string& path) {
@@ -77,6 +70,17 @@ RunResult run_program(const std::string& path, const std::vector<std::string>& a
     RunResult result{wait_program(child), read_file(output)};
     remove_file(output);
     return result;
+}
+
+int wait_program(Child& child) {
+    if (!child.started) return -1;
+    child.started = false;
+    return reap_process(child.handle);
+}
+
+void kill_program(Child& child) {
+    if (child.started) end_process(child.handle);
+    wait_program(child);
 }
 
 Counts line_counts_in(const std::string& text) {

@@ -19,7 +19,7 @@ std::string make_temp_folder(const std::string& tag);
 std::string executable_name(const std::string& name);  // "name" or "name.exe"
 
 bool file_exists(const std::string& path);
-bool wait_for_file(const std::string& path, int seconds = 120);  // false when it never came
+bool wait_for_file(const std::string& path, int seconds = 120);  // pumps; false when it never came
 std::string read_file(const std::string& path);  // the exact bytes
 void write_file(const std::string& path, const std::string& content);
 void remove_file(const std::string& path);
@@ -53,6 +53,9 @@ Child start_program(const std::string& path, const std::vector<std::string>& arg
                     const std::string& working_folder = "");
 int wait_program(Child& child);   // its exit code, -1 when it was never started
 void kill_program(Child& child);  // at once, as a crash would, and reaped
+// The system's part of those: waits for a started process and gives its exit code; ends one.
+int reap_process(long long handle);
+void end_process(long long handle);
 
 // Runs a program to its end.
 struct RunResult {

@@ -23,10 +23,9 @@ TEST_F(Lifecycle, ExitWhileOtherThreadsProbe) {
     remove_file(index_file_path());
 }
 
-// A forked child counts from zero, takes no part in its parent's collection
-// and writes its own exit output. A client that unloads the library runs on:
-// its counts reached the host at the unload, and the host's later writes
-// reach nothing of it (its threads were stopped).
+// A forked child counts from zero, takes no part in its parent's collection and writes its own
+// exit output. A client that unloads the library runs on: its counts reached the host at the
+// unload, and the host's later writes reach nothing of it (its threads were stopped).
 TEST_F(Lifecycle, ClientsThatForkOrUnloadTheLibrary) {
     std::vector<std::string> run = {"line", "p.c", "1", "fork", "c.c", "line", "p.c", "2"};
     EXPECT_EQ(run_program(path("client.exe"), run, env, folder).exit_code, 0);

@@ -89,9 +89,8 @@ TEST_F(LocalAttacker, PlantedLinksAndFifosAreRefused) {
     }
 }
 
-// A client's data files live in its user's private folder: a FIFO that
-// another user plants in the shared folder, where they once were, holds
-// neither the client nor the host's gather.
+// A client's data files live in its user's private folder: a FIFO that another user plants in
+// the shared folder, where they once were, holds neither the client nor the host's gather.
 TEST_F(LocalAttacker, PlantedDataFileFifoHoldsNoGather) {
     ASSERT_TRUE(start_host());
     Child& client = start(

@@ -33,13 +33,14 @@ pid_t spawn(const std::string& path, const std::vector<std::string>& args,
     execv(path.c_str(), argv.data());
     _exit(127);
 }
+}  // namespace
 
-int reap(pid_t child) {
+int reap_process(long long child) {
     int status = 0;
-    waitpid(child, &status, 0);
+    waitpid(static_cast<pid_t>(child), &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
-}  // namespace
+void end_process(long long child) { kill(static_cast<pid_t>(child), SIGKILL); }
 
 std::string executable_name(const std::string& name) { return name; }
 
@@ -57,24 +58,13 @@ Child start_program(const std::string& path, const std::vector<std::string>& arg
     return {child, child > 0, static_cast<unsigned long>(child)};
 }
 
-int wait_program(Child& child) {
-    if (!child.started) return -1;
-    child.started = false;
-    return reap(static_cast<pid_t>(child.handle));
-}
-
-void kill_program(Child& child) {
-    if (child.started) kill(static_cast<pid_t>(child.handle), SIGKILL);
-    wait_program(child);
-}
-
 bool run_in_forked_child(const std::function<void()>& body) {
     pid_t child = fork();
     if (child == 0) {
         body();
         exit(0);
     }
-    return child > 0 && reap(child) == 0;
+    return child > 0 && reap_process(child) == 0;
 }
 
 std::vector<EnvChange> temp_folder_env(const std::string& folder) { return {{"TMPDIR", folder}}; }

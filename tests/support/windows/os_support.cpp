@@ -74,14 +74,17 @@ HANDLE create_child(const std::string& path, const std::vector<std::string>& arg
     return child;
 }
 
-int reap(HANDLE process) {
+}  // namespace
+
+int reap_process(long long handle) {
+    HANDLE process = reinterpret_cast<HANDLE>(handle);
     WaitForSingleObject(process, INFINITE);
     DWORD code = 0;
     GetExitCodeProcess(process, &code);
     CloseHandle(process);
     return static_cast<int>(code);
 }
-}  // namespace
+void end_process(long long handle) { TerminateProcess(reinterpret_cast<HANDLE>(handle), 9); }
 
 Child start_program(const std::string& path, const std::vector<std::string>& args,
                     const std::vector<EnvChange>& env, const std::string& output_path,
@@ -94,17 +97,6 @@ Child start_program(const std::string& path, const std::vector<std::string>& arg
     if (out != INVALID_HANDLE_VALUE) CloseHandle(out);
     return {reinterpret_cast<long long>(process), process != nullptr,
             process != nullptr ? GetProcessId(process) : 0};
-}
-
-int wait_program(Child& child) {
-    if (!child.started) return -1;
-    child.started = false;
-    return reap(reinterpret_cast<HANDLE>(child.handle));
-}
-
-void kill_program(Child& child) {
-    if (child.started) TerminateProcess(reinterpret_cast<HANDLE>(child.handle), 9);
-    wait_program(child);
 }
 
 bool run_in_forked_child(const std::function<void()>&) { return false; }
