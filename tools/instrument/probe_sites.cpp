@@ -619,13 +619,18 @@ private:
         if (!evaluations || !arrivals || !plain_code(cond) || !falls_through(body, false, true)) return;
         unsigned rounds = entry_anchor(body);
         if (!rounds) return;
-        // The condition's site was made a moment ago: looked for from the end.
-        for (auto it = sites_.rbegin(); it != sites_.rend(); ++it)
-            if (Site& site = *it; !site.branch && site.file == file_ && site.anchor == evaluations && site.same_as == 0) {
-                site.arrivals = arrivals;
-                site.rounds = rounds;
-                return;
-            }
+        if (Site* site = counting_site(evaluations)) {
+            site->arrivals = arrivals;
+            site->rounds = rounds;
+        }
+    }
+    // The site of this file that counts at anchor (no branch, no alias),
+    // made a moment ago: looked for from the end. Null when there is none.
+    Site* counting_site(unsigned anchor) {
+        auto found = std::find_if(sites_.rbegin(), sites_.rend(), [&](const Site& site) {
+            return !site.branch && site.file == file_ && site.anchor == anchor && site.same_as == 0;
+        });
+        return found == sites_.rend() ? nullptr : &*found;
     }
 
     // Whether a preprocessor directive stands between two offsets. Objects
@@ -1343,12 +1348,10 @@ private:
     // A count of line that is what the condition's site at evaluations
     // counts, derived from arrivals and rounds as it may be.
     void evaluations_alias(unsigned evaluations, int line, unsigned anchor) {
-        auto site = std::find_if(sites_.rbegin(), sites_.rend(), [&](const Site& x) {
-            return !x.branch && x.file == file_ && x.anchor == evaluations && x.same_as == 0;
-        });
+        const Site* site = counting_site(evaluations);
         Site alias = new_site(line, anchor);
-        alias.same_as = site != sites_.rend() && site->rounds ? site->arrivals : evaluations;
-        alias.rounds = site != sites_.rend() ? site->rounds : 0;
+        alias.same_as = site && site->rounds ? site->arrivals : evaluations;
+        alias.rounds = site ? site->rounds : 0;
         sites_.push_back(std::move(alias));
     }
     // The first test of a condition: the left operand of its first && or
@@ -3063,10 +3066,8 @@ private:
         // The use's own count (its entries) takes the rounds' probes too.
         std::optional<unsigned> use = begin_offset(s->getBeginLoc());
         if (!use || !user_body) return;
-        auto entries = std::find_if(sites_.rbegin(), sites_.rend(), [&](const Site& site) {
-            return !site.branch && site.file == file_ && site.anchor == *use && site.same_as == 0;
-        });
-        if (entries == sites_.rend() || !latch_probes(*entries, body, frame)) return;
+        Site* entries = counting_site(*use);
+        if (!entries || !latch_probes(*entries, body, frame)) return;
         entries->follows = 0;  // no longer what the code before it counts
     }
 
